@@ -1,0 +1,1 @@
+# Installed tree: library, public headers, CMake package, pkg-config file.
