@@ -1,0 +1,40 @@
+#pragma once
+// The shim's road to the device: it writes messages from target memory and reads answers into target memory.
+
+#include <cstdint>
+
+namespace shim
+{
+
+/// One connection of a target process. All calls come with the shim's process-wide lock held.
+class transport
+{
+public:
+    virtual ~transport() = default;
+
+    /// Memory for messages that the device reaches by plain copy; messages are built here. Lives as long as
+    /// the transport. `window_size()` is at least 1 MiB.
+    virtual uint8_t* window() = 0;
+    virtual uint64_t window_size() = 0;
+
+    /// Writes `length` bytes at `message` (anywhere in this process) to the device, then reads up to
+    /// `answer_capacity` bytes of the answer into `answer`; returns the bytes read. One exchange, one wake-up.
+    /// Returns -1 when the device is gone.
+    virtual int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t answer_capacity) = 0;
+
+    /// Reads more of an answer. -1 when the device is gone.
+    virtual int32_t read(void* answer, uint32_t answer_capacity) = 0;
+
+    /// Tells the device where the frame buffer of this process lies and how large it is, whenever it moves.
+    virtual void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
+                                  uint32_t stride_pixels) = 0;
+
+    /// A swap has returned: the frame buffer holds a finished frame.
+    virtual void frame_finished() = 0;
+};
+
+/// The transport of this process, opened on first use; null when there is no device to talk to. Defined by
+/// the library that is linked in front of the applications (over a socket) and by the in-process target.
+transport* open_transport();
+
+} // namespace shim
