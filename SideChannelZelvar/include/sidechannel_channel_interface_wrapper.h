@@ -37,10 +37,12 @@ public:
 
     /// Appends when the result stays strictly below `capacity`; otherwise the data is dropped and logged.
     void write(const void* data, uint32_t length);
-    /// Consumes `n` bytes; the address stays valid until the next write. Null when nothing is pending and
-    /// the buffer could not be allocated.
-    uint8_t* read(uint32_t n);
+    /// Consumes `len` bytes, no more than are pending; the address stays valid until the next write. Null
+    /// when the buffer could not be allocated.
+    uint8_t* read(uint32_t len);
     uint32_t length();
+    /// Keeps writers off while the bytes that `read` returned are still in use.
+    critical_section__*& lock() { return _cs; }
 
 private:
     critical_section__* _cs;
@@ -66,6 +68,9 @@ public:
     void close() override;
     void writeSideChannel(uint64_t data, uint32_t length, scModelInterface* model) override;
 
+    /// Forgets the owner, so that a channel may still be closed after the plug-in object is gone.
+    void forgetOwner() { _owner_callback.store(nullptr, std::memory_order_release); }
+
     /// Binds the channel to the pid of its first message; later messages are not compared.
     void bindTargetProcess(const void* message, uint32_t length);
     /// 0 while unbound.
@@ -87,19 +92,24 @@ public:
     void allowMainThreadToSendMessage();
 
 private:
-    bool growInbound(uint64_t total);
+    uint32_t declaredSize() const;
+    uint8_t* inboundSpace(uint64_t offset, uint32_t length);
+    void dispatchInbound(uint32_t size, scModelInterface* model);
+    int32_t deliver(uint64_t address, uint32_t n, scModelInterface* model);
 
-    PluginInterfaceWrapperChannelCallbackInterface* _owner_callback;
-    SOCKET _socket;
+    std::atomic<PluginInterfaceWrapperChannelCallbackInterface*> _owner_callback;
+    [[maybe_unused]] SOCKET _socket; // what the plug-in was given for this channel; nothing reads it
     std::atomic<pid_t> _bound_target_process{0};
     semaphore__* _ready_to_send;
-    scModelInterface* _model_interface = nullptr;
+    scModelInterface* _model_interface = nullptr; // guarded by _channel_cs
     critical_section__* _channel_cs;
     critical_section__* _send_cs;
     ChannelInterfaceBuffer _outbound;
+    // The inbound side belongs to the simulator's thread alone.
     uint8_t* _inbound;
     uint64_t _inbound_size;
-    uint32_t _inbound_fill = 0;
+    uint64_t _inbound_fill = 0;
+    bool _inbound_lost = false; // bytes had to be dropped: the message boundaries are gone
 };
 
 /// Locks the channel of a target process and returns its model interface: the only way for a worker to reach

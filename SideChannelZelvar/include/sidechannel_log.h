@@ -54,7 +54,8 @@ inline bool sidechannel_log_enabled(sidechannel_log_gate gate)
 #define LOG_FINE(text, ...) ZELVAR_LOG_(LOG_GATE_FINE, "TRACE", text __VA_OPT__(, ) __VA_ARGS__)
 
 /// For the lines that print at every log level.
-#define LOG_ALWAYS(level, text, ...) sidechannel_print(level " [ZELVAR] " text "\n" __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_ALWAYS(level, text, ...)                                                                         \
+    sidechannel_print(level " [ZELVAR] " text "\n" __VA_OPT__(, ) __VA_ARGS__)
 
 /// Stops the process with the quoted condition when `condition` is false.
 #define ZELVAR_ASSERT_TEXT(condition, text)                                                                  \

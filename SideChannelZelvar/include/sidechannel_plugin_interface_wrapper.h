@@ -43,10 +43,10 @@ public:
     void unlock() override;
 
 private:
-    std::vector<ChannelInterfaceWrapper*> _channel_interfaces;       // guarded by _channel_list_cs
-    std::map<pid_t, ChannelInterfaceWrapper*> _process_to_channel;   // guarded by _channel_list_cs
+    std::vector<ChannelInterfaceWrapper*> _channel_interfaces;     // guarded by _channel_list_cs
+    std::map<pid_t, ChannelInterfaceWrapper*> _process_to_channel; // guarded by _channel_list_cs
     critical_section__* _channel_list_cs;
-    SOCKET _socket = -1;
+    std::atomic<SOCKET> _socket{-1};
     critical_section__* _plugin_cs;
     std::atomic<size_t> _channel_count{0}; // mirrors the vector's size for the unlocked sanity check
 };
