@@ -11,18 +11,14 @@
 
 extern "C" {
 // Entry points that only an emulator's EGL has; silent when missing.
-void* eglKelvoGetBufferPrototype(EGLDisplay display, EGLSurface surface);
-void eglKelvoUngetBufferPrototype(EGLDisplay display, EGLSurface surface);
+void* __eglKelvoGetBuffer(EGLDisplay display, EGLSurface surface);
+void __eglKelvoUngetBuffer(EGLDisplay display, EGLSurface surface);
 }
 
 struct sidechannel_egl_imports
 {
 #define ZELVAR_HOST_EGL(name) decltype(&::name) name;
-#define __eglKelvoGetBuffer eglKelvoGetBufferPrototype
-#define __eglKelvoUngetBuffer eglKelvoUngetBufferPrototype
 #include "egl.inc"
-#undef __eglKelvoGetBuffer
-#undef __eglKelvoUngetBuffer
 #undef ZELVAR_HOST_EGL
 };
 
