@@ -1,0 +1,7 @@
+#pragma once
+// What the overlay counts.
+
+#include <cstdint>
+
+/// Frames of the screen counted by `calculateFps` so far.
+uint32_t combiner_frame_number();
