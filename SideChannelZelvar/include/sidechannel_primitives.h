@@ -56,3 +56,5 @@ void semaphore_lower_if(semaphore__* semaphore);
 unsigned long sidechannel_threads_create(void* (*entry)(void*), void* argument);
 /// Joins; handle 0 does nothing. Returns 0 in all cases.
 int sidechannel_threads_wait_for_death(unsigned long handle);
+/// Lets a thread end without being joined; handle 0 does nothing.
+void sidechannel_threads_detach(unsigned long handle);

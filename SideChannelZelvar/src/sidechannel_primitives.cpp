@@ -286,3 +286,9 @@ int sidechannel_threads_wait_for_death(unsigned long handle)
     LOG_FINE("sidechannel_threads_wait_for_death(%lu) leaves", handle);
     return 0;
 }
+
+void sidechannel_threads_detach(unsigned long handle)
+{
+    if (handle != 0)
+        pthread_detach(handle);
+}
