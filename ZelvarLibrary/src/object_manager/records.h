@@ -89,25 +89,27 @@ struct _zelvar_object_manager_egl_image_data
     bool delete_postponed = false;
 };
 
+/// Shared between the threads of a target process: the record lives as long as somebody holds it, and its
+/// values change one at a time. `ref_counter` is the registry's.
 struct _zelvar_sync_khr_descriptor
 {
-    uint32_t valid = 1;
-    uint32_t ref_counter = 1;
-    uint32_t status = EGL_UNSIGNALED_KHR;
-    uint32_t type = 0;
-    uint32_t waiter_count = 0;
+    std::atomic<uint32_t> valid = 1;
+    std::atomic<uint32_t> ref_counter = 1;
+    std::atomic<uint32_t> status = EGL_UNSIGNALED_KHR;
+    std::atomic<uint32_t> type = 0;
+    std::atomic<uint32_t> waiter_count = 0;
 };
 
 /// Everything of one target process that EGL and OpenGL ES need. Guarded by pid_to_process_data_map_cs.
 struct _zelvar_object_manager_process_data
 {
-    std::map<uint64_t, std::shared_ptr<_zelvar_object_manager_context>> contexts; // by target context
+    std::map<uint64_t, std::shared_ptr<_zelvar_object_manager_context>> contexts;  // by target context
     std::map<uint64_t, std::map<uint64_t, _zelvar_object_manager_config>> configs; // display to config to row
     std::map<uint64_t, std::shared_ptr<_zelvar_extensions>> extensions;            // by display
     std::map<uint64_t, _zelvar_target_display_parameters> displays;
     std::map<uint64_t, _zelvar_object_manager_egl_image_data> images;
     std::map<uint64_t, _zelvar_surface> surfaces;
-    std::map<uint64_t, _zelvar_sync_khr_descriptor> syncs;
+    std::map<uint64_t, std::shared_ptr<_zelvar_sync_khr_descriptor>> syncs;
     tid_t service_owner = 0;
     bool service_checked_out = false;
     EGLContext service_context = EGL_NO_CONTEXT;
@@ -124,7 +126,7 @@ struct _zelvar_object_manager_process_data
 struct zelvar_context_worker_data
 {
     std::shared_ptr<_zelvar_context_worker> worker;
-    std::shared_ptr<uint8_t[]> message_buffer; // 4 MiB of scratch for a 32-bit target, else null
+    std::shared_ptr<uint8_t[]> message_buffer;       // 4 MiB of scratch for a 32-bit target, else null
     std::shared_ptr<semaphore__> response_semaphore; // raised by the target's confirmations
 };
 
@@ -164,7 +166,8 @@ struct _zelvar_object_manager_target_deallocate_memory_descriptor
 };
 
 /// Result bytes, number of bytes, user argument, error code. Runs on the simulator's thread.
-using command_executed_callback = void (*)(void* result, unsigned n_result_bytes, void* user_arg, unsigned error);
+using command_executed_callback = void (*)(void* result, unsigned n_result_bytes, void* user_arg,
+                                           unsigned error);
 struct pending_callback
 {
     command_executed_callback function = nullptr;
@@ -216,10 +219,12 @@ extern std::map<pid_t, _zelvar_object_manager_process_data>& pid_to_process_data
 extern std::map<pid_t, _zelvar_object_manager_process_common_data>& pid_to_process_data_map_common;
 extern std::map<pid_t, _zelvar_object_manager_process_data_vk>& pid_to_process_data_map_vk;
 extern std::map<pid_t, _zelvar_object_manager_process_net_data>& pid_to_process_net_data_map;
-extern std::map<process_thread_pair, _zelvar_object_manager_thread_data>& process_thread_id_pair_to_thread_data_map;
+extern std::map<process_thread_pair, _zelvar_object_manager_thread_data>&
+    process_thread_id_pair_to_thread_data_map;
 extern std::map<process_thread_pair, pending_callback>& callback_map;
 /// Texture ids that are image siblings; under process_thread_id_pair_to_thread_data_map_cs.
 extern std::map<pid_t, std::vector<uint32_t>>& egl_target_to_source_sibling_map;
-extern std::map<_target_display_descriptor, std::vector<_zelvar_object_manager_config>>& target_display_configs_map;
+extern std::map<_target_display_descriptor, std::vector<_zelvar_object_manager_config>>&
+    target_display_configs_map;
 extern std::map<uint64_t, uint64_t>& target_config_in_use_map;
 extern std::map<_target_egl_surface_descriptor, std::unique_ptr<zelvar_host_pixel_container>>& host_pixel_map;

@@ -37,7 +37,8 @@ uint32_t zelvar_object_manager_get_target_bit(pid_t pid, tid_t tid, void** stagi
 /// The model of the thread's current context, locked; the null context's model, unlocked, when there is none.
 /// Null only by a forced failure.
 _zelvar_context_data* zelvar_object_manager_lock_context_data(pid_t pid, tid_t tid);
-_zelvar_context_data* zelvar_object_manager_lock_context_data_by_target_context(pid_t pid, uint64_t target_context);
+_zelvar_context_data* zelvar_object_manager_lock_context_data_by_target_context(pid_t pid,
+                                                                                uint64_t target_context);
 bool zelvar_object_manager_unlock_context_data(_zelvar_context_data* data);
 /// Asserts that the thread's current context is not locked by anyone. True otherwise.
 bool zelvar_object_manager_verify_context_data_lock(pid_t pid, tid_t tid);
@@ -92,13 +93,15 @@ void zelvar_object_manager_get_callback_for_command_executed_message(pid_t pid, 
                                                                      std::shared_ptr<void>* user_data);
 bool zelvar_object_manager_get_channel_interface(pid_t pid, ChannelInterfaceWrapper** channel);
 class PluginInterfaceWrapperSandbox;
+class scPluginInterface;
 bool zelvar_object_manager_register_channel_interface_for_current_communication_thread(
-    pid_t pid, uint32_t socket, PluginInterfaceWrapperSandbox* sandbox, PluginInterfaceWrapperSandbox* wrapper);
+    pid_t pid, uint32_t socket, PluginInterfaceWrapperSandbox* sandbox, scPluginInterface* wrapper);
 bool zelvar_object_manager_unregister_channel_interface_for_current_communication_thread(uint32_t socket);
 bool zelvar_object_manager_get_target_pid_for_socket(uint32_t socket, pid_t* pid);
 
 // Displays.
-bool zelvar_object_manager_add_display(pid_t pid, tid_t tid, EGLDisplay host_display, uint64_t target_display);
+bool zelvar_object_manager_add_display(pid_t pid, tid_t tid, EGLDisplay host_display,
+                                       uint64_t target_display);
 bool zelvar_object_manager_delete_display(pid_t pid, uint64_t target_display);
 bool zelvar_object_manager_get_host_display(pid_t pid, tid_t tid, uint64_t target_display, EGLDisplay* host);
 bool zelvar_object_manager_get_target_display(pid_t pid, EGLDisplay host_display, uint64_t* target);
@@ -111,11 +114,12 @@ bool zelvar_object_manager_global_display_mapping_get_host_display(uint64_t targ
 bool zelvar_object_manager_global_display_mapping_get_target_display(EGLDisplay host, uint64_t* target);
 bool zelvar_object_manager_host_display_inc_ref(EGLDisplay host);
 bool zelvar_object_manager_host_display_dec_ref(EGLDisplay host, bool* last);
-uint64_t zelvar_object_manager_generate_target_display(pid_t pid, uint64_t native_display, EGLDisplay host_display);
+uint64_t zelvar_object_manager_generate_target_display(pid_t pid, uint64_t native_display,
+                                                       EGLDisplay host_display);
 bool zelvar_object_manager_free_display_resources(pid_t pid, tid_t tid, uint64_t target_display);
 bool zelvar_object_manager_is_egl_extension_supported(pid_t pid, uint64_t target_display, uint32_t index);
-/// Under the lock: the filtered extension string of a display; `slot` receives where its copy on the target is
-/// remembered.
+/// Under the lock: the filtered extension string of a display; `slot` receives where its copy on the target
+/// is remembered.
 bool zelvar_object_manager_get_egl_extensions_string(pid_t pid, uint64_t display, std::string* text,
                                                      std::shared_ptr<_zelvar_extensions>* slot);
 bool zelvar_object_manager_get_target_client_extension_region(pid_t pid, target_ptr** slot);
@@ -128,13 +132,14 @@ void _init_host_egl_configs(bool test_mode);
 void _ensure_egl_config_mappings(pid_t pid, tid_t tid, uint64_t target_display);
 /// `target_configs` may be null: then configs are only counted.
 bool zelvar_object_manager_egl_choose_config_for_target(pid_t pid, tid_t tid, uint64_t target_display,
-                                                        const EGLint* host_attrib_list, uint64_t* target_configs,
-                                                        int32_t config_size, int32_t* count);
+                                                        const EGLint* host_attrib_list,
+                                                        uint64_t* target_configs, int32_t config_size,
+                                                        int32_t* count);
 bool zelvar_object_manager_egl_get_configs_for_target(pid_t pid, tid_t tid, uint64_t target_display,
                                                       uint64_t* target_configs, int32_t config_size,
                                                       int32_t* count);
-bool zelvar_object_manager_get_host_config(pid_t pid, tid_t tid, uint64_t target_display, uint64_t target_config,
-                                           EGLConfig* host_config);
+bool zelvar_object_manager_get_host_config(pid_t pid, tid_t tid, uint64_t target_display,
+                                           uint64_t target_config, EGLConfig* host_config);
 /// Attributes of a config; null out parameters are skipped.
 struct config_attributes
 {
@@ -147,9 +152,11 @@ struct config_attributes
     int32_t* stencil = nullptr;
     int32_t* config_id = nullptr;
 };
-bool zelvar_object_manager_get_config_data(pid_t pid, tid_t tid, uint64_t target_display, uint64_t target_config,
-                                           bool want_host, const config_attributes& out);
-bool zelvar_object_manager_get_host_config_data(pid_t pid, EGLConfig host_config, const config_attributes& out);
+bool zelvar_object_manager_get_config_data(pid_t pid, tid_t tid, uint64_t target_display,
+                                           uint64_t target_config, bool want_host,
+                                           const config_attributes& out);
+bool zelvar_object_manager_get_host_config_data(pid_t pid, EGLConfig host_config,
+                                                const config_attributes& out);
 bool zelvar_object_manager_get_target_config_bpp(pid_t pid, tid_t tid, uint64_t target_display,
                                                  uint64_t target_config, uint32_t* bpp);
 int32_t zelvar_object_manager_get_target_config_visual_id(pid_t pid, tid_t tid, uint64_t target_display,
@@ -163,14 +170,16 @@ bool zelvar_object_manager_checkout_service_host_egl_context(pid_t pid, tid_t ti
                                                              EGLSurface* draw, EGLSurface* read,
                                                              EGLContext* context);
 bool zelvar_object_manager_checkin_service_host_egl_context(pid_t pid, tid_t tid);
-bool zelvar_helpers_swap_host_current_context(EGLDisplay host_display, EGLSurface new_draw, EGLSurface new_read,
-                                              EGLContext new_context, EGLContext* old_context,
-                                              EGLSurface* old_draw, EGLSurface* old_read);
+bool zelvar_helpers_swap_host_current_context(EGLDisplay host_display, EGLSurface new_draw,
+                                              EGLSurface new_read, EGLContext new_context,
+                                              EGLContext* old_context, EGLSurface* old_draw,
+                                              EGLSurface* old_read);
 
 // Surfaces.
 bool zelvar_object_manager_add_surface(pid_t pid, EGLSurface host_surface, uint64_t target_surface,
-                                       zelvar_surface_type type, uint64_t target_config, uint64_t native_window,
-                                       uint64_t reserved, uint16_t width, uint16_t height);
+                                       zelvar_surface_type type, uint64_t target_config,
+                                       uint64_t native_window, uint64_t reserved, uint16_t width,
+                                       uint16_t height);
 bool zelvar_object_manager_delete_target_surface(pid_t pid, uint64_t target_surface);
 bool zelvar_object_manager_get_host_surface(pid_t pid, uint64_t target_surface, EGLSurface* host);
 bool zelvar_object_manager_get_target_surface(pid_t pid, EGLSurface host, uint64_t* target);
@@ -183,7 +192,9 @@ bool zelvar_object_manager_get_surface_type(pid_t pid, uint64_t target_surface, 
 bool zelvar_object_manager_add_egl_image(pid_t pid, EGLImageKHR host_image, uint64_t target_image);
 bool zelvar_object_manager_delete_target_egl_image(pid_t pid, uint64_t target_image);
 bool zelvar_object_manager_get_host_egl_image(pid_t pid, uint64_t target_image, EGLImageKHR* host_image);
-bool zelvar_object_manager_get_egl_image(pid_t pid, EGLImageKHR host_image, uint64_t* target_image);
+/// The image that a target texture or renderbuffer shows: the first with a sibling (object, type) that is not
+/// orphaned.
+bool zelvar_object_manager_get_egl_image(pid_t pid, uint32_t object, uint32_t type, uint64_t* target_image);
 /// A copy of the record.
 bool zelvar_object_manager_get_egl_image_data(pid_t pid, uint64_t target_image,
                                               _zelvar_object_manager_egl_image_data* out);
@@ -197,20 +208,26 @@ bool zelvar_object_manager_set_egl_image_android_native_window_buffer_parameters
     pid_t pid, uint64_t image, uint64_t buffer, const wire::winsys_buffer_object_descriptor& descriptor);
 bool zelvar_object_manager_get_winsys_buffer_parameters(pid_t pid, uint64_t image, uint64_t* buffer,
                                                         wire::winsys_buffer_object_descriptor* descriptor);
-bool zelvar_object_manager_set_egl_image_target_sibling(pid_t pid, uint64_t image, uint32_t object, uint32_t type);
+bool zelvar_object_manager_set_egl_image_target_sibling(pid_t pid, uint64_t image, uint32_t object,
+                                                        uint32_t type);
 bool zelvar_object_manager_set_egl_image_sibling_orphaned(pid_t pid, tid_t tid, const uint32_t* objects,
                                                           uint32_t type, uint32_t count);
 bool zelvar_object_manager_set_egl_image_delete_postponed(pid_t pid, tid_t tid, uint64_t target_display,
                                                           uint64_t target_image);
 void zelvar_object_manager_clean_eglimage_structures(pid_t pid, tid_t tid);
+/// Destroys the host image behind a record and erases the record.
+void zelvar_object_manager_destroy_eglimage_common(pid_t pid, tid_t tid, uint64_t target_display,
+                                                   uint64_t target_image, EGLBoolean* result,
+                                                   unsigned* error);
+// Host texture ids that are image siblings.
 bool zelvar_object_manager_is_image_sibling(pid_t pid, uint32_t texture);
 void zelvar_object_manager_set_image_sibling(pid_t pid, uint32_t texture);
 void zelvar_object_manager_delete_image_sibling(pid_t pid, uint32_t texture);
 
 // Sync objects.
 bool zelvar_object_manager_add_sync_khr_object(pid_t pid, uint32_t type, uint64_t target_sync);
-/// The record stays the registry's; the caller's worker relies on its reference count for lifetime.
-bool zelvar_object_manager_get_sync_khr_object(pid_t pid, uint64_t target_sync, _zelvar_sync_khr_descriptor** out);
+bool zelvar_object_manager_get_sync_khr_object(pid_t pid, uint64_t target_sync,
+                                               std::shared_ptr<_zelvar_sync_khr_descriptor>* out);
 bool zelvar_object_manager_delete_sync_khr_object(pid_t pid, uint64_t target_sync);
 bool zelvar_object_manager_retain_sync_khr_object(pid_t pid, tid_t tid, uint64_t target_sync);
 bool zelvar_object_manager_release_sync_khr_object(pid_t pid, tid_t tid, uint64_t target_sync);
@@ -232,7 +249,8 @@ uint32_t zelvar_object_manager_generate_target_program_pipeline(_zelvar_context_
 uint32_t zelvar_object_manager_generate_transform_feedback(_zelvar_context_data* data);
 uint32_t zelvar_object_manager_generate_target_program_binary_id(_zelvar_context_data* data,
                                                                  const void* target_binary,
-                                                                 uint32_t target_format, uint32_t target_length);
+                                                                 uint32_t target_format,
+                                                                 uint32_t target_length);
 uint32_t zelvar_object_manager_create_target_program(_zelvar_context_data* data);
 uint32_t zelvar_object_manager_create_target_shader(_zelvar_context_data* data);
 
@@ -248,16 +266,21 @@ void zelvar_object_manager_framebuffer_resolution_get(uint32_t* width, uint32_t*
 /// Finds the container of a parked frame, creating it when `create` is true; null if none.
 zelvar_host_pixel_container* zelvar_object_manager_get_host_pixel_container(pid_t pid, uint32_t label,
                                                                             uint64_t target_surface,
-                                                                            uint64_t target_context, bool create);
-void zelvar_object_manager_delete_host_pixel_container_data(pid_t pid, uint32_t label, uint64_t target_surface,
-                                                            uint64_t target_context);
+                                                                            uint64_t target_context,
+                                                                            bool create);
+void zelvar_object_manager_delete_host_pixel_container_data(pid_t pid, uint32_t label,
+                                                            uint64_t target_surface, uint64_t target_context);
 /// Takes the block over.
-void zelvar_object_manager_set_host_pixel_container_data(zelvar_host_pixel_container* container, uint8_t* pixels,
-                                                         uint64_t size);
-void zelvar_object_manager_set_host_pixel_container_desc(zelvar_host_pixel_container* container, uint32_t bpp);
-void zelvar_object_manager_set_host_pixel_container_width(zelvar_host_pixel_container* container, uint32_t value);
-void zelvar_object_manager_set_host_pixel_container_height(zelvar_host_pixel_container* container, uint32_t value);
-void zelvar_object_manager_set_host_pixel_container_stride(zelvar_host_pixel_container* container, uint32_t value);
+void zelvar_object_manager_set_host_pixel_container_data(zelvar_host_pixel_container* container,
+                                                         uint8_t* pixels, uint64_t size);
+void zelvar_object_manager_set_host_pixel_container_desc(zelvar_host_pixel_container* container,
+                                                         uint32_t bpp);
+void zelvar_object_manager_set_host_pixel_container_width(zelvar_host_pixel_container* container,
+                                                          uint32_t value);
+void zelvar_object_manager_set_host_pixel_container_height(zelvar_host_pixel_container* container,
+                                                           uint32_t value);
+void zelvar_object_manager_set_host_pixel_container_stride(zelvar_host_pixel_container* container,
+                                                           uint32_t value);
 
 // Native windows registered under a client API (1 for Wayland EGL, 2 for the buffer manager). Three separate
 // maps on purpose: the window size of a surface never comes from the two that handlers fill.
