@@ -254,6 +254,7 @@ TEST_F(Channel, ASecondActiveModelIsReported)
         t.channel.allowMainThreadToSendMessage();
         t.channel.allowMainThreadToSendMessage();
         text = logged([&] { t.channel.read(FakeModel::base, 4, &intruder); });
+        t.channel.unlock();
     }};
     t.channel.read(FakeModel::base, 4, &t.model);
     t.channel.unlock();

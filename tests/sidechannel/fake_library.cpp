@@ -30,5 +30,5 @@ void zelvar_inbound_traffic_api_host_data_callback(void* message, uint32_t lengt
 // Channels live to the end of the process by design.
 extern "C" const char* __lsan_default_suppressions()
 {
-    return "leak:ChannelInterfaceWrapper\nleak:TestChannel";
+    return "leak:ChannelInterfaceWrapper\nleak:PluginInterfaceWrapper::open\nleak:TestChannel";
 }

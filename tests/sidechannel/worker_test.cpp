@@ -17,6 +17,8 @@ class Target
 {
 public:
     explicit Target(uint32_t pid) : _pid{pid}, _channel{scPluginEntryPoint()->open()} {}
+    ~Target() { semaphore_release(arrived); }
+    Target(const Target&) = delete;
 
     void write()
     {
