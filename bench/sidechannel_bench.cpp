@@ -42,7 +42,7 @@ void gated_off_log_line(benchmark::State& state)
         state.SetIterationTime(with_lines * 1e-9);
     }
     const double n = static_cast<double>(state.iterations()) * lines;
-    state.counters["ns_per_line"] = line_ns / n;
+    state.counters["ns"] = line_ns / n;
     state.counters["peer_ns"] = load_ns / n;
     state.counters["ratio"] = line_ns / load_ns;
     state.counters["limit_ns"] = 1;
