@@ -1,0 +1,351 @@
+#include "shim/connection.h"
+
+#include "shim/log.h"
+#include "shim/process_lock.h"
+#include "shim/services.h"
+#include "shim/sync_objects.h"
+#include "shim/thread_state.h"
+#include "shim/vertex_state.h"
+#include "shim/windows.h"
+
+#include "wire/wire.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <vector>
+
+#ifndef ZELVAR_REVISION
+#define ZELVAR_REVISION "0000000000000000000000000000000000000000"
+#endif
+
+namespace shim {
+
+namespace {
+
+/// A read takes all that is pending when it can: the device masks a word at the start of what each read
+/// returns, which must be the start of a message.
+constexpr uint64_t largest_answer = 0x100000;
+constexpr uint32_t confirmation_size = 1024;
+
+enum class device_state
+{
+    unknown,
+    connected,
+    absent,
+};
+
+/// Everything here is guarded by `conversation_lock`, except what is told otherwise.
+struct process_state
+{
+    transport* device = nullptr;
+    uint8_t* confirmation = nullptr;
+    uint8_t* answer = nullptr;
+    uint32_t answer_capacity = 0;
+    settings current;
+    alignas(8) uint8_t settings_block[wire::settings_offset::size] = {}; // written by the library
+    std::vector<bool> slot_taken;                                        // guarded by slots_lock
+    uint8_t* slots = nullptr;
+};
+
+// Never destroyed: applications make calls from exit handlers.
+process_state& state = *new process_state;
+process_lock& conversation_lock = *new process_lock;
+process_lock& slots_lock = *new process_lock;
+std::atomic<device_state> device{device_state::unknown};
+std::atomic<uint32_t> life{1};
+
+void lose_device(const char* why)
+{
+    if (device.exchange(device_state::absent, std::memory_order_acq_rel) != device_state::absent)
+        say(gate::error, "The device is gone (%s); every further call fails.", why);
+}
+
+/// The bytes of the answer that have arrived and are not parsed yet.
+struct answer_stream
+{
+    uint8_t* base;
+    uint32_t capacity;
+    uint32_t begin = 0;
+    uint32_t end = 0;
+
+    uint8_t* tail() { return base + end; }
+    uint32_t room() const { return capacity - end; }
+
+    /// Moves what is left to the front.
+    void compact()
+    {
+        std::memmove(base, base + begin, end - begin);
+        end -= begin;
+        begin = 0;
+    }
+};
+
+enum class step
+{
+    incomplete, // more bytes are needed
+    consumed,   // a message that wants no answer
+    answered,   // a confirmation was sent, and what came back is in the stream
+    released,   // the call is over
+    failed,
+};
+
+bool take(answer_stream& stream, int32_t count)
+{
+    if (count < 0 || static_cast<uint32_t>(count) > stream.room())
+        return false;
+    stream.end += static_cast<uint32_t>(count);
+    return true;
+}
+
+bool confirm(answer_stream& stream, const wire::header& request, const service_answer& result)
+{
+    uint8_t* at = state.confirmation;
+    const uint32_t size = wire::header_size + 5 + result.size;
+    wire::store_header(at, {size, wire::inbound::command_executed, request.pid, request.tid});
+    std::memcpy(at + wire::header_size, &result.error, 4);
+    at[wire::header_size + 4] = result.size;
+    std::memcpy(at + wire::header_size + 5, result.bytes, result.size);
+    return take(stream, state.device->exchange(at, size, stream.tail(), stream.room()));
+}
+
+void take_return_value(const uint8_t* payload, uint32_t length, return_value& value)
+{
+    value = {};
+    if (length == 0 || payload[0] > length - 1)
+        return;
+    value.size = payload[0];
+    std::memcpy(&value.value, payload + 1, std::min<uint32_t>(value.size, sizeof value.value));
+}
+
+/// Handles the first message of the stream.
+step parse_one(thread_state* self, answer_stream& stream, return_value& value)
+{
+    const uint32_t available = stream.end - stream.begin;
+    if (available < wire::header_size)
+        return step::incomplete;
+    const uint8_t* message = stream.base + stream.begin;
+    const wire::header request = wire::load_header(message);
+    const uint32_t size = request_length(request);
+    if (request.size < wire::header_size || size > stream.capacity)
+        return step::failed;
+    if (available < size)
+        return step::incomplete;
+    stream.begin += size;
+    const uint8_t* payload = message + wire::header_size;
+    const uint32_t length = size - wire::header_size;
+    if (log_enabled(gate::trace))
+        say(gate::trace, "from the device: type %u, %u bytes", request.type, size);
+    switch (request.type) {
+    case wire::outbound::set_return_value_message:
+        take_return_value(payload, length, value);
+        return step::consumed;
+    case wire::outbound::leave_message_processing_loop:
+        return step::released;
+    default:
+        service_answer answer;
+        if (!serve(self, request, payload, length, answer))
+            return step::consumed;
+        stream.compact();
+        return confirm(stream, request, answer) ? step::answered : step::failed;
+    }
+}
+
+/// One message out, then services until the release. The lock is held and the device is there. `self` is null
+/// for the settings exchange.
+return_value converse_locked(thread_state* self, const void* message, uint32_t length)
+{
+    answer_stream stream{state.answer, state.answer_capacity};
+    return_value value;
+    if (!take(stream, state.device->exchange(message, length, stream.tail(), stream.room()))) {
+        lose_device("a message was not taken");
+        return {};
+    }
+    for (;;) {
+        switch (parse_one(self, stream, value)) {
+        case step::released:
+            if (stream.begin != stream.end)
+                say(gate::error, "%u bytes of the device's answer stand behind the release of the caller.",
+                    stream.end - stream.begin);
+            return value;
+        case step::failed:
+            lose_device("its answer makes no sense or the connection broke");
+            return {};
+        case step::incomplete:
+            stream.compact();
+            if (!take(stream, state.device->read(stream.tail(), stream.room()))) {
+                lose_device("it hung up within a call");
+                return {};
+            }
+            break;
+        case step::consumed:
+        case step::answered:
+            break;
+        }
+    }
+}
+
+/// Divides the window: confirmations, memory for the threads' messages, answers.
+void divide_window()
+{
+    uint8_t* window = state.device->window();
+    const uint64_t size = state.device->window_size();
+    state.answer_capacity = static_cast<uint32_t>(std::min(largest_answer, size / 4));
+    state.confirmation = window;
+    state.answer = window + size - state.answer_capacity;
+    state.slots = window + confirmation_size;
+    const uint64_t room = size - confirmation_size - state.answer_capacity;
+    state.slot_taken.assign(room / message_memory_size, false);
+}
+
+template <class T>
+void append(std::vector<uint8_t>& bytes, T value)
+{
+    const size_t at = bytes.size();
+    bytes.resize(at + sizeof value);
+    std::memcpy(bytes.data() + at, &value, sizeof value);
+}
+
+std::vector<uint8_t> settings_request(int32_t pid, uint64_t tid)
+{
+    const window_size screen = screen_size();
+    const auto block = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(state.settings_block));
+    std::vector<uint8_t> message(wire::header_size);
+    append(message, screen.width);
+    append(message, screen.height);
+    append(message, static_cast<uint32_t>(8 * sizeof(void*)));
+    for (const char c : ZELVAR_REVISION)
+        message.push_back(static_cast<uint8_t>(c));
+    append(message, block);
+    append(message, block + wire::settings_offset::white_list_text);
+    wire::store_header(message.data(),
+                       {static_cast<uint32_t>(message.size()), wire::inbound::get_settings, pid, tid});
+    return message;
+}
+
+void forget_in_child()
+{
+    conversation_lock.revive();
+    slots_lock.revive();
+    forget_connection();
+}
+
+/// The settings exchange. It needs no thread state: nothing but memory is asked for.
+bool open_locked()
+{
+    static const int fork_handler = pthread_atfork(nullptr, nullptr, forget_in_child);
+    (void)fork_handler;
+    state.device = open_transport();
+    if (!state.device) {
+        device.store(device_state::absent, std::memory_order_release);
+        say(gate::error,
+            "There is no device to talk to; start the application under zelvar-sim or zelvar-run. "
+            "Every call fails.");
+        return false;
+    }
+    divide_window();
+    device.store(device_state::connected, std::memory_order_release);
+    const auto request = settings_request(static_cast<int32_t>(getpid() & 0xffffff),
+                                          static_cast<uint64_t>(syscall(SYS_gettid)));
+    std::memcpy(state.slots, request.data(), request.size());
+    converse_locked(nullptr, state.slots, static_cast<uint32_t>(request.size()));
+    if (device.load(std::memory_order_acquire) == device_state::absent)
+        return false;
+    state.current = settings::from_block(state.settings_block);
+    set_log_level(state.current.log_level);
+    if (state.current.call_on_target)
+        say(gate::error,
+            "callOnTargetAPI is on, but this stand-in has no driver of its own: its messages carry "
+            "no results.");
+    return true;
+}
+
+} // namespace
+
+bool connect()
+{
+    if (device.load(std::memory_order_acquire) == device_state::absent)
+        return false;
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    switch (device.load(std::memory_order_relaxed)) {
+    case device_state::connected:
+        return true;
+    case device_state::absent:
+        return false;
+    case device_state::unknown:
+        break;
+    }
+    return open_locked();
+}
+
+const settings& current_settings()
+{
+    return state.current;
+}
+
+return_value converse(thread_state& self, const void* message, uint32_t length)
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    if (device.load(std::memory_order_relaxed) != device_state::connected)
+        return {};
+    return converse_locked(&self, message, length);
+}
+
+void announce_frame(const frame_notice& notice)
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    if (device.load(std::memory_order_relaxed) != device_state::connected)
+        return;
+    if (notice.moved_to)
+        state.device->set_frame_buffer(notice.moved_to, notice.width, notice.height, 32, notice.width);
+    state.device->frame_finished();
+}
+
+message_memory take_message_memory()
+{
+    {
+        const std::lock_guard<process_lock> guard{slots_lock};
+        for (size_t i = 0; i < state.slot_taken.size(); ++i) {
+            if (state.slot_taken[i])
+                continue;
+            state.slot_taken[i] = true;
+            return {state.slots + i * message_memory_size, message_memory_size, static_cast<int32_t>(i)};
+        }
+    }
+    return {new uint8_t[message_memory_size], message_memory_size, -1};
+}
+
+void give_back_message_memory(const message_memory& memory)
+{
+    if (memory.slot < 0) {
+        delete[] memory.base;
+        return;
+    }
+    const std::lock_guard<process_lock> guard{slots_lock};
+    state.slot_taken[static_cast<size_t>(memory.slot)] = false;
+}
+
+uint32_t connection_life()
+{
+    return life.load(std::memory_order_acquire);
+}
+
+void forget_connection()
+{
+    // The transport is left alone: in a forked child it belongs to the parent as well.
+    life.fetch_add(1, std::memory_order_acq_rel);
+    state.device = nullptr;
+    state.current = {};
+    std::memset(state.settings_block, 0, sizeof state.settings_block);
+    forget_services();
+    forget_sync_objects();
+    forget_windows();
+    forget_vertex_states();
+    set_log_level(settings{}.log_level);
+    device.store(device_state::unknown, std::memory_order_release);
+}
+
+} // namespace shim

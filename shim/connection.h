@@ -1,0 +1,65 @@
+#pragma once
+// The one conversation of this process with the device: a message goes out, then the services that the
+// library asks for are served until it releases the caller.
+
+#include "shim/settings.h"
+#include "shim/transport.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace shim {
+
+struct thread_state;
+
+/// The value that the library sent for a call; size 0 when it sent none.
+struct return_value
+{
+    uint64_t value = 0;
+    uint8_t size = 0;
+};
+
+/// Memory in which a thread builds its messages: in the window while there is room, else on the heap.
+struct message_memory
+{
+    uint8_t* base = nullptr;
+    uint32_t size = 0;
+    int32_t slot = -1; // number of the window's slot, -1 for memory of the heap
+};
+
+inline constexpr uint32_t message_memory_size = 128 * 1024;
+
+/// The longest message that the library takes.
+inline constexpr uint32_t longest_message = 0x400000;
+
+/// Connects on first use and fetches the settings. Returns whether there is a device to talk to. Any thread.
+bool connect();
+
+/// The settings; valid after `connect` has returned true.
+const settings& current_settings();
+
+/// Sends `length` bytes at `message` for the calling thread and serves the library until it releases the
+/// thread. Takes the process-wide lock. A lost device yields no value.
+return_value converse(thread_state& self, const void* message, uint32_t length);
+
+/// Runs `frame_finished` (and, when the address isn't null, `set_frame_buffer` before it) on the transport.
+struct frame_notice
+{
+    const void* moved_to = nullptr;
+    uint32_t width = 0;  // pixels
+    uint32_t height = 0; // pixels
+};
+void announce_frame(const frame_notice& notice);
+
+message_memory take_message_memory();
+void give_back_message_memory(const message_memory& memory);
+
+/// Counts the lives of the connection: a forked child begins a new one, and thread states of the old one are
+/// void.
+uint32_t connection_life();
+
+/// Drops the connection and all state that belongs to it without talking to the device; the next call
+/// connects again. For a forked child, and for tests.
+void forget_connection();
+
+} // namespace shim

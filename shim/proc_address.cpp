@@ -1,0 +1,29 @@
+#include "shim/proc_address.h"
+
+#include <cstring>
+
+namespace shim {
+
+namespace {
+
+entry_point find_in(const named_entry_point* list, const char* name)
+{
+    for (; list->name; ++list)
+        if (std::strcmp(list->name, name) == 0)
+            return list->address;
+    return nullptr;
+}
+
+} // namespace
+
+entry_point find_entry_point(const char* name)
+{
+    if (std::strncmp(name, "gl", 2) == 0)
+        return find_in(gles_entry_points, name);
+    if (std::strncmp(name, "egl", 3) != 0)
+        return nullptr;
+    const entry_point found = find_in(egl_entry_points, name);
+    return found ? found : find_in(egl15_entry_points, name);
+}
+
+} // namespace shim

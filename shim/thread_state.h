@@ -1,0 +1,83 @@
+#pragma once
+// What the shim keeps for each thread: its message memory with the calls that wait in it, and what is
+// current.
+
+#include "shim/connection.h"
+
+#include "wire/wire.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace shim {
+
+struct vertex_state;
+
+/// Calls gather here until one of them needs an answer. With batching off it holds one message at a time.
+class message_builder
+{
+public:
+    explicit message_builder(thread_state& self);
+    ~message_builder();
+    message_builder(const message_builder&) = delete;
+    message_builder& operator=(const message_builder&) = delete;
+
+    /// Room for a message of `size` bytes, its header filled in; sends what waits first when it doesn't fit.
+    /// Null when no message may be that long. Exactly one of `keep` and `send` has to follow.
+    uint8_t* begin(uint32_t type, uint64_t size);
+
+    /// Copies memory of the application so that the call which is about to begin can wait. Returns the copy,
+    /// or null when there is no room for it.
+    const void* keep_block(const void* bytes, uint64_t length);
+
+    /// Leaves the message that was begun in the batch.
+    void keep();
+
+    /// Sends the message that was begun, behind all that wait, and returns its answer.
+    return_value send();
+
+    /// Sends what waits.
+    void flush();
+
+    bool has_waiting() const { return commands_ != 0; }
+
+private:
+    return_value send_all(uint8_t* base, uint32_t length);
+
+    thread_state& self_;
+    message_memory memory_;
+    uint32_t used_ = 0;     // bytes of messages, the head of the batch included
+    uint32_t blocks_ = 0;   // bytes of copied blocks, taken from the end of the memory
+    uint32_t commands_ = 0; // calls that wait
+    uint32_t begun_ = 0;    // bytes of the message between begin and keep or send
+    std::vector<uint8_t> long_message_;
+};
+
+/// What eglMakeCurrent left behind.
+struct current_objects
+{
+    void* display = nullptr;
+    void* draw = nullptr;
+    void* read = nullptr;
+    void* context = nullptr;
+};
+
+struct thread_state
+{
+    thread_state();
+
+    const bool batching;
+    const int32_t pid;
+    const uint64_t tid;
+    const uint32_t life; // of the connection that this state belongs to
+    message_builder messages;
+    current_objects current;
+    void* swapping = nullptr;               // surface, while its swap runs
+    std::shared_ptr<vertex_state> vertices; // of the current context; null when none is current
+};
+
+/// The state of the calling thread, or null when there is no device to talk to.
+thread_state* this_thread();
+
+} // namespace shim

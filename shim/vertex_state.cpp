@@ -1,0 +1,131 @@
+#include "shim/vertex_state.h"
+
+#include "shim/process_lock.h"
+
+#include <map>
+
+namespace shim {
+
+namespace {
+
+// Guarded by contexts_lock; never destroyed.
+process_lock& contexts_lock = *new process_lock;
+std::map<void*, std::shared_ptr<vertex_state>>& contexts =
+    *new std::map<void*, std::shared_ptr<vertex_state>>;
+
+} // namespace
+
+vertex_array::vertex_array()
+{
+    for (uint32_t i = 0; i < tracked_attributes; ++i)
+        binding_of[i] = static_cast<uint8_t>(i);
+}
+
+bool vertex_array::reads_buffers_only() const
+{
+    for (uint32_t i = 0; i < tracked_attributes; ++i)
+        if ((enabled >> i & 1) && buffer[binding_of[i]] == 0)
+            return false;
+    return true;
+}
+
+bool vertex_state::may_wait(gather kind)
+{
+    const vertex_array& array = bound();
+    const bool indexed = kind == gather::elements || kind == gather::indirect_elements;
+    const bool indirect = kind == gather::indirect_arrays || kind == gather::indirect_elements;
+    if (indexed && array.elements == 0)
+        return false;
+    if (indirect && indirect_buffer == 0)
+        return false;
+    return array.reads_buffers_only();
+}
+
+void vertex_state::bind_buffer(GLenum target, GLuint id)
+{
+    if (target == GL_ARRAY_BUFFER)
+        array_buffer = id;
+    else if (target == GL_ELEMENT_ARRAY_BUFFER)
+        bound().elements = id;
+    else if (target == GL_DRAW_INDIRECT_BUFFER)
+        indirect_buffer = id;
+}
+
+void vertex_state::delete_buffers(GLsizei count, const GLuint* ids)
+{
+    const auto drop = [](GLuint& bound_id, GLuint id) {
+        if (bound_id == id)
+            bound_id = 0;
+    };
+    for (GLsizei i = 0; ids && i < count; ++i) {
+        if (ids[i] == 0)
+            continue;
+        drop(array_buffer, ids[i]);
+        drop(indirect_buffer, ids[i]);
+        drop(bound().elements, ids[i]);
+        for (GLuint& buffer : bound().buffer)
+            drop(buffer, ids[i]);
+    }
+}
+
+void vertex_state::delete_arrays(GLsizei count, const GLuint* ids)
+{
+    for (GLsizei i = 0; ids && i < count; ++i) {
+        if (ids[i] == 0)
+            continue;
+        arrays.erase(ids[i]);
+        if (bound_array == ids[i])
+            bound_array = 0;
+    }
+}
+
+void vertex_state::enable(GLuint attribute, bool on)
+{
+    if (attribute >= tracked_attributes)
+        return;
+    const uint32_t bit = 1u << attribute;
+    bound().enabled = on ? bound().enabled | bit : bound().enabled & ~bit;
+}
+
+void vertex_state::set_pointer(GLuint attribute)
+{
+    if (attribute >= tracked_attributes)
+        return;
+    bound().binding_of[attribute] = static_cast<uint8_t>(attribute);
+    bound().buffer[attribute] = array_buffer;
+}
+
+void vertex_state::bind_vertex_buffer(GLuint binding, GLuint buffer)
+{
+    if (binding < tracked_attributes)
+        bound().buffer[binding] = buffer;
+}
+
+void vertex_state::set_binding(GLuint attribute, GLuint binding)
+{
+    if (attribute < tracked_attributes && binding < tracked_attributes)
+        bound().binding_of[attribute] = static_cast<uint8_t>(binding);
+}
+
+std::shared_ptr<vertex_state> vertex_state_of(void* context)
+{
+    const std::lock_guard<process_lock> guard{contexts_lock};
+    auto& state = contexts[context];
+    if (!state)
+        state = std::make_shared<vertex_state>();
+    return state;
+}
+
+void forget_vertex_state(void* context)
+{
+    const std::lock_guard<process_lock> guard{contexts_lock};
+    contexts.erase(context);
+}
+
+void forget_vertex_states()
+{
+    contexts_lock.revive();
+    contexts.clear();
+}
+
+} // namespace shim

@@ -1,0 +1,102 @@
+#pragma once
+// Which memory a draw reads, as far as needed to tell whether it may wait in a batch: the application may
+// change its own arrays as soon as a draw has returned, but not a buffer object without a call.
+//
+// Where a call was refused by OpenGL ES the record here may differ from the truth. That costs a draw its
+// wait, or lets a draw of an erroneous program read its arrays late.
+
+#include "shim/rows.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+
+namespace shim {
+
+inline constexpr uint32_t tracked_attributes = 32;
+
+struct vertex_array
+{
+    uint32_t enabled = 0;                            // a bit per attribute
+    GLuint elements = 0;                             // element buffer
+    std::array<GLuint, tracked_attributes> buffer{}; // of each binding point; 0 is the application's memory
+    std::array<uint8_t, tracked_attributes> binding_of{}; // binding point of each attribute
+
+    vertex_array();
+
+    /// Whether every enabled attribute comes from a buffer object.
+    bool reads_buffers_only() const;
+};
+
+/// The part of one context. Used by the thread that the context is current on.
+struct vertex_state
+{
+    GLuint array_buffer = 0;
+    GLuint indirect_buffer = 0;
+    GLuint bound_array = 0;
+    std::unordered_map<GLuint, vertex_array> arrays;
+
+    vertex_array& bound() { return arrays[bound_array]; }
+
+    /// Whether a draw of this kind reads nothing of the application's memory.
+    bool may_wait(gather kind);
+
+    void bind_buffer(GLenum target, GLuint buffer);
+    void delete_buffers(GLsizei count, const GLuint* ids);
+    void bind_array(GLuint id) { bound_array = id; }
+    void delete_arrays(GLsizei count, const GLuint* ids);
+    void enable(GLuint attribute, bool on);
+    void set_pointer(GLuint attribute);
+    void bind_vertex_buffer(GLuint binding, GLuint buffer);
+    void set_binding(GLuint attribute, GLuint binding);
+};
+
+/// The record of a context, made when it isn't there. Any thread.
+std::shared_ptr<vertex_state> vertex_state_of(void* context);
+
+/// The context has been destroyed; its handle may come again. Any thread.
+void forget_vertex_state(void* context);
+
+/// For a forked child and for tests.
+void forget_vertex_states();
+
+/// What message `Id` changes in the record.
+template <uint32_t Id>
+struct vertex_note
+{
+    static constexpr bool present = false;
+};
+
+#define SHIM_VERTEX_NOTE(name, parameters, statement)                                                        \
+    template <>                                                                                              \
+    struct vertex_note<wire::inbound::name>                                                                  \
+    {                                                                                                        \
+        static constexpr bool present = true;                                                                \
+        static void note parameters { s.statement; }                                                         \
+    };
+SHIM_VERTEX_NOTE(gles20_bind_buffer, (vertex_state & s, GLenum target, GLuint buffer),
+                 bind_buffer(target, buffer))
+SHIM_VERTEX_NOTE(gles20_delete_buffers, (vertex_state & s, GLsizei n, const GLuint* ids),
+                 delete_buffers(n, ids))
+SHIM_VERTEX_NOTE(gles30_bind_vertex_array, (vertex_state & s, GLuint id), bind_array(id))
+SHIM_VERTEX_NOTE(gles20_bind_vertex_array_oes, (vertex_state & s, GLuint id), bind_array(id))
+SHIM_VERTEX_NOTE(gles30_delete_vertex_arrays, (vertex_state & s, GLsizei n, const GLuint* ids),
+                 delete_arrays(n, ids))
+SHIM_VERTEX_NOTE(gles20_delete_vertex_arrays_oes, (vertex_state & s, GLsizei n, const GLuint* ids),
+                 delete_arrays(n, ids))
+SHIM_VERTEX_NOTE(gles20_enable_vertex_attrib_array, (vertex_state & s, GLuint index), enable(index, true))
+SHIM_VERTEX_NOTE(gles20_disable_vertex_attrib_array, (vertex_state & s, GLuint index), enable(index, false))
+SHIM_VERTEX_NOTE(gles20_vertex_attrib_pointer,
+                 (vertex_state & s, GLuint index, GLint, GLenum, GLboolean, GLsizei, const void*),
+                 set_pointer(index))
+SHIM_VERTEX_NOTE(gles30_vertex_attrib_ipointer,
+                 (vertex_state & s, GLuint index, GLint, GLenum, GLsizei, const void*), set_pointer(index))
+SHIM_VERTEX_NOTE(gles31_bind_vertex_buffer,
+                 (vertex_state & s, GLuint binding, GLuint buffer, GLintptr, GLsizei),
+                 bind_vertex_buffer(binding, buffer))
+SHIM_VERTEX_NOTE(gles31_vertex_attrib_binding, (vertex_state & s, GLuint attribute, GLuint binding),
+                 set_binding(attribute, binding))
+#undef SHIM_VERTEX_NOTE
+
+} // namespace shim

@@ -1,0 +1,200 @@
+#include "shim/windows.h"
+
+#include "shim/connection.h"
+#include "shim/log.h"
+#include "shim/process_lock.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace shim {
+
+namespace {
+
+/// Address space behind each frame buffer that nothing may touch. The library writes frames with the size
+/// that it was told last, which can be another process's: what is too long must not hit the application.
+constexpr size_t guard_span = size_t{16} << 20;
+
+struct surface_record
+{
+    uint64_t native_window = 0;
+    window_size size;
+    uint8_t* pixels = nullptr;
+    size_t pixel_bytes = 0; // whole pages
+};
+
+// All guarded by windows_lock and never destroyed.
+process_lock& windows_lock = *new process_lock;
+std::map<void*, surface_record>& surfaces = *new std::map<void*, surface_record>;
+window_server* server = nullptr;
+window_size told;
+const uint8_t* announced = nullptr;
+window_size announced_size;
+
+window_size size_of_window_locked(uint64_t native_window)
+{
+    window_size size;
+    if (server && server->size_of(native_window, size))
+        return size;
+    return native_window ? screen_size() : window_size{};
+}
+
+void unmap_pixels(surface_record& record)
+{
+    if (!record.pixels)
+        return;
+    if (announced == record.pixels)
+        announced = nullptr;
+    munmap(record.pixels, record.pixel_bytes + guard_span);
+    record.pixels = nullptr;
+}
+
+bool map_pixels(surface_record& record)
+{
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t bytes = size_t{record.size.width} * record.size.height * 4;
+    record.pixel_bytes = (bytes + page - 1) / page * page;
+    void* span = mmap(nullptr, record.pixel_bytes + guard_span, PROT_NONE,
+                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (span == MAP_FAILED || mprotect(span, record.pixel_bytes, PROT_READ | PROT_WRITE) != 0) {
+        say(gate::error, "There is no memory for a frame buffer of %ux%u.", record.size.width,
+            record.size.height);
+        if (span != MAP_FAILED)
+            munmap(span, record.pixel_bytes + guard_span);
+        return false;
+    }
+    record.pixels = static_cast<uint8_t*>(span);
+    return true;
+}
+
+surface_record* find_surface(void* surface)
+{
+    const auto found = surfaces.find(surface);
+    return found == surfaces.end() ? nullptr : &found->second;
+}
+
+} // namespace
+
+window_size screen_size()
+{
+    window_size size;
+    const char* text = std::getenv("ZELVAR_FB");
+    constexpr uint32_t widest = 16384;
+    if (text && std::sscanf(text, "%ux%u", &size.width, &size.height) == 2 && size.width && size.height &&
+        size.width <= widest && size.height <= widest)
+        return size;
+    if (text)
+        SHIM_SAY_ONCE(gate::error, "ZELVAR_FB=%s is no size like 640x480.", text);
+    return {640, 480};
+}
+
+void use_window_server(window_server* new_server)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    if (!server)
+        server = new_server;
+}
+
+uint32_t window_visual()
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    return server ? server->visual() : 0;
+}
+
+window_size size_of_window(uint64_t native_window)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    return size_of_window_locked(native_window);
+}
+
+void add_window_surface(void* surface, uint64_t native_window)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    surface_record& record = surfaces[surface];
+    unmap_pixels(record);
+    record.native_window = native_window;
+    record.size = size_of_window_locked(native_window);
+}
+
+void remove_window_surface(void* surface)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    if (surface_record* record = find_surface(surface))
+        unmap_pixels(*record);
+    surfaces.erase(surface);
+}
+
+frame_buffer frame_buffer_for_swap(void* surface)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    surface_record* record = find_surface(surface);
+    if (!record)
+        return {};
+    const window_size size = size_of_window_locked(record->native_window);
+    if (size.width && size.height && size != record->size) {
+        unmap_pixels(*record);
+        record->size = size;
+    }
+    if (!record->pixels && !map_pixels(*record))
+        return {};
+    const uint32_t length = record->size.width * record->size.height * 4;
+    return {record->pixels, length, record->size, record->size.width};
+}
+
+window_size frame_size(void* surface)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    const surface_record* record = find_surface(surface);
+    return record ? record->size : screen_size();
+}
+
+window_size told_frame_size()
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    return told;
+}
+
+void note_told_width(uint32_t width)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    told.width = width;
+}
+
+void note_told_height(uint32_t height)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    told.height = height;
+}
+
+void frame_swapped(void* surface)
+{
+    frame_notice notice;
+    {
+        const std::lock_guard<process_lock> guard{windows_lock};
+        surface_record* record = find_surface(surface);
+        if (!record || !record->pixels)
+            return;
+        if (server)
+            server->show(record->native_window, {record->pixels, record->size, record->size.width});
+        if (announced != record->pixels || announced_size != record->size)
+            notice = {record->pixels, record->size.width, record->size.height};
+        announced = record->pixels;
+        announced_size = record->size;
+    }
+    announce_frame(notice);
+}
+
+void forget_windows()
+{
+    windows_lock.revive();
+    // Frame buffers stay mapped: in a forked child they are a copy that nothing refers to any more.
+    surfaces.clear();
+    server = nullptr;
+    told = {};
+    announced = nullptr;
+}
+
+} // namespace shim

@@ -1,0 +1,82 @@
+#pragma once
+// Windows and their frame buffers. A native window is a full screen of the frame buffer's size, unless the
+// application is a client of an X server: then it is what the server says.
+
+#include <cstdint>
+
+namespace shim {
+
+struct window_size
+{
+    uint32_t width = 0;  // pixels
+    uint32_t height = 0; // pixels
+
+    bool operator==(const window_size&) const = default;
+};
+
+/// Pixels that a finished frame is shown with: R, G, B, A bytes, the top row first.
+struct frame_view
+{
+    const uint8_t* pixels = nullptr;
+    window_size size;
+    uint32_t stride = 0; // pixels
+};
+
+/// A server that knows real windows. Calls may come from any thread, one at a time.
+class window_server
+{
+public:
+    virtual ~window_server() = default;
+
+    /// The window's size; false when there is no such window.
+    virtual bool size_of(uint64_t window, window_size& size) = 0;
+
+    virtual void show(uint64_t window, const frame_view& frame) = 0;
+
+    /// The visual that windows of an application should be made with; 0 when unknown.
+    virtual uint32_t visual() = 0;
+};
+
+/// The size of the screen that the simulator offers, from the environment (ZELVAR_FB=WxH), else 640x480.
+window_size screen_size();
+
+/// Makes the process a client of a window server, for good; the first one stays. Null is ignored.
+void use_window_server(window_server* server);
+
+/// The visual of the window server; 0 without one.
+uint32_t window_visual();
+
+/// The size of a native window; zeros for the null window.
+window_size size_of_window(uint64_t native_window);
+
+/// A window surface was made, or has gone.
+void add_window_surface(void* surface, uint64_t native_window);
+void remove_window_surface(void* surface);
+
+/// What a swap message says about the frame buffer of a surface. All zero for other surfaces.
+struct frame_buffer
+{
+    const uint8_t* address = nullptr;
+    uint32_t length = 0; // bytes
+    window_size size;
+    uint32_t stride = 0; // pixels
+};
+
+/// The frame buffer of a window surface, made anew when the window has changed its size.
+frame_buffer frame_buffer_for_swap(void* surface);
+
+/// The size that the library has to read and write frames of `surface` with.
+window_size frame_size(void* surface);
+
+/// The library asks for that size only now and then; this is what it was told last.
+window_size told_frame_size();
+void note_told_width(uint32_t width);
+void note_told_height(uint32_t height);
+
+/// A swap has returned: shows the frame, and tells the device.
+void frame_swapped(void* surface);
+
+/// For a forked child and for tests: forgets all windows.
+void forget_windows();
+
+} // namespace shim
