@@ -1,0 +1,256 @@
+// The target's end of the link to the stand-in simulator. Linked into the library that stands in front of the
+// applications, so it needs libc only and throws nothing.
+
+#include "simulator/protocol.h"
+#include "transport.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace shim {
+namespace {
+
+using namespace device_link;
+
+/// Applications that close "their" low descriptors shall not close ours.
+constexpr int lowest_descriptor = 400;
+/// How long to sleep before looking whether the simulator still lives.
+constexpr int look_for_hang_up_ms = 500;
+
+class socket_transport final : public transport
+{
+public:
+    ~socket_transport() override = default;
+
+    bool connect_to(const char* path);
+    bool belongs_to(pid_t process) const { return _process == process; }
+    void abandon() { close(_socket); }
+
+    uint8_t* window() override { return _shared + window_offset; }
+    uint64_t window_size() override { return device_link::window_size; }
+    int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t capacity) override;
+    int32_t read(void* answer, uint32_t capacity) override;
+    void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
+                          uint32_t stride_pixels) override;
+    void frame_finished() override;
+
+private:
+    bool open_socket(const char* path);
+    bool shake_hands();
+    bool receive_welcome(int* shared_memory);
+    bool map_shared(int shared_memory);
+    int32_t request(operation what);
+    bool hung_up() const;
+    mailbox& box() { return *reinterpret_cast<mailbox*>(_shared); }
+
+    uint8_t* _shared = nullptr;
+    int _socket = -1;
+    pid_t _process = 0;
+    bool _gone = false;
+};
+
+uint64_t target_address(const void* pointer)
+{
+    return reinterpret_cast<uintptr_t>(pointer);
+}
+
+void complain(const char* what)
+{
+    std::fprintf(stderr, "zelvar: %s: %s\n", what, std::strerror(errno));
+}
+
+bool socket_transport::open_socket(const char* path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (std::strlen(path) >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    std::strcpy(address.sun_path, path);
+    const int plain = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (plain < 0)
+        return false;
+    _socket = fcntl(plain, F_DUPFD_CLOEXEC, lowest_descriptor);
+    if (_socket < 0)
+        _socket = plain;
+    else
+        close(plain);
+    return connect(_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+bool socket_transport::receive_welcome(int* shared_memory)
+{
+    welcome answer{};
+    iovec part{&answer, sizeof answer};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr packet{};
+    packet.msg_iov = &part;
+    packet.msg_iovlen = 1;
+    packet.msg_control = control;
+    packet.msg_controllen = sizeof control;
+    ssize_t received;
+    do
+        received = recvmsg(_socket, &packet, MSG_CMSG_CLOEXEC);
+    while (received < 0 && errno == EINTR);
+    if (received != static_cast<ssize_t>(sizeof answer) || answer.magic != magic) {
+        errno = EPROTO;
+        return false;
+    }
+    if (answer.reception != static_cast<uint32_t>(reception::accepted)) {
+        errno = answer.reception == static_cast<uint32_t>(reception::already_connected) ? EALREADY : EPROTO;
+        return false;
+    }
+    const cmsghdr* first = CMSG_FIRSTHDR(&packet);
+    if (!first || first->cmsg_type != SCM_RIGHTS || answer.shared_size != shared_size) {
+        errno = EPROTO;
+        return false;
+    }
+    std::memcpy(shared_memory, CMSG_DATA(first), sizeof(int));
+    return true;
+}
+
+bool socket_transport::map_shared(int shared_memory)
+{
+    void* mapped = mmap(nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_SHARED, shared_memory, 0);
+    close(shared_memory);
+    if (mapped == MAP_FAILED)
+        return false;
+    // A forked child talks through a connection of its own and must not touch its parent's mailbox.
+    madvise(mapped, shared_size, MADV_DONTFORK);
+    _shared = static_cast<uint8_t*>(mapped);
+    return true;
+}
+
+bool socket_transport::shake_hands()
+{
+    ucred simulator{};
+    socklen_t size = sizeof simulator;
+    if (getsockopt(_socket, SOL_SOCKET, SO_PEERCRED, &simulator, &size) == 0 && simulator.pid > 0)
+        prctl(PR_SET_PTRACER, simulator.pid, 0, 0,
+              0); // where access to other processes' memory is restricted
+    hello greeting{};
+    greeting.magic = magic;
+    greeting.version = version;
+    greeting.intent = static_cast<uint32_t>(intent::attach);
+    greeting.pid = static_cast<uint32_t>(getpid());
+    greeting.pointer_bits = sizeof(void*) * 8;
+    int shared_memory = -1;
+    if (send(_socket, &greeting, sizeof greeting, MSG_NOSIGNAL) != static_cast<ssize_t>(sizeof greeting) ||
+        !receive_welcome(&shared_memory) || !map_shared(shared_memory))
+        return false;
+    const attached done{target_address(_shared)};
+    return send(_socket, &done, sizeof done, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof done);
+}
+
+bool socket_transport::connect_to(const char* path)
+{
+    if (!open_socket(path) || !shake_hands()) {
+        complain(path);
+        if (_socket >= 0)
+            close(_socket);
+        _socket = -1;
+        return false;
+    }
+    _process = getpid();
+    return true;
+}
+
+bool socket_transport::hung_up() const
+{
+    pollfd look{_socket, POLLIN | POLLRDHUP, 0};
+    return poll(&look, 1, 0) > 0;
+}
+
+/// Hands the mailbox to the simulator and waits for it to come back.
+int32_t socket_transport::request(operation what)
+{
+    if (_gone)
+        return -1;
+    const int saved_errno = errno;
+    mailbox& post = box();
+    post.operation = static_cast<uint32_t>(what);
+    hand_over(post.turn, turn_simulator);
+    uint32_t turn;
+    while ((turn = wait_while(post.turn, turn_simulator, look_for_hang_up_ms)) == turn_simulator) {
+        if (hung_up())
+            break;
+    }
+    errno = saved_errno;
+    if (turn == turn_target)
+        return post.result;
+    _gone = true;
+    std::fputs("zelvar: the simulator has ended the connection\n", stderr);
+    return -1;
+}
+
+int32_t socket_transport::exchange(const void* message, uint32_t length, void* answer, uint32_t capacity)
+{
+    mailbox& post = box();
+    post.message = target_address(message);
+    post.message_length = length;
+    post.answer = target_address(answer);
+    post.answer_capacity = capacity;
+    return request(operation::exchange);
+}
+
+int32_t socket_transport::read(void* answer, uint32_t capacity)
+{
+    mailbox& post = box();
+    post.answer = target_address(answer);
+    post.answer_capacity = capacity;
+    return request(operation::read);
+}
+
+void socket_transport::set_frame_buffer(const void* address, uint32_t width, uint32_t height,
+                                        uint32_t bits_per_pixel, uint32_t stride_pixels)
+{
+    mailbox& post = box();
+    post.frame_buffer = target_address(address);
+    post.frame_buffer_width = width;
+    post.frame_buffer_height = height;
+    post.frame_buffer_bits_per_pixel = bits_per_pixel;
+    post.frame_buffer_stride = stride_pixels;
+}
+
+void socket_transport::frame_finished()
+{
+    request(operation::frame_finished);
+}
+
+} // namespace
+
+transport* open_transport()
+{
+    alignas(socket_transport) static unsigned char storage[sizeof(socket_transport)];
+    static socket_transport* current = nullptr;
+    if (current && current->belongs_to(getpid()))
+        return current;
+    const char* path = std::getenv(socket_variable);
+    if (!path || !*path) {
+        std::fputs("zelvar: ZELVAR_SOCKET is not set; start the application with zelvar-sim or zelvar-run\n",
+                   stderr);
+        return nullptr;
+    }
+    if (current) // inherited through fork: it is the parent's
+        current->abandon();
+    current = nullptr;
+    auto* fresh = new (storage) socket_transport;
+    if (!fresh->connect_to(path))
+        return nullptr;
+    current = fresh;
+    return current;
+}
+
+} // namespace shim

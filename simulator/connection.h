@@ -1,0 +1,106 @@
+#pragma once
+// One target process as the simulator sees it: its link, its channel of the library, and the thread that
+// drives both.
+
+#include "conversation.h"
+#include "frame_sink.h"
+#include "link_endpoint.h"
+#include "target_memory.h"
+#include "zelvar/sc_interfaces.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace simulator {
+
+/// Sums over all targets.
+struct totals
+{
+    std::atomic<uint64_t> targets{0};
+    std::atomic<uint64_t> frames{0};
+    std::atomic<uint64_t> messages{0};
+    std::atomic<uint64_t> calls{0};
+    std::atomic<uint64_t> call_nanoseconds{0}; // spent in exchanges
+    traffic moved;
+};
+
+class connection;
+
+/// What a connection needs of the house around it.
+struct surroundings
+{
+    scPluginInterface* plugin = nullptr;
+    totals* sums = nullptr;
+    frame_writer* frames = nullptr; // null: frames are counted only
+    uint32_t frame_buffer_width = 640;
+    uint32_t frame_buffer_height = 480;
+    uint64_t max_frames = 0; // of one target; 0: no end
+    talk_settings initial_settings;
+    /// On the connection's thread, after the greeting: whether this process may attach.
+    std::function<device_link::reception(connection&)> arrive;
+    /// On the connection's thread, once the target is attached: from now on its end is to be watched.
+    std::function<void(connection&)> attached;
+    /// On the connection's thread, when a target has finished `max_frames`.
+    std::function<void(connection&)> enough_frames;
+    /// On the connection's thread, as its last act.
+    std::function<void(connection&)> ended;
+};
+
+class connection
+{
+public:
+    connection(descriptor socket, const surroundings& around);
+    /// The thread must have ended.
+    ~connection();
+    connection(const connection&) = delete;
+    connection& operator=(const connection&) = delete;
+
+    void start();
+    void join() { _thread.join(); }
+    /// From any thread: the target is gone.
+    void hang_up() { _link.hang_up(); }
+
+    const link_endpoint& link() const { return _link; }
+    /// How long the target has been gone; zero while it is there.
+    std::chrono::milliseconds gone_for() const;
+    void note_gone();
+
+private:
+    void run();
+    bool welcome();
+    void serve();
+    bool serve_one(const link_request& request);
+    bool exchange(const link_request& request);
+    void deliver(const link_request& request);
+    void read_answer();
+    void finish_frame();
+    void say_farewell();
+    void settle();
+    void send_own(std::vector<uint8_t> message);
+    void count();
+    void complain(const char* what) const;
+
+    const surroundings& _around;
+    link_endpoint _link;
+    process_memory _memory;
+    newcomer _who;
+    std::string _application;
+    std::unique_ptr<conversation> _talk;
+    std::unique_ptr<channel_model> _model;
+    scChannelInterface* _channel = nullptr; // the library's own, never freed
+    size_t _delivered = 0;                  // of the model's answers
+    window_numbers _windows;
+    uint64_t _frames = 0;
+    uint64_t _counted_messages = 0;
+    uint64_t _counted_calls = 0;
+    bool _complained_about_frame = false;
+    std::atomic<int64_t> _gone_since{0}; // steady clock, milliseconds
+    std::thread _thread;
+};
+
+} // namespace simulator
