@@ -63,7 +63,7 @@ public:
     }
 
     /// The model of the thread's current context, locked until this frame ends; null (logged, with the API name
-    /// `function`) when it can't be had.
+    /// `function` if given) when it can't be had.
     _zelvar_context_data* lock(const char* function);
     /// Unlocks early, for handlers that must not hold the context while they talk to the target.
     void unlock();

@@ -20,7 +20,8 @@ void zelvar_shim_dispatch_set_return_value_message_force(pid_t pid, tid_t tid, u
 /// Ends the target's wait. Asserts that the thread's context is not locked.
 void zelvar_shim_dispatch_leave_message_processing_loop(pid_t pid, tid_t tid);
 
-// Target memory. Reads of addresses that the target doesn't have give zeros and one ERROR line.
+// Target memory. Reads of addresses that the target doesn't have give zeros and one ERROR line; when the target
+// can't be asked at all the destination stays untouched. False in both cases.
 bool zelvar_shim_dispatch_read_from_shim_address_space(pid_t pid, tid_t tid, uint32_t size, target_ptr address,
                                                        void* destination);
 /// Does nothing while the target runs calls itself.
