@@ -138,6 +138,15 @@ def check_listed_messages(tree, programs):
                        f"id {number}: prints {listed.get(number)}, the lists in wire/ say {expected.get(number)}")
 
 
+    check_count_in_front_page(tree, len(re.findall(r"^\s*\d+\s+\w+\s+yes\b", run.stdout, re.M)))
+
+
+def check_count_in_front_page(tree, built):
+    said = re.search(r"(\d+) of 598 are", tree.text("README.md")) if "README.md" in tree.files else None
+    if not said or int(said.group(1)) != built:
+        tree.fault("README.md", 0, f"must say that {built} of 598 are built, as zelvar-sim --list-messages does")
+
+
 def check_message_reads(tree):
     for name in tree.below("ZelvarLibrary/src/", SOURCE_SUFFIXES):
         if name in READS_MESSAGE_BYTES:
@@ -172,6 +181,13 @@ def check_documents(tree):
             for path in paths_in(quoted):
                 if not exists(tree, path):
                     tree.fault(name, line_of(text, offset), f"names {path}, which doesn't exist")
+
+
+def check_embedding_example(tree):
+    """The front page shows the example as it is built."""
+    example = "examples/embedding/embedding.cpp"
+    if example in tree.files and "README.md" in tree.files and tree.text(example).strip() not in tree.text("README.md"):
+        tree.fault("README.md", 0, f"doesn't show {example} as it is")
 
 
 def paths_in(quoted):
@@ -214,7 +230,7 @@ def check_files(tree):
         text = tree.text(name)
         if text.count("\n") > LONGEST_FILE:
             tree.fault(name, 0, f"has {text.count(chr(10))} lines; {LONGEST_FILE} are the most")
-        if name.endswith(".h") and "#pragma once" not in text:
+        if name.endswith(".h") and not re.search(r"^#pragma once|^#ifndef \w+_H\n#define ", text, re.M):
             tree.fault(name, 1, "lacks #pragma once")
         base = pathlib.PurePath(name).name
         if name.startswith(("tests/", "bench/", "fuzz/")) and not name.endswith(".h") and base not in lists:
@@ -241,7 +257,7 @@ def main():
     arguments = parser.parse_args()
     tree = Tree(arguments.root)
     for check in (check_message_ids, check_service_ids, check_message_reads, check_handler_parameters,
-                  check_documents, check_words, check_files, check_format):
+                  check_documents, check_embedding_example, check_words, check_files, check_format):
         check(tree)
     if arguments.bin:
         check_listed_messages(tree, arguments.bin)

@@ -23,7 +23,8 @@ def good_tree():
         "wire/services.inc": "".join(services),
         HANDLER: "void gles20_glClear(pid_t pid, tid_t tid, unsigned mask)\n{\n    clear(pid, tid, mask);\n}\n",
         DECODER: "int taken = 0; // memcpy(&taken, message, 4) is not done here\n",
-        "README.md": "`scripts/test` tests; `wire/messages_gles.inc` lists; output in `build/bin`.\n",
+        "README.md": "`scripts/test` tests; `wire/messages_gles.inc` lists; output in `build/bin`.\n"
+                     "3 of 598 are built.\n",
         "ARCHITECTURE.md": "`ZelvarLibrary/src/handlers/` holds handlers.\n",
         "CONTRIBUTING.md": "See [the front page](README.md).\n",
         "scripts/test": "#!/bin/bash\n",
@@ -87,6 +88,7 @@ class CheckTree(unittest.TestCase):
         self.finds({}, "id 11: prints None", listed="".join(r for r in rows if not r.startswith("11 ")))
         self.finds({}, "id 12: prints gles20_call_13",
                    listed="".join(rows).replace("12 gles20_call_12", "12 gles20_call_13"))
+        self.finds({}, "must say that 4 of 598", listed="".join(rows).replace("call_8 no", "call_8 yes"))
 
     def test_code_rules(self):
         text = good_tree()[DECODER]
@@ -102,6 +104,13 @@ class CheckTree(unittest.TestCase):
         self.finds({"README.md": "\n    scripts/tets --fast\n"}, "README.md:2: names scripts/tets")
         self.finds({"CONTRIBUTING.md": "[front](docs/front.md)\n"}, "names docs/front.md")
         self.finds({"ARCHITECTURE.md": "`wire/messages_{gles,egl}.inc`\n"}, "messages_{gles,egl}.inc")
+
+    def test_embedding_example(self):
+        example = "int main()\n{\n    return 7;\n}\n"
+        front = good_tree()["README.md"]
+        self.assertEqual(self.check({"examples/embedding/embedding.cpp": example, "README.md": front + example}), [])
+        self.finds({"examples/embedding/embedding.cpp": example, "README.md": front + example.replace("7", "8")},
+                   "doesn't show examples/embedding/embedding.cpp")
 
     def test_words(self):
         for words in ("Pa" "rt 5.1", "the sp" "ec says", "Sp" "ecification", "see the is" "sue", "/wo" "rk/main",
