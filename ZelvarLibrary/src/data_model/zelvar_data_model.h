@@ -33,9 +33,10 @@ extern const char* const egl_extension_list[egl_extension_count];
 /// What is reported of an extension list: the GL list of a context or the EGL list of a display.
 struct _zelvar_extensions
 {
-    std::unique_ptr<uint8_t[]> supported; // one byte a row of the known list, 1 when reported; null: not built
-    std::string text;                     // reported names, each followed by one blank
-    target_ptr target_address;            // copy of `text` in target memory, 0 until asked for
+    std::unique_ptr<uint8_t[]>
+        supported;             // one byte a row of the known list, 1 when reported; null: not built
+    std::string text;          // reported names, each followed by one blank
+    target_ptr target_address; // copy of `text` in target memory, 0 until asked for
     std::array<target_ptr, gl_extension_count> name_addresses{}; // copies of single names
 };
 
@@ -309,8 +310,8 @@ struct _zelvar_context_data
 };
 
 // Life of a model.
-/// Fills a context's model when it first becomes current: constants, extensions, texture unit bindings, vertex
-/// array 0, compressed formats. Talks to the host and, when it runs calls, to the target.
+/// Fills a context's model when it first becomes current: constants, extensions, texture unit bindings,
+/// vertex array 0, compressed formats. Talks to the host and, when it runs calls, to the target.
 void zelvar_data_model_init_zelvar_context_data(pid_t pid, tid_t tid, _zelvar_context_data* data);
 /// Reports leftovers and frees what hangs on this context alone.
 void zelvar_data_model_deinit_zelvar_context_data(_zelvar_context_data* data);
@@ -319,8 +320,8 @@ void zelvar_data_model_deinit_zelvar_data_shared(_zelvar_context_data* data);
 void zelvar_data_model_init_zelvar_extensions(_zelvar_extensions* extensions);
 
 // Descriptors, initialised as the host accepts the object.
-void zelvar_data_model_init_vertex_array_object_descriptor(_zelvar_context_data* data, uint32_t host_id,
-                                                           _zelvar_vertex_array_object_descriptor* descriptor);
+void zelvar_data_model_init_vertex_array_object_descriptor(
+    _zelvar_context_data* data, uint32_t host_id, _zelvar_vertex_array_object_descriptor* descriptor);
 void zelvar_data_model_init_program_binary_descriptor(_zelvar_context_data* data, const void* host_binary,
                                                       const void* target_binary, uint32_t host_format,
                                                       uint32_t target_format, uint32_t host_length,
@@ -331,6 +332,8 @@ void zelvar_data_model_init_program_binary_descriptor(_zelvar_context_data* data
 void zelvar_data_model_ref_counter_retain_data_shared(_zelvar_context_data* data);
 /// Clears `data->data_shared` when the group ends.
 void zelvar_data_model_ref_counter_release_data_shared(_zelvar_context_data* data);
+/// The same for a model that goes away with the registry: no reports, the group's section included.
+void zelvar_data_model_ref_counter_drop_data_shared(_zelvar_context_data* data);
 void zelvar_data_model_ref_counter_retain_program_object(_zelvar_context_data* data, uint32_t id);
 void zelvar_data_model_ref_counter_release_program_object(_zelvar_context_data* data, uint32_t id);
 void zelvar_data_model_ref_counter_retain_shader_object(_zelvar_context_data* data, uint32_t id);
@@ -362,8 +365,8 @@ bool zelvar_data_get_target_bind_buffer(const _zelvar_vertex_array_object_descri
 uint64_t zelvar_data_get_type_size(uint32_t type, uint64_t count);
 /// Bytes of one pixel.
 uint64_t zelvar_data_get_pixel_size(uint32_t format, uint32_t type);
-bool zelvar_data_model_get_target_texture_from_host_texture(uint32_t host_id, const _zelvar_context_data* data,
-                                                            uint32_t* out);
+bool zelvar_data_model_get_target_texture_from_host_texture(uint32_t host_id,
+                                                            const _zelvar_context_data* data, uint32_t* out);
 bool zelvar_data_model_get_target_renderbuffer_from_host_renderbuffer(uint32_t host_id,
                                                                       const _zelvar_context_data* data,
                                                                       uint32_t* out);

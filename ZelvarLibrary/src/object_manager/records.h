@@ -14,6 +14,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -30,9 +31,14 @@ struct _zelvar_object_manager_context
     uint32_t gles_error = 0; // the first error sticks until read
     bool current = false;    // the bound thread has this context current at this moment
     bool data_initialised = false;
-    bool removed = false; // erased from the registry while somebody waited for the lock
+    /// Erased from the registry, perhaps while somebody waited for the lock. Set under the process map; once
+    /// a waiter has entered `cs` and finds it clear, it stays usable until the waiter leaves.
+    std::atomic<bool> removed{false};
     // Guarded by `cs`.
     _zelvar_context_data data;
+    uint32_t lock_depth = 0; // locks taken by the holder and not yet undone
+    /// The holder of a lock, for the check that a handler leaves none; read by anyone.
+    std::atomic<std::thread::id> lock_holder{};
     // Constant after creation.
     uint64_t target_context = 0; // 0 for the null context
     critical_section__* cs = nullptr;
