@@ -34,7 +34,7 @@ scPluginInterface* host_library::plugin()
 
 bool host_library::list_messages() const
 {
-    const auto ask = reinterpret_cast<int (*)(uint32_t, const char**, int*)>(symbol("zelvar_message_info"));
+    const auto ask = reinterpret_cast<decltype(&zelvar_message_info)>(symbol("zelvar_message_info"));
     if (!ask)
         return false;
     uint32_t built_rows = 0;
@@ -49,6 +49,17 @@ bool host_library::list_messages() const
         std::printf("%3u %-56s %s\n", type, name, built ? "built" : "not built yet");
     }
     std::printf("%u of %u messages are built\n", built_rows, rows);
+    return true;
+}
+
+bool host_library::list_settings() const
+{
+    const auto ask = reinterpret_cast<decltype(&zelvar_settings_key)>(symbol("zelvar_settings_key"));
+    if (!ask)
+        return false;
+    const char *key = nullptr, *type = nullptr, *value = nullptr, *sentence = nullptr;
+    for (uint32_t index = 0; ask(index, &key, &type, &value, &sentence); ++index)
+        std::printf("%s (%s, default \"%s\")\n    %s\n", key, type, value, sentence);
     return true;
 }
 

@@ -20,6 +20,8 @@ public:
     /// Prints every message type: number, name, and whether its handler is built. False when the library
     /// can't tell.
     bool list_messages() const;
+    /// Prints every key of the settings file. False when the library can't tell.
+    bool list_settings() const;
 
     /// Takes the library down. No channel may be in use.
     void release();

@@ -155,6 +155,11 @@ int run(const options& chosen)
             return 0;
         throw std::runtime_error("this library doesn't tell which messages are built");
     }
+    if (chosen.list_settings) {
+        if (library.list_settings())
+            return 0;
+        throw std::runtime_error("this library doesn't tell its settings");
+    }
     const settings_file settings{settings_wish(chosen), chosen.extra_settings};
     const int status = serve(chosen, library, settings);
     library.release();

@@ -60,12 +60,15 @@ bool read_command_line(int argc, char** argv, options& chosen, int& status)
     parser.add_flag("--stats", chosen.stats, "Print more figures in the summary");
     parser.add_flag("--list-messages", chosen.list_messages,
                     "Print all message types and whether they are built");
+    parser.add_flag("--help-settings", chosen.list_settings,
+                    "Print all keys of the settings file with type, default and meaning");
     parser.add_option("APP", chosen.application, "Application and its arguments");
     try {
         parser.parse(argc, argv);
         if (!parse_size(size, chosen.width, chosen.height))
             throw CLI::ValidationError("--fb", "wants WIDTHxHEIGHT, from 1x1 to 16384x16384");
-        if (chosen.application.empty() && chosen.listen.empty() && !chosen.list_messages)
+        if (chosen.application.empty() && chosen.listen.empty() && !chosen.list_messages &&
+            !chosen.list_settings)
             throw CLI::ValidationError("APP", "an application to run is missing (or --listen SOCKET)");
         if (chosen.exit_when_idle && chosen.listen.empty())
             throw CLI::ValidationError("--exit-when-idle", "needs --listen");

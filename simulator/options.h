@@ -24,6 +24,7 @@ struct options
     bool alpha = false;
     bool stats = false;
     bool list_messages = false;
+    bool list_settings = false;
 };
 
 /// Reads the command line. When nothing is left to do (help, version, a mistake) returns false with the exit

@@ -82,13 +82,14 @@ class CheckTree(unittest.TestCase):
         self.finds({"wire/services.inc": services.replace("(440,", "(441,")}, "[440, 441]")
 
     def test_listed_messages(self):
-        rows = [f"{i} gles20_call_{i} no\n" for i in range(6, 601)]
-        rows = ["1 batch_commands yes\n", "2 get_settings yes\n", "3 report_shim_message yes\n"] + rows
-        self.assertEqual(self.check(listed="id name built\n" + "".join(rows)), [])
-        self.finds({}, "id 11: prints None", listed="".join(r for r in rows if not r.startswith("11 ")))
+        rows = [f"{i:3} gles20_call_{i}   not built yet\n" for i in range(6, 601)]
+        own = ["batch_commands", "get_settings", "report_shim_message"]
+        rows = [f"  {i} {name} built\n" for i, name in enumerate(own, 1)] + rows
+        self.assertEqual(self.check(listed="".join(rows) + "3 of 598 messages are built\n"), [])
+        self.finds({}, "id 11: prints None", listed="".join(r for r in rows if not r.startswith(" 11 ")))
         self.finds({}, "id 12: prints gles20_call_13",
                    listed="".join(rows).replace("12 gles20_call_12", "12 gles20_call_13"))
-        self.finds({}, "must say that 4 of 598", listed="".join(rows).replace("call_8 no", "call_8 yes"))
+        self.finds({}, "must say that 4 of 598", listed="".join(rows).replace("call_8   not built yet", "call_8 built"))
 
     def test_code_rules(self):
         text = good_tree()[DECODER]
