@@ -2,7 +2,7 @@
 // Names of the exported functions. The libraries that stand in front of applications export the published
 // names; a program that links the shim beside a real driver gets them with `target_` in front.
 
-#include "wire/api.h"
+#include "shim/target_names.h"
 
 #ifdef ZELVAR_SHIM_PREFIX
 #define SHIM_NAME(function) target_##function

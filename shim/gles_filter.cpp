@@ -1,5 +1,5 @@
-// What libGLESv2.so.2 holds: the names alone. It is a filter over libEGL.so.1, where the functions and their one
-// state are: the loader takes each name from there. Linkers find the names here.
+// What libGLESv2.so.2 holds: the names alone. It is a filter over libEGL.so.1, where the functions and their
+// one state are: the loader takes each name from there. Linkers find the names here.
 
 #include "wire/api.h"
 

@@ -53,4 +53,4 @@ add_custom_command(OUTPUT ${SHIM32_DIR}/libGLESv2.so.2
     COMMAND ${CMAKE_COMMAND} -E create_symlink libGLESv2.so.2 ${SHIM32_DIR}/libGLESv2.so
     DEPENDS ${SHIM32_FILTER} ${CMAKE_CURRENT_SOURCE_DIR}/gles.map
     COMMENT "Linking 32-bit libGLESv2.so.2" VERBATIM)
-add_custom_target(shim32 ALL DEPENDS ${SHIM32_DIR}/libEGL.so.1 ${SHIM32_DIR}/libGLESv2.so.2)
+add_custom_target(zelvar_shim32 ALL DEPENDS ${SHIM32_DIR}/libEGL.so.1 ${SHIM32_DIR}/libGLESv2.so.2)
