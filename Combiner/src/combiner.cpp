@@ -116,6 +116,29 @@ void copy_rows_reversed(const flip_rows& rows, const uint8_t* source, uint64_t s
     std::memset(out, 0, static_cast<uint64_t>(destination + destination_size - out));
 }
 
+void swap_bytes(uint8_t* a, uint8_t* b, uint64_t size)
+{
+    uint8_t chunk[4096];
+    for (uint64_t at = 0; at < size; at += sizeof chunk) {
+        const uint64_t length = std::min<uint64_t>(sizeof chunk, size - at);
+        std::memcpy(chunk, a + at, length);
+        std::memcpy(a + at, b + at, length);
+        std::memcpy(b + at, chunk, length);
+    }
+}
+
+/// The flip of a block whose rows stay as long as they are. It needs no second block, and fresh pages cost
+/// more than the copy itself.
+void reverse_rows_in_place(const flip_rows& rows, uint8_t* block, uint64_t size)
+{
+    for (uint64_t top = 0, bottom = rows.count; top + 1 < bottom; top++) {
+        bottom--;
+        swap_bytes(block + top * rows.source, block + bottom * rows.source, rows.source);
+    }
+    const uint64_t covered = rows.count * rows.source;
+    std::memset(block + covered, 0, size - covered);
+}
+
 bool flip(_inter_frame_data& frame, uint32_t width, uint32_t height, uint32_t stride,
           uint32_t bytes_per_pixel)
 {
@@ -124,13 +147,17 @@ bool flip(_inter_frame_data& frame, uint32_t width, uint32_t height, uint32_t st
     if (!image_size(stride, height, bytes_per_pixel, &size) ||
         !image_size(width, 1, bytes_per_pixel, &source_row))
         return false;
+    const uint64_t destination_row = uint64_t{stride} * bytes_per_pixel;
+    const flip_rows rows{source_row / word_size * word_size, destination_row / word_size * word_size, height};
+    if (rows.source == rows.destination && frame.current_size == size) {
+        reverse_rows_in_place(rows, frame.pCurrentFrame, size);
+        return true;
+    }
     auto* flipped = static_cast<uint8_t*>(std::malloc(std::max<uint64_t>(size, 1)));
     if (!flipped) {
         LOG_ERROR("Out of memory for a frame of %llu bytes.", static_cast<unsigned long long>(size));
         return false;
     }
-    const uint64_t destination_row = uint64_t{stride} * bytes_per_pixel;
-    const flip_rows rows{source_row / word_size * word_size, destination_row / word_size * word_size, height};
     copy_rows_reversed(rows, frame.pCurrentFrame, frame.current_size, flipped, size);
     replace_current_frame(frame, flipped, size);
     return true;

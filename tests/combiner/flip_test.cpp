@@ -19,6 +19,18 @@ TEST_F(flip, LastRowComesFirst)
               (bytes{8, 9, 10, 11, 12, 13, 14, 15, 0, 1, 2, 3, 4, 5, 6, 7}));
 }
 
+TEST_F(flip, LongRowsAndAnOddCountOfThem)
+{
+    const bytes rows[]{bytes(1100 * 4, 1), bytes(1100 * 4, 2), counted(1100 * 4)};
+    bytes source;
+    bytes expected;
+    for (int i = 0; i < 3; i++) {
+        source.insert(source.end(), rows[i].begin(), rows[i].end());
+        expected.insert(expected.end(), rows[2 - i].begin(), rows[2 - i].end());
+    }
+    EXPECT_EQ(flipped(source, 1100, 3, 1100, 4), expected);
+}
+
 TEST_F(flip, WiderStrideLeavesSpareColumnsEmpty)
 {
     EXPECT_EQ(flipped(counted(8), 1, 2, 3, 4),
