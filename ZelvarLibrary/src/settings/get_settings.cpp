@@ -9,10 +9,9 @@
 #include "sidechannel_log.h"
 #include "zelvar/zelvar.h"
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
-#include <limits>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -55,10 +54,8 @@ void print_revisions(std::string_view shim_revision)
     static std::atomic<bool> printed{false};
     if (printed.exchange(true))
         return;
-    const int length =
-        static_cast<int>(std::min<size_t>(shim_revision.size(), std::numeric_limits<int>::max()));
     LOG_ALWAYS("INFO", "TRV  revision %s", zelvar_revision);
-    LOG_ALWAYS("INFO", "Shim revision %.*s", length, shim_revision.data());
+    LOG_ALWAYS("INFO", "Shim revision %s", std::string{shim_revision}.c_str());
     if (shim_revision != zelvar_revision)
         LOG_ALWAYS("WARN", "Revision mismatch between TRV and shim!");
 }
