@@ -226,7 +226,9 @@ struct _zelvar_context_data_shared
     uint32_t last_sampler = 0;
     uint32_t last_transform_feedback = 0;
     std::map<uint32_t, _zelvar_mapped_area_object_descriptor> mapped_areas;
-    critical_section__* lock = nullptr; // taken while a context joins or leaves the group
+    /// Guards `ref_counter` while a context joins or leaves the group: a leaf below the process maps, never
+    /// held for a handler.
+    critical_section__* lock = nullptr;
     int32_t ref_counter = 1;
 };
 
@@ -319,9 +321,41 @@ void zelvar_data_model_deinit_zelvar_context_data(_zelvar_context_data* data);
 void zelvar_data_model_deinit_zelvar_data_shared(_zelvar_context_data* data);
 void zelvar_data_model_init_zelvar_extensions(_zelvar_extensions* extensions);
 
-// Descriptors, initialised as the host accepts the object.
+// Descriptors, initialised as the host accepts the object: one for each kind, all with the context, the ids
+// and the descriptor in its map.
+void zelvar_data_model_init_buffer_object_descriptor(_zelvar_context_data* data, uint32_t target_id,
+                                                     uint32_t host_id,
+                                                     _zelvar_buffer_object_descriptor* descriptor);
+void zelvar_data_model_init_renderbuffer_object_descriptor(
+    _zelvar_context_data* data, uint32_t target_id, uint32_t host_id,
+    _zelvar_renderbuffer_object_descriptor* descriptor);
+void zelvar_data_model_init_framebuffer_object_descriptor(_zelvar_context_data* data, uint32_t target_id,
+                                                          uint32_t host_id,
+                                                          _zelvar_framebuffer_object_descriptor* descriptor);
+void zelvar_data_model_init_query_object_descriptor(_zelvar_context_data* data, uint32_t target_id,
+                                                    uint32_t host_id,
+                                                    _zelvar_query_object_descriptor* descriptor);
+void zelvar_data_model_init_program_pipeline_object_descriptor(
+    _zelvar_context_data* data, uint32_t target_id, uint32_t host_id,
+    _zelvar_program_pipeline_object_descriptor* descriptor);
+void zelvar_data_model_init_shader_object_descriptor(_zelvar_context_data* data, uint32_t target_id,
+                                                     uint32_t host_id, _zelvar_shader_descriptor* descriptor);
+void zelvar_data_model_init_texture_object_descriptor(_zelvar_context_data* data, uint32_t target_id,
+                                                      uint32_t host_id,
+                                                      _zelvar_texture_object_descriptor* descriptor);
+void zelvar_data_model_init_sampler_object_descriptor(_zelvar_context_data* data, uint32_t target_id,
+                                                      uint32_t host_id,
+                                                      _zelvar_sampler_descriptor* descriptor);
+void zelvar_data_model_init_transform_feedback_descriptor(_zelvar_context_data* data, uint32_t target_id,
+                                                          uint32_t host_id,
+                                                          _zelvar_transform_feedback_descriptor* descriptor);
+void zelvar_data_model_init_gles_sync_object_descriptor(_zelvar_context_data* data, uint64_t target_sync,
+                                                        uint64_t host_sync, uint32_t value,
+                                                        _zelvar_gles_sync_descriptor* descriptor);
+/// Asserts that the context's max_vertex_attribs is at least 8.
 void zelvar_data_model_init_vertex_array_object_descriptor(
     _zelvar_context_data* data, uint32_t host_id, _zelvar_vertex_array_object_descriptor* descriptor);
+/// Copies both blocks.
 void zelvar_data_model_init_program_binary_descriptor(_zelvar_context_data* data, const void* host_binary,
                                                       const void* target_binary, uint32_t host_format,
                                                       uint32_t target_format, uint32_t host_length,
