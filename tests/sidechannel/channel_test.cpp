@@ -1,6 +1,7 @@
 #include "fake_library.h"
 
 #include <chrono>
+#include <set>
 #include <thread>
 #include <unistd.h>
 
@@ -36,8 +37,11 @@ public:
     {
         auto* bytes = static_cast<uint8_t*>(destination);
         bytes[0] = bytes[length - 1] = 0;
+        destinations.insert(bytes);
         return length;
     }
+
+    std::set<const uint8_t*> destinations;
 };
 
 } // namespace
@@ -116,6 +120,7 @@ TEST_F(Channel, StuckChannelNeitherWrapsNorGathersMemory)
             t.channel.write(FakeModel::base, capacity, &hollow);
         t.channel.write(FakeModel::base, capacity - 16, &hollow); // 2^32 bytes in all
     });
+    EXPECT_LE(hollow.destinations.size(), 2u); // one place, moved at most once
     EXPECT_EQ(count_of(logged([&] { t.send(make_message(20, 7)); }), too_much), 1u);
     EXPECT_TRUE(messages.empty());
 }
@@ -277,6 +282,8 @@ TEST_F(Channel, CloseTellsTheOwnerOnceAndFreesNothing)
 TEST(ChannelDeathTest, ModelInterfaceOutsideReadStopsTheProcess)
 {
     TestChannel t;
+    t.channel.allowMainThreadToSendMessage();
+    EXPECT_EQ(t.receive(20), Bytes{}); // over: the model isn't reachable any more
     EXPECT_DEATH(
         {
             dup2(STDERR_FILENO, STDOUT_FILENO);
