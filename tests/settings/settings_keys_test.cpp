@@ -11,51 +11,20 @@ using Z = _zelvar_settings;
 
 TEST_F(settings_keys, TheDocumentedKeysAreAllThere)
 {
+    // clang-format off
     std::vector<std::string> expected{
-        "LogLevel",
-        "astcSaveImage",
-        "batchCommands",
-        "batchTargetCommands",
-        "cacheAndroidNativeBuffer",
-        "callOnTargetAPI",
-        "checkErrorCode",
-        "deferCommands",
-        "directTargetMemoryReads",
-        "directTargetMemoryWrites",
-        "dumpFramesApp",
-        "dumpFramesDir",
-        "dumpFramesResolution",
-        "dumpNFrames",
-        "dumpTargetErrorCalls",
-        "enableErrorCheckWhiteList",
-        "fbHeight",
-        "fbWidth",
-        "forceHostContext2",
-        "forceHostDRM4CC",
-        "forceHostEGLConfigID",
-        "ignoreTRV",
-        "loopDumpFrames",
-        "modelAddrSpaceLog",
-        "modelJobSlotLog",
-        "performanceProfile",
-        "performanceProfileControl",
-        "printShaderSource",
-        "requireKelvoEmulator",
-        "shaderFilter",
-        "shimLogLevel",
-        "showFPS",
-        "sidechannelLogLevel",
-        "skipDumpFrames",
-        "skipHostCalls",
-        "skipTargetErrorCalls",
-        "skipTargetGLVersionCheck",
-        "skipeglDestroySurface",
-        "tpakDecodeInPlace",
-        "tpakForTRV",
-        "tpakVersion",
-        "unbufferStdout",
-        "zelvarLogLevel",
+        "LogLevel", "astcSaveImage", "batchCommands", "batchTargetCommands", "cacheAndroidNativeBuffer",
+        "callOnTargetAPI", "checkErrorCode", "deferCommands", "directTargetMemoryReads",
+        "directTargetMemoryWrites", "dumpFramesApp", "dumpFramesDir", "dumpFramesResolution",
+        "dumpNFrames", "dumpTargetErrorCalls", "enableErrorCheckWhiteList", "fbHeight", "fbWidth",
+        "forceHostContext2", "forceHostDRM4CC", "forceHostEGLConfigID", "ignoreTRV", "loopDumpFrames",
+        "modelAddrSpaceLog", "modelJobSlotLog", "performanceProfile", "performanceProfileControl",
+        "printShaderSource", "requireKelvoEmulator", "shaderFilter", "shimLogLevel", "showFPS",
+        "sidechannelLogLevel", "skipDumpFrames", "skipHostCalls", "skipTargetErrorCalls",
+        "skipTargetGLVersionCheck", "skipeglDestroySurface", "tpakDecodeInPlace", "tpakForTRV",
+        "tpakVersion", "unbufferStdout", "zelvarLogLevel",
     };
+    // clang-format on
     std::vector<std::string> keys;
     for (const settings_key_info* info = zelvar_settings_keys(); info->key; info++) {
         keys.emplace_back(info->key);
@@ -147,32 +116,16 @@ std::vector<uint32_t> host_values(const Z& s)
 TEST_F(settings_keys, EachHostKeyChangesItsOwnFieldAlone)
 {
     // In the order of host_values.
-    const std::vector<std::string> keys{"directTargetMemoryReads",
-                                        "directTargetMemoryWrites",
-                                        "skipeglDestroySurface",
-                                        "forceHostContext2",
-                                        "forceHostDRM4CC",
-                                        "skipTargetGLVersionCheck",
-                                        "shaderFilter",
-                                        "cacheAndroidNativeBuffer",
-                                        "showFPS",
-                                        "performanceProfile",
-                                        "",
-                                        "tpakForTRV",
-                                        "tpakDecodeInPlace",
-                                        "astcSaveImage",
-                                        "",
-                                        "modelJobSlotLog",
-                                        "modelAddrSpaceLog",
-                                        "printShaderSource",
-                                        "fbWidth",
-                                        "fbHeight",
-                                        "",
-                                        "performanceProfileControl",
-                                        "forceHostEGLConfigID",
-                                        "dumpNFrames",
-                                        "skipDumpFrames",
-                                        "loopDumpFrames"};
+    // clang-format off
+    const std::vector<std::string> keys{
+        "directTargetMemoryReads", "directTargetMemoryWrites", "skipeglDestroySurface",
+        "forceHostContext2", "forceHostDRM4CC", "skipTargetGLVersionCheck", "shaderFilter",
+        "cacheAndroidNativeBuffer", "showFPS", "performanceProfile", "", "tpakForTRV",
+        "tpakDecodeInPlace", "astcSaveImage", "", "modelJobSlotLog", "modelAddrSpaceLog",
+        "printShaderSource", "fbWidth", "fbHeight", "", "performanceProfileControl",
+        "forceHostEGLConfigID", "dumpNFrames", "skipDumpFrames", "loopDumpFrames",
+    };
+    // clang-format on
     for (size_t i = 0; i < keys.size(); i++) {
         if (keys[i].empty())
             continue;
