@@ -7,6 +7,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <random>
+#include <stdio_ext.h>
 #include <thread>
 
 namespace {
@@ -244,6 +245,19 @@ TEST_F(settings_file, ModelOptions)
     EXPECT_EQ(zelvar_getModelOptions(), 0x80000006u);
     read("callOnTargetAPI 1\n");
     EXPECT_EQ(zelvar_getModelOptions(), 0x80000000u);
+}
+
+TEST_F(settings_file, OutputIsUnbufferedByTheFirstReading)
+{
+    read("unbufferStdout 1\n");
+    EXPECT_LE(__fbufsize(stdout), 1u);
+}
+
+TEST_F(settings_file, OutputStaysBufferedWhenALaterReadingAsks)
+{
+    read("");
+    read("unbufferStdout 1\n");
+    EXPECT_GT(__fbufsize(stdout), 1u);
 }
 
 TEST_F(settings_file, ReadersOnOtherThreadsMeetWholeValues)
