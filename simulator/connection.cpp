@@ -204,7 +204,10 @@ void connection::finish_frame()
     ++_around.sums->frames;
     if (_around.frames && frame.number % _around.frames->options().every == 0) {
         const char* why = nullptr;
-        picture copied = copy_frame(place, _memory, _around.frames->options().keep_alpha, &why);
+        const auto read = [this](uint64_t from, void* to, uint32_t length) {
+            return _memory.read(from, to, length);
+        };
+        picture copied = copy_frame(place, read, _around.frames->options().keep_alpha, &why);
         if (!why)
             _around.frames->put(frame_name(_application, _who.process, frame.window, frame.number),
                                 std::move(copied));

@@ -63,7 +63,7 @@ void convert_row(const uint8_t* source, uint32_t bytes_per_pixel, uint8_t* targe
 
 } // namespace
 
-picture copy_frame(const frame_buffer_place& place, const process_memory& memory, bool keep_alpha,
+picture copy_frame(const frame_buffer_place& place, const memory_reader& read, bool keep_alpha,
                    const char** why)
 try {
     *why = fault_of(place);
@@ -72,7 +72,7 @@ try {
     picture frame{place.width, place.height, keep_alpha ? 4u : 3u, {}};
     const uint32_t bytes_per_pixel = place.bits_per_pixel / 8;
     std::vector<uint8_t> block(block_size(place));
-    if (memory.read(place.address, block.data(), static_cast<uint32_t>(block.size())) != block.size()) {
+    if (read(place.address, block.data(), static_cast<uint32_t>(block.size())) != block.size()) {
         *why = "can't be read";
         return {};
     }

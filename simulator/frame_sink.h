@@ -2,11 +2,11 @@
 // Finished frames on their way to picture files.
 
 #include "link_endpoint.h"
-#include "target_memory.h"
 
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -31,9 +31,12 @@ struct picture
     std::vector<uint8_t> pixels;
 };
 
+/// Reads target memory; returns the bytes that came.
+using memory_reader = std::function<uint32_t(uint64_t address, void* destination, uint32_t length)>;
+
 /// Takes the frame out of the target's frame buffer. Empty when the description is no frame buffer (`why`
 /// says what is wrong) or memory lacks.
-picture copy_frame(const frame_buffer_place& place, const process_memory& memory, bool keep_alpha,
+picture copy_frame(const frame_buffer_place& place, const memory_reader& read, bool keep_alpha,
                    const char** why);
 
 /// File name of a frame: application, process, window but the first, number.
