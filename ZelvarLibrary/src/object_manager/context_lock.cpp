@@ -54,7 +54,9 @@ context_ptr find_context_by_key(pid_t pid, uint64_t target_context)
     return found == process->contexts.end() ? nullptr : found->second;
 }
 
-/// False when the context was removed while this thread waited. The null context is never locked.
+/// False when the context was removed while this thread waited. The null context is never locked. What decides
+/// who holds the lock is known at run time only, so clang's analysis is off here and in leave_context.
+ZELVAR_TSA(no_thread_safety_analysis)
 bool enter_unless_removed(const context_ptr& context)
 {
     if (context->target_context == 0)
@@ -90,6 +92,7 @@ context_ptr find_context_of_data(const _zelvar_context_data* data)
     return registry::find_retired_context(data);
 }
 
+ZELVAR_TSA(no_thread_safety_analysis)
 void leave_context(_zelvar_object_manager_context& context)
 {
     if (context.lock_depth > 0 && --context.lock_depth == 0)

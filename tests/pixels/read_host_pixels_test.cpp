@@ -1,0 +1,132 @@
+// Read-back of frames: the exact host calls, and what happens when the host refuses.
+
+#include "pixels/read_host_pixels.h"
+
+#include "settings/zelvar_settings.h"
+#include "support/fake_host.h"
+#include "support/library.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace
+{
+using texts = std::vector<std::string>;
+constexpr auto quiet = fake_host::error_queries::leave_out;
+
+class read_back : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        library::start();
+        fake_host::returns<&sidechannel_gles_imports::glCheckFramebufferStatus>(GL_FRAMEBUFFER_COMPLETE);
+        fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([this](GLenum pname, GLint* out) {
+            *out = pname == GL_SAMPLE_BUFFERS ? sample_buffers : pname == GL_READ_FRAMEBUFFER_BINDING ? bound : 0;
+        });
+        fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
+            [this](GLint, GLint, GLsizei width, GLsizei height, GLenum format, GLenum type, void* out) {
+                if (format == refused_format || type == refused_type) {
+                    fake_host::gl_errors({refusal});
+                    return;
+                }
+                int bytes = type == GL_UNSIGNED_SHORT_5_6_5 ? 2 : format == GL_RGB ? 3 : 4;
+                std::memset(out, 0x40, size_t(width) * height * bytes);
+            });
+    }
+    bool read(uint32_t bytes_per_pixel, uint32_t format, uint32_t type, const current_pack_params& pack = {},
+              int32_t major = 3)
+    {
+        std::free(pixels);
+        pixels = nullptr;
+        return zelvar_helpers_read_pixels_from_host_GPU(&pixels, 4, 2, bytes_per_pixel, major, pack, format, type);
+    }
+    ~read_back() override { std::free(pixels); }
+
+    GLint sample_buffers = 0;
+    GLint bound = 0;
+    GLenum refused_format = 0;
+    GLenum refused_type = 0;
+    GLenum refusal = GL_INVALID_OPERATION;
+    uint8_t* pixels = nullptr;
+};
+
+TEST_F(read_back, AsksForCompletenessAndSamplesAndReadsFromTheOrigin)
+{
+    ASSERT_TRUE(read(4, GL_RGBA, GL_UNSIGNED_BYTE));
+    EXPECT_EQ(pixels[31], 0x40);
+    EXPECT_EQ(fake_host::texts(quiet),
+              (texts{"glCheckFramebufferStatus(36160)", "glGetIntegerv(36010, pointer)",
+                     "glGetIntegerv(32936, pointer)", "glReadPixels(0, 0, 4, 2, 6408, 5121, pointer)"}));
+    fake_host::clear();
+    ASSERT_TRUE(read(4, GL_RGBA, GL_UNSIGNED_BYTE, {}, 2)); // no read framebuffer before OpenGL ES 3
+    EXPECT_EQ(fake_host::count("glGetIntegerv"), 1u);
+}
+
+TEST_F(read_back, LeavesTheApplicationsPackStateAsItWas)
+{
+    current_pack_params pack;
+    pack.row_length = 9;
+    pack.alignment = 1;
+    pack.skip_rows = 3;
+    ASSERT_TRUE(read(4, GL_RGBA, GL_UNSIGNED_BYTE, pack));
+    texts all = fake_host::texts(quiet);
+    EXPECT_EQ(texts(all.begin() + 3, all.end()),
+              (texts{"glPixelStorei(3330, 0)", "glPixelStorei(3331, 0)", "glPixelStorei(3333, 4)",
+                     "glReadPixels(0, 0, 4, 2, 6408, 5121, pointer)", "glPixelStorei(3330, 9)",
+                     "glPixelStorei(3331, 3)", "glPixelStorei(3333, 1)"}));
+    fake_host::clear();
+    // An OpenGL ES 2 host context knows the alignment alone.
+    ASSERT_TRUE(read(4, GL_RGBA, GL_UNSIGNED_BYTE, pack, 2));
+    EXPECT_EQ(fake_host::count("glPixelStorei"), 2u);
+}
+
+TEST_F(read_back, GivesUpOnIncompleteAndMultisampledFramebuffers)
+{
+    fake_host::returns<&sidechannel_gles_imports::glCheckFramebufferStatus>(GL_FRAMEBUFFER_UNSUPPORTED);
+    EXPECT_FALSE(read(4, GL_RGBA, GL_UNSIGNED_BYTE));
+    fake_host::returns<&sidechannel_gles_imports::glCheckFramebufferStatus>(GL_FRAMEBUFFER_COMPLETE);
+    sample_buffers = 1;
+    bound = 7;
+    EXPECT_FALSE(read(4, GL_RGBA, GL_UNSIGNED_BYTE));
+    EXPECT_FALSE(read(4, GL_RGBA, GL_UNSIGNED_BYTE, {}, 2));
+    bound = 0; // the default framebuffer of an OpenGL ES 3 context is read
+    EXPECT_TRUE(read(4, GL_RGBA, GL_UNSIGNED_BYTE));
+}
+
+TEST_F(read_back, ConvertsWhatTheHostRefuses)
+{
+    refused_type = GL_UNSIGNED_SHORT_5_6_5;
+    ASSERT_TRUE(read(2, GL_RGB, GL_UNSIGNED_SHORT_5_6_5));
+    // 0x40 in every channel: r = b = 8, g = 16.
+    EXPECT_EQ(pixels[0], static_cast<uint8_t>(16 << 5 | 8));
+    EXPECT_EQ(pixels[1], 8 << 3 | 16 >> 2);
+    EXPECT_EQ(pixels[15], 8 << 3 | 16 >> 2);
+    // A host that refuses RGBA8 as well delivers nothing.
+    refused_format = GL_RGBA;
+    EXPECT_FALSE(read(2, GL_RGB, GL_UNSIGNED_SHORT_5_6_5));
+    EXPECT_EQ(pixels, nullptr);
+    // Nor does any other error.
+    refusal = GL_OUT_OF_MEMORY;
+    EXPECT_FALSE(read(2, GL_RGB, GL_UNSIGNED_SHORT_5_6_5));
+}
+
+TEST_F(read_back, OddDepthsAndMissingLayoutsAreABlankFrame)
+{
+    ASSERT_TRUE(read(1, GL_RED, GL_UNSIGNED_BYTE));
+    EXPECT_EQ(pixels[0], 0);
+    ASSERT_TRUE(read(4, 0, GL_UNSIGNED_BYTE));
+    EXPECT_EQ(pixels[31], 0);
+    EXPECT_EQ(fake_host::count("glReadPixels"), 0u);
+}
+
+TEST_F(read_back, AForcedCodeReplacesTheLayoutUnlessItIsWider)
+{
+    zelvar_only_settings.forceHostDRM4CC = 0x34325241; // BGRA8
+    ASSERT_TRUE(read(4, GL_RGBA, GL_UNSIGNED_BYTE));
+    EXPECT_EQ(fake_host::texts(quiet).back(), "glReadPixels(0, 0, 4, 2, 32993, 5121, pointer)");
+    ASSERT_TRUE(read(2, GL_RGB, GL_UNSIGNED_SHORT_5_6_5));
+    EXPECT_EQ(fake_host::texts(quiet).back(), "glReadPixels(0, 0, 4, 2, 6407, 33635, pointer)");
+}
+} // namespace
