@@ -59,7 +59,9 @@ thread_state* this_thread()
         return self;
     if (!connect())
         return nullptr;
-    // The state of an earlier connection is left alone: its memory belonged to the earlier transport.
+    // What an earlier connection left is void; what waited in it belonged to the parent of this process.
+    delete self;
+    state_of_this_thread = nullptr;
     pthread_once(&exit_key_once, create_exit_key);
     self = new (std::nothrow) thread_state;
     if (!self)
@@ -76,7 +78,7 @@ message_builder::message_builder(thread_state& self) : self_{self}, memory_{take
 
 message_builder::~message_builder()
 {
-    if (self_.life == connection_life())
+    if (memory_.slot < 0 || self_.life == connection_life())
         give_back_message_memory(memory_);
 }
 

@@ -21,14 +21,22 @@ protected:
     {
         device_test::SetUp();
         sync = shim::create_sync_object();
-        // As the library does: phase one decides that the shim must wait, phase two says that all is well.
         device->on_message = [this](const std::vector<uint8_t>& sent) { play(sent); };
     }
 
+    void TearDown() override
+    {
+        shim::destroy_sync_object(sync);
+        device_test::TearDown();
+    }
+
+    /// A client wait as the library answers it, and a glFinish in which it signals the object.
     void play(const std::vector<uint8_t>& sent)
     {
         uint32_t type;
         std::memcpy(&type, sent.data() + 4, 4);
+        if (type == 95)
+            device->replies = {message(455, bytes{}.u64(sync).u32(1)), release()};
         if (type != 6)
             return;
         uint64_t control;
@@ -78,7 +86,6 @@ TEST_F(sync_wait, another_thread_signals_through_the_same_connection)
             std::this_thread::yield();
         // A call of this thread, in which the library signals the object. It goes through only because the
         // waiting thread holds nothing.
-        device->replies = {message(455, bytes{}.u64(sync).u32(1)), release()};
         target_glFinish();
     }};
     EXPECT_EQ(wait(EGL_FOREVER_KHR), EGL_CONDITION_SATISFIED_KHR);
