@@ -54,8 +54,9 @@ context_ptr find_context_by_key(pid_t pid, uint64_t target_context)
     return found == process->contexts.end() ? nullptr : found->second;
 }
 
-/// False when the context was removed while this thread waited. The null context is never locked. What decides
-/// who holds the lock is known at run time only, so clang's analysis is off here and in leave_context.
+/// False when the context was removed while this thread waited. The null context is never locked. What
+/// decides who holds the lock is known at run time only, so clang's analysis is off here and in
+/// leave_context.
 ZELVAR_TSA(no_thread_safety_analysis)
 bool enter_unless_removed(const context_ptr& context)
 {
