@@ -25,10 +25,15 @@ std::string output_of(const std::string& command)
     return printed;
 }
 
-/// What the probe and the library print on a host; `lacks` are functions that its EGL doesn't know.
-std::string probe(const std::string& host, const std::string& words, const std::string& lacks = "")
+/// What the probe and the library print on a host; `lacks` are functions that its EGL doesn't know,
+/// `settings` is the text of the settings file.
+std::string probe(const std::string& host, const std::string& words, const std::string& lacks = "",
+                  const std::string& settings = "")
 {
-    return output_of("TRV_ZELVAR_SETTINGS_PATH=/nonexistent/settings.ini STUB_HOST_LACKS=" + lacks +
+    const std::string file = testing::TempDir() + "loading_" +
+                             testing::UnitTest::GetInstance()->current_test_info()->name() + ".ini";
+    std::ofstream(file) << settings;
+    return output_of("TRV_ZELVAR_SETTINGS_PATH='" + file + "' STUB_HOST_LACKS=" + lacks +
                      " LD_LIBRARY_PATH=" STUB_HOSTS "/" + host +
                      " timeout 60 '" LOADING_PROBE "' '" LIBZELVAR "' " + words);
 }
@@ -118,9 +123,16 @@ TEST(LoadingTest, AHostWithoutVulkanServesTheRest)
         << printed;
 }
 
+TEST(LoadingTest, AHostWithoutGlesIsNotTheEmulator)
+{
+    const std::string printed = probe("no_gles", "load enter open");
+    EXPECT_EQ(lines_of_probe(printed), "load: done\nstatus 1\n") << printed;
+}
+
 TEST(LoadingTest, AHostWithoutGlesNamesWhatItLacksAndLetsTheTargetGo)
 {
-    const std::string printed = probe("no_gles", "load enter open display finish error");
+    const std::string printed =
+        probe("no_gles", "load enter open display finish error", "", "requireKelvoEmulator 0\n");
     EXPECT_EQ(count(printed, "FATAL [ZELVAR] Could not find OpenGL ES library!"), 1u) << printed;
     EXPECT_EQ(count(printed, "finish: done"), 1u) << printed;
     EXPECT_EQ(count(printed, "end\nstatus 0"), 1u) << printed;
