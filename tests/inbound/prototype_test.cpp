@@ -115,8 +115,8 @@ TEST(rows, EachBuiltRowStandsOnceAndInTheTable)
             EXPECT_EQ(zelvar_row_of_type(list[i].type), list[i].decoder) << list[i].type;
         }
     };
-    count(egl_rows, egl_row_count);
-    count(gles_rows, gles_row_count);
+    for (const row_family& family : row_families)
+        count(family.rows, *family.count);
     for (uint32_t type = 0; type <= wire::inbound::row_count; ++type)
         EXPECT_LE(rows[type], 1) << type;
 }

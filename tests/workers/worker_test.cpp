@@ -41,6 +41,8 @@ protected:
     void SetUp() override
     {
         fake_host::install();
+        tasks_run = 0;
+        order.clear();
         gate = semaphore_create(0);
         instance = zelvar_context_worker_create();
         ASSERT_NE(instance, nullptr);
@@ -68,7 +70,12 @@ TEST_F(worker, RunsTasksInArrivalOrderAndSkipsEmptyRows)
 TEST_F(worker, HandsOutItsOwnCopyOfTheMessage)
 {
     static std::atomic<uint32_t> first_word;
-    enqueue([](pid_t, tid_t, void* bytes, uint32_t) { std::memcpy(&first_word, bytes, 4), ++tasks_run; }, 7);
+    enqueue(
+        [](pid_t, tid_t, void* bytes, uint32_t) {
+            first_word = wire::load_header(bytes).size;
+            ++tasks_run;
+        },
+        7);
     wait_until(1);
     EXPECT_EQ(first_word, 20u);
     zelvar_context_worker_release(instance, false);

@@ -107,10 +107,9 @@ __attribute__((constructor)) void put_table_together()
     set_row(wire::inbound::batch_commands, &_zelvar_inbound_traffic_batch_commands);
     set_row(wire::inbound::get_settings, &_zelvar_inbound_traffic_get_settings);
     set_row(wire::inbound::report_shim_message, &_zelvar_inbound_traffic_report_shim_message);
-    for (size_t i = 0; i < egl_row_count; ++i)
-        set_row(egl_rows[i].type, egl_rows[i].decoder);
-    for (size_t i = 0; i < gles_row_count; ++i)
-        set_row(gles_rows[i].type, gles_rows[i].decoder);
+    for (const row_family& family : row_families)
+        for (size_t i = 0; i < *family.count; ++i)
+            set_row(family.rows[i].type, family.rows[i].decoder);
 }
 
 constexpr bool in_table(uint32_t type) { return type >= 1 && type <= wire::inbound::row_count; }

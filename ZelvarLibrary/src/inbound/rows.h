@@ -6,7 +6,20 @@
 
 #include <cstddef>
 
-extern const built_row egl_rows[];
-extern const size_t egl_row_count;
-extern const built_row gles_rows[];
-extern const size_t gles_row_count;
+#define ZELVAR_ROW_FAMILY(family)                                                                             \
+    extern const built_row family##_rows[];                                                                  \
+    extern const size_t family##_row_count;
+#include "inbound/row_families.inc"
+#undef ZELVAR_ROW_FAMILY
+
+/// All families, for whoever walks the rows.
+struct row_family
+{
+    const built_row* rows;
+    const size_t* count;
+};
+inline constexpr row_family row_families[] = {
+#define ZELVAR_ROW_FAMILY(family) {family##_rows, &family##_row_count},
+#include "inbound/row_families.inc"
+#undef ZELVAR_ROW_FAMILY
+};
