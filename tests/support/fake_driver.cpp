@@ -291,6 +291,9 @@ void get_integer(GLenum name, GLint* value)
     case GL_MAX_VERTEX_ATTRIBS:
         *value = 16;
         break;
+    case GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS:
+        *value = 48;
+        break;
     case GL_VIEWPORT:
     case GL_SCISSOR_BOX:
         std::fill_n(value, 4, 0);
