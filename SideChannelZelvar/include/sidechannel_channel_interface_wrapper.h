@@ -95,7 +95,7 @@ private:
     uint32_t declaredSize() const;
     uint8_t* inboundSpace(uint64_t offset, uint32_t length);
     void dispatchInbound(uint32_t size, scModelInterface* model);
-    int32_t deliver(uint64_t address, uint32_t n, scModelInterface* model);
+    int32_t deliver(uint64_t address, uint32_t length, scModelInterface* model);
 
     std::atomic<PluginInterfaceWrapperChannelCallbackInterface*> _owner_callback;
     [[maybe_unused]] SOCKET _socket; // what the plug-in was given for this channel; nothing reads it

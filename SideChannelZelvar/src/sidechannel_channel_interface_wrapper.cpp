@@ -232,18 +232,20 @@ int32_t ChannelInterfaceWrapper::read(uint64_t address, uint32_t length, scModel
     _model_interface = model;
     unlock();
     waitForReadyToSend();
-    const uint32_t n = std::min(length, _outbound.length());
     // The worker has signalled, so it is done with the model.
     lock();
     _model_interface = nullptr;
-    const int32_t delivered = deliver(address, n, model);
+    const int32_t delivered = deliver(address, length, model);
     LOG_FINE("ChannelInterfaceWrapper::read(this=%p) leaves with %d", static_cast<void*>(this), delivered);
     return delivered;
 }
 
-int32_t ChannelInterfaceWrapper::deliver(uint64_t address, uint32_t n, scModelInterface* model)
+int32_t ChannelInterfaceWrapper::deliver(uint64_t address, uint32_t length, scModelInterface* model)
 {
     Autolock outbound_lock{_outbound.lock()};
+    // Counted under the lock: a read that takes everything must not leave behind what another worker has just
+    // appended.
+    const uint32_t n = std::min(length, _outbound.length());
     uint8_t* bytes = _outbound.read(n);
     if (bytes != nullptr)
         mask_pid_word(bytes);
