@@ -3,8 +3,7 @@
 
 #include <cstdint>
 
-namespace shim
-{
+namespace shim {
 
 /// One connection of a target process. All calls come with the shim's process-wide lock held.
 class transport
@@ -18,16 +17,17 @@ public:
     virtual uint64_t window_size() = 0;
 
     /// Writes `length` bytes at `message` (anywhere in this process) to the device, then reads up to
-    /// `answer_capacity` bytes of the answer into `answer`; returns the bytes read. One exchange, one wake-up.
-    /// Returns -1 when the device is gone.
-    virtual int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t answer_capacity) = 0;
+    /// `answer_capacity` bytes of the answer into `answer`; returns the bytes read. One exchange, one
+    /// wake-up. Returns -1 when the device is gone.
+    virtual int32_t exchange(const void* message, uint32_t length, void* answer,
+                             uint32_t answer_capacity) = 0;
 
     /// Reads more of an answer. -1 when the device is gone.
     virtual int32_t read(void* answer, uint32_t answer_capacity) = 0;
 
     /// Tells the device where the frame buffer of this process lies and how large it is, whenever it moves.
-    virtual void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
-                                  uint32_t stride_pixels) = 0;
+    virtual void set_frame_buffer(const void* address, uint32_t width, uint32_t height,
+                                  uint32_t bits_per_pixel, uint32_t stride_pixels) = 0;
 
     /// A swap has returned: the frame buffer holds a finished frame.
     virtual void frame_finished() = 0;

@@ -17,11 +17,9 @@
 #include <thread>
 #include <unistd.h>
 
-namespace in_process_target
-{
+namespace in_process_target {
 
-namespace
-{
+namespace {
 
 options configured;
 frame newest;
@@ -73,7 +71,10 @@ public:
     uint64_t queryCore(uint32_t) override { return 0; }
 
 private:
-    static void* pointer(uint64_t address) { return reinterpret_cast<void*>(static_cast<uintptr_t>(address)); }
+    static void* pointer(uint64_t address)
+    {
+        return reinterpret_cast<void*>(static_cast<uintptr_t>(address));
+    }
 
     static ssize_t copy(void* to, const void* from, uint32_t length)
     {
@@ -116,8 +117,7 @@ private:
     void run()
     {
         std::unique_lock<std::mutex> guard{lock_};
-        for (;;)
-        {
+        for (;;) {
             changed_.wait(guard, [this] { return job_ != nullptr; });
             guard.unlock();
             const int32_t result = (*job_)();
@@ -194,8 +194,7 @@ private:
     {
         if (simulator_)
             return simulator_->call(job);
-        if (owner_ != std::this_thread::get_id())
-        {
+        if (owner_ != std::this_thread::get_id()) {
             std::fputs("A target that is driven directly makes calls from a second thread.\n", stderr);
             std::abort();
         }
@@ -243,8 +242,7 @@ const frame& last_frame()
 
 } // namespace in_process_target
 
-namespace shim
-{
+namespace shim {
 
 transport* open_transport()
 {

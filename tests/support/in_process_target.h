@@ -1,7 +1,7 @@
 #pragma once
-// A target in the process of the test: the shim's own code over a channel of the library, without a simulator in
-// between. The functions of the target bear the prefix target_ (shim/target_names.h), so that the host's driver can
-// be in the same process.
+// A target in the process of the test: the shim's own code over a channel of the library, without a simulator
+// in between. The functions of the target bear the prefix target_ (shim/target_names.h), so that the host's
+// driver can be in the same process.
 //
 //     in_process_target::start({.plugin = library::start()});
 //     EGLDisplay display = target_eglGetDisplay(EGL_DEFAULT_DISPLAY);
@@ -12,8 +12,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace in_process_target
-{
+namespace in_process_target {
 
 /// Who calls the channel. A channel belongs to the thread that opened it.
 enum class driving
@@ -31,8 +30,8 @@ struct options
     size_t window_size = size_t{8} << 20; // bytes for messages
 };
 
-/// Prepares the target; its first call opens the channel. May be called again for a new connection of the same
-/// process, while no call is under way.
+/// Prepares the target; its first call opens the channel. May be called again for a new connection of the
+/// same process, while no call is under way.
 void start(const options& how = {});
 
 /// What has crossed since `start`.
