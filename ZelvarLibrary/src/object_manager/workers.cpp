@@ -16,6 +16,9 @@ bool workers_accepted = false;
 std::map<process_thread_pair, std::shared_ptr<semaphore__>>& workerless_semaphores =
     *new std::map<process_thread_pair, std::shared_ptr<semaphore__>>;
 
+/// Scratch memory of workers that outlived the registry.
+std::vector<std::shared_ptr<uint8_t[]>>& kept_scratch = *new std::vector<std::shared_ptr<uint8_t[]>>;
+
 std::shared_ptr<uint8_t[]> make_staging_buffer()
 {
     return {static_cast<uint8_t*>(std::calloc(1, staging_size)), std::free};
@@ -108,20 +111,30 @@ void zelvar_object_manager_delete_all_worker_for_pid(pid_t pid)
 
 void zelvar_object_manager_stop_all_workers()
 {
-    std::vector<zelvar_context_worker_data> stopped;
+    std::vector<std::shared_ptr<_zelvar_context_worker>> stopped;
+    // A running decoder may still read its scratch memory.
+    std::vector<std::shared_ptr<uint8_t[]>> scratch;
     {
         Autolock common_lock{pid_to_process_data_map_common_cs};
         workers_accepted = false;
         for (auto& [pid, common] : pid_to_process_data_map_common) {
-            for (auto& [tid, entry] : common.workers)
-                stopped.push_back(std::move(entry));
+            for (auto& [tid, entry] : common.workers) {
+                if (entry.worker)
+                    stopped.push_back(std::move(entry.worker));
+                scratch.push_back(std::move(entry.message_buffer));
+                // Nobody will confirm any more.
+                if (entry.response_semaphore)
+                    semaphore_raise(entry.response_semaphore.get());
+            }
             common.workers.clear();
         }
     }
-    for (auto& entry : stopped)
-        if (entry.worker)
-            zelvar_context_worker_release(std::move(entry.worker), false);
-    zelvar_context_worker_wait_for_releases();
+    constexpr uint64_t patience = 2'000'000'000; // nanoseconds
+    if (size_t left = zelvar_context_worker_stop_all(stopped, patience)) {
+        LOG_WARN("%d workers wait for their targets and stay.", static_cast<int>(left));
+        // What they may still touch stays with them.
+        kept_scratch.insert(kept_scratch.end(), scratch.begin(), scratch.end());
+    }
 }
 
 std::shared_ptr<semaphore__> zelvar_object_manager_get_response_semaphore(pid_t pid, tid_t tid)

@@ -4,9 +4,11 @@
 #include "registration/host_call.h"
 #include "sidechannel_log.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <thread>
 
 namespace
 {
@@ -82,15 +84,30 @@ void* worker_thread(void* argument)
     return nullptr;
 }
 
+void tell_to_end(_zelvar_context_worker& worker)
+{
+    worker.terminate.store(true, std::memory_order_release);
+    semaphore_raise(worker.queue_semaphore);
+}
+
 /// Stops the thread and waits for its end; the object goes with its last reference.
 void stop(_zelvar_context_worker& worker)
 {
-    worker.terminate.store(true, std::memory_order_release);
+    tell_to_end(worker);
     if (worker.thread == 0)
         return; // never ran
-    semaphore_raise(worker.queue_semaphore);
     semaphore_lower(worker.done);
     sidechannel_threads_wait_for_death(worker.thread);
+}
+
+/// Workers that could not be made to end; they keep their objects.
+std::vector<std::shared_ptr<_zelvar_context_worker>>& stayed =
+    *new std::vector<std::shared_ptr<_zelvar_context_worker>>;
+
+uint64_t nanoseconds_until(std::chrono::steady_clock::time_point deadline)
+{
+    auto left = deadline - std::chrono::steady_clock::now();
+    return left.count() > 0 ? static_cast<uint64_t>(std::chrono::nanoseconds(left).count()) : 0;
 }
 
 struct release_argument
@@ -188,6 +205,28 @@ void zelvar_context_worker_release(std::shared_ptr<_zelvar_context_worker> worke
         return; // leaked on purpose: the worker may still run this very call
     }
     sidechannel_threads_detach(thread);
+}
+
+size_t zelvar_context_worker_stop_all(const std::vector<std::shared_ptr<_zelvar_context_worker>>& workers,
+                                      uint64_t timeout_ns)
+{
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::nanoseconds(timeout_ns);
+    size_t left = 0;
+    for (const auto& worker : workers)
+        tell_to_end(*worker);
+    for (const auto& worker : workers) {
+        if (worker->thread == 0)
+            continue;
+        if (semaphore_lower_timed(worker->done, nanoseconds_until(deadline)) == 0) {
+            sidechannel_threads_wait_for_death(worker->thread);
+        } else {
+            stayed.push_back(worker);
+            ++left;
+        }
+    }
+    while (releases_under_way.load() > 0 && nanoseconds_until(deadline) > 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return left + static_cast<size_t>(releases_under_way.load());
 }
 
 void zelvar_context_worker_wait_for_releases()

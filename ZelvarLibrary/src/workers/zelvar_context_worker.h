@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <queue>
+#include <vector>
 
 /// One queued message. The copy is freed by whoever ends the task.
 struct _zelvar_context_worker_task
@@ -43,5 +44,10 @@ void zelvar_context_worker_enqueue(const std::shared_ptr<_zelvar_context_worker>
 /// so that a worker can release itself. `keep_alive` is dropped once the worker is done (its scratch memory).
 void zelvar_context_worker_release(std::shared_ptr<_zelvar_context_worker> worker, bool asynchronous,
                                    std::shared_ptr<void> keep_alive = nullptr);
-/// Waits until every asynchronous release has ended; for taking the library down.
+/// Stops workers for good while the library is taken down, and waits for them and for the asynchronous releases
+/// under way, `timeout_ns` at the most: one that waits for a lock of the simulator's can't be made to end, and
+/// stays, idle. Returns how many stayed.
+size_t zelvar_context_worker_stop_all(const std::vector<std::shared_ptr<_zelvar_context_worker>>& workers,
+                                      uint64_t timeout_ns);
+/// Waits until every asynchronous release has ended.
 void zelvar_context_worker_wait_for_releases();
