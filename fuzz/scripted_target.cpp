@@ -21,9 +21,10 @@ namespace {
 constexpr uint32_t mark_type = 0x5ca1ab1e;
 // A read that always takes everything that is pending.
 constexpr uint32_t whole_buffer = ChannelInterfaceBuffer::capacity;
-constexpr uint64_t longest_completed_message = 2 * ChannelInterfaceWrapper::inbound_capacity;
-// Channels are never freed; past this number an input can't spoil one any more.
-constexpr int most_channels = 512;
+constexpr uint64_t longest_completed_message = 8 * ChannelInterfaceWrapper::inbound_capacity;
+// A channel that has got more than its message's size is stuck for good, and channels are never freed. Past
+// this number, what would spoil one is cut off.
+constexpr int most_channels = 64;
 
 /// Runs on the worker, behind everything that was queued for it: tells the target that it is through.
 void send_mark(pid_t, tid_t, void* bytes, uint32_t size)
@@ -119,10 +120,7 @@ scripted_target::~scripted_target()
 
 void scripted_target::open_channel()
 {
-    static int opened = 0;
-    if (opened == most_channels)
-        return;
-    opened++;
+    _opened++;
     if (_channel)
         _channel->close();
     _channel = sidechannel_get_plugin_interface_ptr()->open();
@@ -151,15 +149,26 @@ void scripted_target::end()
     serve();
 }
 
+namespace {
+uint32_t size_word(const std::vector<uint8_t>& head)
+{
+    uint32_t declared = 0;
+    std::memcpy(&declared, head.data(), std::min(head.size(), sizeof(declared)));
+    return declared;
+}
+} // namespace
+
 /// Writes what the size word of a half-written message still wants, so that the channel can go on.
 void scripted_target::complete_started_message()
 {
-    if (_written != 0 && _started.size() < sizeof(uint32_t))
-        write(std::vector<uint8_t>(sizeof(uint32_t) - _started.size()));
+    if (_written != 0 && _written < sizeof(uint32_t)) {
+        std::vector<uint8_t> rest(sizeof(uint32_t) - _written);
+        rest[0] = size_word(_started) < sizeof(uint32_t);
+        write(rest);
+    }
     if (_is_stuck || _written == 0)
         return;
-    uint32_t declared;
-    std::memcpy(&declared, _started.data(), sizeof(declared));
+    uint32_t declared = size_word(_started);
     if (declared > longest_completed_message)
         _is_stuck = true;
     else
@@ -168,12 +177,27 @@ void scripted_target::complete_started_message()
 
 void scripted_target::write(std::span<const uint8_t> bytes)
 {
+    if (_opened >= most_channels)
+        bytes = without_surplus(bytes);
     if (_is_stuck || is_forbidden(bytes))
         return;
     _memory.outgoing = bytes;
     _channel->write(scripted_memory::outgoing_window, static_cast<uint32_t>(bytes.size()), &_memory);
     _memory.outgoing = {};
     note_written(bytes);
+}
+
+/// What of the bytes leaves the channel fit for the next message.
+std::span<const uint8_t> scripted_target::without_surplus(std::span<const uint8_t> bytes) const
+{
+    std::vector<uint8_t> head = _started;
+    head.insert(head.end(), bytes.begin(), bytes.begin() + std::min<ptrdiff_t>(4, std::ssize(bytes)));
+    if (head.size() < sizeof(uint32_t))
+        return bytes;
+    uint32_t declared = size_word(head);
+    if (declared < sizeof(uint32_t) || declared > longest_completed_message)
+        return {};
+    return bytes.first(std::min<size_t>(bytes.size(), declared - _written));
 }
 
 /// A request of a process without a channel stays pending for ever. A confirmation of it in the wrong size is
@@ -195,8 +219,7 @@ void scripted_target::note_written(std::span<const uint8_t> bytes)
     _written += bytes.size();
     if (_written < sizeof(uint32_t))
         return;
-    uint32_t declared;
-    std::memcpy(&declared, _started.data(), sizeof(declared));
+    uint32_t declared = size_word(_started);
     _is_stuck = _written > declared;
     if (_written != declared)
         return;
@@ -302,21 +325,34 @@ void scripted_target::answer(std::span<const uint8_t> request)
               .bytes());
 }
 
-/// The one output of a call that the library can't do without: fewer texture units than any implementation
-/// may have stop it by design.
+/// What calls on the target leave in its memory. A target has one config. Fewer texture units or vertex
+/// attributes than any implementation may have would stop the library by design.
 void scripted_target::store_output(uint32_t type, std::span<const uint8_t> request)
 {
-    constexpr uint32_t enough = 32;
-    uint32_t pname;
-    uint64_t params;
-    if (type != wire::inbound::gles20_get_integerv - wire::outbound::call_offset ||
-        request.size() < wire::header_size + sizeof(pname) + sizeof(params))
-        return;
-    std::memcpy(&pname, request.data() + wire::header_size, sizeof(pname));
-    std::memcpy(&params, request.data() + wire::header_size + sizeof(pname), sizeof(params));
-    bool is_needed = pname == GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS || pname == GL_MAX_VERTEX_ATTRIBS;
-    uint32_t value = is_needed ? enough : next_script_byte();
-    _memory.write(params, &value, sizeof(value));
+    auto argument = [&](size_t offset, size_t size) {
+        uint64_t value = 0;
+        if (request.size() >= wire::header_size + offset + size)
+            std::memcpy(&value, request.data() + wire::header_size + offset, size);
+        return value;
+    };
+    auto store = [&](uint64_t address, uint64_t value, uint32_t size) {
+        _memory.write(address, &value, size);
+    };
+    switch (type + wire::outbound::call_offset) {
+    case wire::inbound::gles20_get_integerv: {
+        uint64_t pname = argument(0, 4);
+        bool is_needed = pname == GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS || pname == GL_MAX_VERTEX_ATTRIBS;
+        store(argument(4, 8), is_needed ? 32 : next_script_byte(), 4);
+        break;
+    }
+    case wire::inbound::egl_get_configs:
+        store(argument(8, 8), 5, 8);
+        store(argument(20, 8), 1, 4);
+        break;
+    case wire::inbound::egl_get_config_attrib:
+        store(argument(20, 8), 8 + next_script_byte(), 4);
+        break;
+    }
 }
 
 std::vector<uint8_t> scripted_target::answer_bytes(uint32_t type, uint32_t size,
@@ -367,7 +403,8 @@ std::vector<uint8_t> scripted_target::answer_bytes(uint32_t type, uint32_t size,
         value = scripted_memory::base;
         break;
     }
-    std::memcpy(bytes.data(), &value, std::min<size_t>(size, sizeof(value)));
+    if (size)
+        std::memcpy(bytes.data(), &value, std::min<size_t>(size, sizeof(value)));
     return bytes;
 }
 

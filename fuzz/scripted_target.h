@@ -78,6 +78,7 @@ public:
 private:
     void open_channel();
     void complete_started_message();
+    std::span<const uint8_t> without_surplus(std::span<const uint8_t> bytes) const;
     bool is_forbidden(std::span<const uint8_t> bytes) const;
     void note_written(std::span<const uint8_t> bytes);
     void serve_worker(const wire::header& of);
@@ -91,6 +92,7 @@ private:
 
     scripted_memory _memory;
     scChannelInterface* _channel = nullptr;
+    int _opened = 0;
     // The message that is being written: its header so far, and how much has been written in all.
     std::vector<uint8_t> _started;
     uint64_t _written = 0;
