@@ -7,10 +7,10 @@
 #include <filesystem>
 #include <map>
 #include <optional>
-#include <regex>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -39,31 +39,61 @@ struct verdict
     size_t missing = 0;
 };
 
+struct file_parts
+{
+    std::string application;
+    unsigned long process = 0;
+    unsigned long window = 0;
+    unsigned long number = 0;
+};
+
+/// Takes `prefix` and 1 to 9 digits off the end of the text.
+std::optional<unsigned long> take_number(std::string& text, const std::string& prefix)
+{
+    const size_t digits = text.find_last_not_of("0123456789") + 1;
+    const size_t count = text.size() - digits;
+    if (count < 1 || count > 9 || digits < prefix.size() ||
+        text.compare(digits - prefix.size(), prefix.size(), prefix) != 0)
+        return std::nullopt;
+    const unsigned long value = std::stoul(text.substr(digits));
+    text.resize(digits - prefix.size());
+    return value;
+}
+
+/// application_PROCESS[_wWINDOW]_NUMBER.png
+std::optional<file_parts> parse_name(const fs::path& path)
+{
+    if (path.extension() != ".png")
+        return std::nullopt;
+    file_parts parts;
+    parts.application = path.stem().string();
+    const auto number = take_number(parts.application, "_");
+    const auto window = take_number(parts.application, "_w");
+    const auto process = take_number(parts.application, "_");
+    if (!number || !process || parts.application.empty())
+        return std::nullopt;
+    parts.process = *process;
+    parts.window = window.value_or(0);
+    parts.number = *number;
+    return parts;
+}
+
 folder_frames list_frames(const fs::path& folder)
 {
-    static const std::regex shape(R"((.+)_(\d{1,9})(?:_w(\d{1,9}))?_(\d{1,9})\.png)");
-    struct found
-    {
-        std::string application;
-        unsigned long process, window, number;
-        fs::path path;
-    };
-    std::vector<found> files;
+    std::vector<std::pair<file_parts, fs::path>> files;
     std::map<std::string, std::set<unsigned long>> processes;
     for (const auto& entry : fs::directory_iterator(folder)) {
-        std::smatch part;
-        const std::string name = entry.path().filename().string();
-        if (!std::regex_match(name, part, shape))
+        const auto parts = parse_name(entry.path());
+        if (!parts)
             continue;
-        files.push_back({part[1], std::stoul(part[2]), part[3].matched ? std::stoul(part[3]) : 0,
-                         std::stoul(part[4]), entry.path()});
-        processes[part[1]].insert(std::stoul(part[2]));
+        files.emplace_back(*parts, entry.path());
+        processes[parts->application].insert(parts->process);
     }
     folder_frames frames;
-    for (const found& file : files) {
-        const auto& ranks = processes[file.application];
-        const auto rank = static_cast<size_t>(std::distance(ranks.begin(), ranks.find(file.process)));
-        frames[{file.application, rank, file.window, file.number}] = file.path;
+    for (const auto& [parts, path] : files) {
+        const auto& ranks = processes[parts.application];
+        const auto rank = static_cast<size_t>(std::distance(ranks.begin(), ranks.find(parts.process)));
+        frames[{parts.application, rank, parts.window, parts.number}] = path;
     }
     return frames;
 }

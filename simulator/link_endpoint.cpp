@@ -58,8 +58,8 @@ link_endpoint::link_endpoint(descriptor socket) : _socket(std::move(socket)) {}
 
 link_endpoint::~link_endpoint()
 {
-    if (_shared)
-        munmap(_shared, shared_size);
+    if (shared())
+        munmap(shared(), shared_size);
 }
 
 std::optional<newcomer> link_endpoint::greet()
@@ -126,7 +126,7 @@ bool link_endpoint::attach(uint32_t fb_width, uint32_t fb_height)
         send_welcome(reception::no_memory, 0, 0, -1);
         return false;
     }
-    _shared = static_cast<uint8_t*>(mapped);
+    _shared.store(static_cast<uint8_t*>(mapped), std::memory_order_release);
     attached place{};
     if (!send_welcome(reception::accepted, fb_width, fb_height, memory.get()) ||
         recv(_socket.get(), &place, sizeof place, 0) != static_cast<ssize_t>(sizeof place))
@@ -170,7 +170,7 @@ void link_endpoint::hang_up()
 {
     _gone.store(true, std::memory_order_release);
     shutdown(_socket.get(), SHUT_RDWR); // ends a handshake that is under way, and tells the target
-    if (!_shared)
+    if (!shared())
         return;
     box().turn.store(turn_over, std::memory_order_release);
     // Both sides may sleep here: the target that waits for its answer, and our own thread.

@@ -90,17 +90,17 @@ public:
     int process_descriptor() const { return _process_descriptor.get(); }
     pid_t process() const { return _process; }
     /// Start of the shared memory in this process, and in the target.
-    uint8_t* shared() const { return _shared; }
+    uint8_t* shared() const { return _shared.load(std::memory_order_acquire); }
     uint64_t shared_address() const { return _shared_address; }
 
 private:
     bool send_welcome(device_link::reception reception, uint32_t fb_width, uint32_t fb_height, int memory);
-    device_link::mailbox& box() const { return *reinterpret_cast<device_link::mailbox*>(_shared); }
+    device_link::mailbox& box() const { return *reinterpret_cast<device_link::mailbox*>(shared()); }
 
     descriptor _socket;
     descriptor _process_descriptor;
     pid_t _process = 0;
-    uint8_t* _shared = nullptr;
+    std::atomic<uint8_t*> _shared{nullptr}; // set once, while `hang_up` may look
     uint64_t _shared_address = 0;
     std::atomic<bool> _gone{false};
 };

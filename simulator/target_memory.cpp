@@ -21,7 +21,7 @@ uint8_t* process_memory::shared_block(uint64_t address, uint32_t length) const
 
 uint32_t process_memory::read(uint64_t address, void* destination, uint32_t length) const
 {
-    if (_link.gone())
+    if (!length || _link.gone())
         return 0;
     if (const uint8_t* block = shared_block(address, length)) {
         std::memcpy(destination, block, length);
@@ -35,7 +35,7 @@ uint32_t process_memory::read(uint64_t address, void* destination, uint32_t leng
 
 uint32_t process_memory::write(uint64_t address, const void* source, uint32_t length) const
 {
-    if (_link.gone())
+    if (!length || _link.gone())
         return 0;
     if (uint8_t* block = shared_block(address, length)) {
         std::memcpy(block, source, length);

@@ -52,7 +52,10 @@ class simulator_link : public testing::TestWithParam<const char*>
 protected:
     void begin(bool batch = false)
     {
-        plugin = new fake::plugin(batch); // its workers may outlive the test
+        // Kept to the end of the process, since its workers may outlive the test.
+        static auto* kept = new std::vector<std::unique_ptr<fake::plugin>>;
+        kept->push_back(std::make_unique<fake::plugin>(batch));
+        plugin = kept->back().get();
         around.plugin = plugin;
         around.sums = &sums;
         around.initial_settings.batch_commands = batch;

@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <regex.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -127,4 +128,14 @@ outcome run_command(const std::vector<std::string>& command, const std::vector<s
     one.end_input();
     const int status = one.wait();
     return {status, one.output()};
+}
+
+bool matches(const std::string& text, const char* pattern)
+{
+    regex_t compiled;
+    if (regcomp(&compiled, pattern, REG_EXTENDED | REG_NOSUB) != 0)
+        std::abort();
+    const bool found = regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&compiled);
+    return found;
 }

@@ -46,3 +46,6 @@ struct outcome
 };
 outcome run_command(const std::vector<std::string>& command,
                     const std::vector<std::string>& more_environment = {});
+
+/// Whether an extended POSIX pattern is found in the text.
+bool matches(const std::string& text, const char* pattern);

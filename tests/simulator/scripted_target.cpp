@@ -78,7 +78,8 @@ public:
     /// Sends a message and reads until the call has ended or the library asks something.
     answer send(const bytes& what, uint32_t capacity = 65536)
     {
-        std::memcpy(_link->window(), what.data(), what.size());
+        if (!what.empty())
+            std::memcpy(_link->window(), what.data(), what.size());
         return take(
             _link->exchange(_link->window(), static_cast<uint32_t>(what.size()), _buffer.data(), capacity),
             capacity);
@@ -130,7 +131,8 @@ public:
         put(payload, uint64_t{0});
         const answer got = call(wire::inbound::egl_get_display, payload);
         uint64_t display = 0;
-        std::memcpy(&display, got.value.data(), std::min<size_t>(8, got.value.size()));
+        if (!got.value.empty())
+            std::memcpy(&display, got.value.data(), std::min<size_t>(8, got.value.size()));
         payload.clear();
         put(payload, display);
         put(payload, uint64_t{0});
@@ -174,7 +176,8 @@ private:
             value = 320;
         else if (request == wire::outbound::get_fb_height)
             value = 200;
-        std::memcpy(result.data(), &value, std::min(sizeof value, result.size()));
+        if (!result.empty())
+            std::memcpy(result.data(), &value, std::min(sizeof value, result.size()));
     }
 
     answer take(int32_t length, uint32_t capacity)
