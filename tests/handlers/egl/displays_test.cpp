@@ -207,4 +207,90 @@ TEST_F(egl_test_on_dummy, InitializeWritesNothingAndListsTheTargetsConfigs)
     EXPECT_EQ(reinterpret_cast<uint64_t>(mapped.at(0x90).host_config), 1u);
     EXPECT_EQ(mapped.at(0x90).config_id, 7);
 }
+
+/// Initialises a display of a target that has the configs set.
+class target_list : public egl_test_on_dummy
+{
+protected:
+    outcome initialize()
+    {
+        send(call64(in::egl_get_display, 0x1001).u64(0));
+        return send(call32(in::egl_initialize, EGL_TRUE).u64(0x1001).u64(0).u64(0));
+    }
+    const auto& rows() { return target_display_configs_map.at({pid, tid, 0x1001}); }
+};
+
+TEST_F(target_list, HandlesOfANarrowTargetAreWidened)
+{
+    pointer_size = 4;
+    target_configs = {{0xfedcba98, 7, 8, 8, 8, 8, 24, 8, 0}, {0x12345678, 8, 5, 6, 5, 0, 16, 0, 4}};
+    EXPECT_EQ(initialize().printed, "");
+    ASSERT_EQ(rows().size(), 2u);
+    EXPECT_EQ(rows()[0].target_config, 0xfedcba98u);
+    EXPECT_EQ(rows()[1].target_config, 0x12345678u);
+    EXPECT_EQ(rows()[1].samples, 4);
+    EXPECT_EQ(rows()[1].host_config, local_native_display_top_config.load());
+}
+
+TEST_F(target_list, OnlyTheLastAttributeDecidesWhetherAConfigCounts)
+{
+    target_configs = {{0x90, 7, 8, 8, 8, 8, 24, 8, 0}};
+    failing_calls = {{in::egl_get_config_attrib, EGL_BLUE_SIZE},
+                     {in::egl_get_config_attrib, EGL_CONFIG_ID},
+                     {in::egl_get_config_attrib, EGL_CONFIG_CAVEAT}};
+    EXPECT_EQ(initialize().printed,
+              "ERROR [ZELVAR] Could not query blue size for target-side EGLConfig.\n"
+              "ERROR [ZELVAR] Could not query config id for target-side EGLConfig.\n"
+              "ERROR [ZELVAR] Could not query config caveat for target-side EGLConfig.\n");
+    ASSERT_EQ(rows().size(), 1u);
+    EXPECT_EQ(rows()[0].blue_size, 0);
+    EXPECT_EQ(rows()[0].config_id, -1);
+    EXPECT_EQ(rows()[0].caveat, EGL_NONE);
+    EXPECT_EQ(rows()[0].red_size, 8);
+}
+
+TEST_F(target_list, AConfigWithoutItsLastAttributeIsDropped)
+{
+    target_configs = {{0x90, 7, 8, 8, 8, 8, 24, 8, 0}};
+    failing_calls = {{in::egl_get_config_attrib, EGL_STENCIL_SIZE}};
+    EXPECT_EQ(initialize().printed, "ERROR [ZELVAR] Could not query stencil size for target-side EGLConfig.\n"
+                                    "ERROR [ZELVAR] Could not retrieve target side EGLConfig details!\n"
+                                    "FATAL [ZELVAR] List of target egl configs is empty. eglChooseConfig() "
+                                    "or eglGetConfigs() will fail.\n");
+    EXPECT_TRUE(rows().empty());
+}
+
+TEST_F(target_list, ATargetThatCannotListItsConfigsHasNone)
+{
+    target_configs = {{0x90, 7, 8, 8, 8, 8, 24, 8, 0}};
+    failing_calls = {{in::egl_get_configs, 2}}; // counting
+    EXPECT_TRUE(
+        prints(initialize().printed,
+               "FATAL [ZELVAR] Could not retrieve the number of EGLConfigs available on target side!\n"));
+    EXPECT_TRUE(rows().empty());
+}
+
+TEST_F(target_list, ATargetThatOnlyCountsItsConfigsHasNoneAndGetsItsBlocksBack)
+{
+    target_configs = {{0x90, 7, 8, 8, 8, 8, 24, 8, 0}};
+    failing_calls = {{in::egl_get_configs, 1}}; // listing
+    auto seen = initialize();
+    EXPECT_TRUE(prints(seen.printed, "FATAL [ZELVAR] Could not get EGL configurations on target side!\n"));
+    EXPECT_EQ(std::count(seen.asked.begin(), seen.asked.end(), "deallocate_memory_block"), 3);
+}
+
+TEST_F(target_list, AnAbsurdNumberOfConfigsIsNotBelieved)
+{
+    target.on_request = [answer = target.on_request, this](const outbound_message& request) {
+        auto given = answer(request);
+        if (request.type + wire::outbound::call_offset == in::egl_get_configs)
+            target.poke(request.at<uint64_t>(20), uint32_t{0x80000001});
+        return given;
+    };
+    auto seen = initialize();
+    EXPECT_TRUE(
+        prints(seen.printed,
+               "FATAL [ZELVAR] Could not retrieve the number of EGLConfigs available on target side!\n"));
+    EXPECT_EQ(std::count(seen.asked.begin(), seen.asked.end(), "allocate 4"), 1);
+}
 } // namespace

@@ -169,6 +169,12 @@ TEST_F(egl_test_on_real, TheTargetHasItsOwnSyncs)
     auto seen = send(call64(in::egl_create_sync_khr, 0x61).u64(1).u32(EGL_SYNC_FENCE_KHR).u64(0));
     EXPECT_EQ(seen.host, strings{"glFlush()"});
     EXPECT_TRUE(seen.asked.empty() && !seen.value);
+    zelvar_settings.checkErrorCode = true; // the target's error stands in the message; nobody compares it
+    EXPECT_EQ(
+        send(call64(in::egl_create_sync_khr, 0).u32(EGL_BAD_ATTRIBUTE).u64(1).u32(EGL_SYNC_FENCE_KHR).u64(0))
+            .printed,
+        "");
+    zelvar_settings.checkErrorCode = false;
     // The shim is always told to wait; what it saw stands in the second message.
     auto wait = [&](uint32_t result, uint64_t control) {
         return call32(in::egl_client_wait_sync_khr, result).u64(1).u64(0x61).i32(0).u64(9).u64(control);
