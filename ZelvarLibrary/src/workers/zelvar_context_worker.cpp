@@ -58,6 +58,17 @@ bool pop_task(_zelvar_context_worker& worker, _zelvar_context_worker_task& task)
     return true;
 }
 
+bool push_task(_zelvar_context_worker& worker, const _zelvar_context_worker_task& task)
+{
+    Autolock queue_lock{worker.queue_cs};
+    try {
+        worker.tasks.push(task);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
 /// The thread's entry function: no exception leaves it.
 void* worker_thread(void* argument)
 {
@@ -172,16 +183,14 @@ void zelvar_context_worker_enqueue(const std::shared_ptr<_zelvar_context_worker>
         return;
     }
     std::memcpy(copy, message, size);
-    Autolock queue_lock{worker->queue_cs};
-    try {
-        worker->tasks.push({callback, size, copy, pid, tid});
-    } catch (const std::bad_alloc&) {
+    if (!push_task(*worker, {callback, size, copy, pid, tid})) {
         LOG_FATAL("Cannot enqueue new task - out of memory while allocating %d bytes for internal message "
                   "storage!",
                   size);
         std::free(copy);
         return;
     }
+    // Behind the lock: a worker that wakes at once would only wait for it.
     semaphore_raise(worker->queue_semaphore);
 }
 
