@@ -85,6 +85,8 @@ public:
     bool size_of(uint64_t window, window_size& size) override;
     void show(uint64_t window, const frame_view& frame) override;
     uint32_t visual() override { return visual_; }
+    /// Asks the server something and waits for the answer; false when the connection is broken.
+    bool answers();
 
 private:
     struct canvas
@@ -183,8 +185,14 @@ void x_server::show(uint64_t window, const frame_view& frame)
         put_rows(static_cast<xcb_window_t>(window), to, frame, static_cast<uint32_t>(y),
                  static_cast<uint32_t>(std::min<uint64_t>(most, frame.size.height - y)));
     // Wait for the server, so that an application can't run ahead of it without end.
-    own(xcb_.get_input_focus_reply(connection_, xcb_.get_input_focus(connection_), nullptr));
+    answers();
     drop_errors();
+}
+
+bool x_server::answers()
+{
+    return own(xcb_.get_input_focus_reply(connection_, xcb_.get_input_focus(connection_), nullptr)) !=
+           nullptr;
 }
 
 void x_server::drop_errors()
@@ -241,13 +249,15 @@ window_server* open_x_server(void* xlib_display)
         name = display_name(xlib_display);
     }
     const std::lock_guard<std::mutex> guard{lock};
-    auto [found, is_new] = servers.try_emplace(name ? name : "", nullptr);
-    if (is_new) {
-        auto server = std::make_unique<x_server>();
-        if (server->open(name))
-            found->second = server.release();
-    }
-    return found->second;
+    x_server*& known = servers[name ? name : ""];
+    if (known && known->answers())
+        return known;
+    // A server whose connection broke stays: a window server is for good.
+    known = nullptr;
+    auto server = std::make_unique<x_server>();
+    if (server->open(name))
+        known = server.release();
+    return known;
 }
 
 } // namespace shim

@@ -1,0 +1,153 @@
+// Windows of a real X server, which is started for the test: Xvfb, where it is installed.
+
+#include "shim/windows.h"
+#include "shim/x_windows.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+// Behind everything else, since these define common words as macros.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+namespace {
+
+/// An X server of our own on a free display number.
+class x_window : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        int ready[2];
+        ASSERT_EQ(pipe(ready), 0);
+        server_ = fork();
+        if (server_ == 0) {
+            const std::string descriptor = std::to_string(ready[1]);
+            execlp("Xvfb", "Xvfb", "-displayfd", descriptor.c_str(), "-screen", "0", "640x480x24",
+                   "-nolisten", "tcp", nullptr);
+            _exit(127);
+        }
+        close(ready[1]);
+        name_ = ":";
+        for (char c; ::read(ready[0], &c, 1) == 1 && c != '\n';)
+            name_ += c;
+        close(ready[0]);
+        if (name_.size() == 1)
+            GTEST_SKIP() << "Xvfb isn't installed (Debian package xvfb)";
+        display = XOpenDisplay(name_.c_str());
+        ASSERT_NE(display, nullptr);
+        server = shim::open_x_server(display);
+        ASSERT_NE(server, nullptr);
+    }
+
+    void TearDown() override
+    {
+        if (display)
+            XCloseDisplay(display);
+        if (server_ > 0) {
+            kill(server_, SIGTERM);
+            waitpid(server_, nullptr, 0);
+        }
+    }
+
+    Window make_window(unsigned width, unsigned height)
+    {
+        const Window window =
+            XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, width, height, 0, 0, 0);
+        XMapWindow(display, window);
+        return window;
+    }
+
+    unsigned long pixel(Window window, int x, int y)
+    {
+        XImage* image = XGetImage(display, window, x, y, 1, 1, AllPlanes, ZPixmap);
+        const unsigned long value = image ? XGetPixel(image, 0, 0) & 0xffffff : ~0ul;
+        if (image)
+            XDestroyImage(image);
+        return value;
+    }
+
+    Display* display = nullptr;
+    shim::window_server* server = nullptr;
+
+private:
+    pid_t server_ = -1;
+    std::string name_;
+};
+
+/// A frame whose pixels tell where they stand: red is the column, green the row.
+std::vector<uint8_t> numbered_frame(uint32_t width, uint32_t height)
+{
+    std::vector<uint8_t> pixels;
+    for (uint32_t y = 0; y < height; ++y)
+        for (uint32_t x = 0; x < width; ++x)
+            pixels.insert(pixels.end(), {static_cast<uint8_t>(x), static_cast<uint8_t>(y), 7, 255});
+    return pixels;
+}
+
+TEST_F(x_window, sizes_are_asked_of_the_server_once_it_knows_the_window)
+{
+    const Window window = make_window(120, 50);
+    shim::settle_x_display(display);
+    shim::window_size size;
+    ASSERT_TRUE(server->size_of(window, size));
+    EXPECT_EQ(size, (shim::window_size{120, 50}));
+    XResizeWindow(display, window, 60, 90);
+    shim::settle_x_display(display);
+    ASSERT_TRUE(server->size_of(window, size));
+    EXPECT_EQ(size, (shim::window_size{60, 90}));
+    EXPECT_FALSE(server->size_of(1, size)) << "no window of this number";
+}
+
+TEST_F(x_window, frames_are_put_right_way_up_and_with_their_colours)
+{
+    const Window window = make_window(40, 30);
+    shim::settle_x_display(display);
+    shim::window_size size;
+    ASSERT_TRUE(server->size_of(window, size));
+    const auto pixels = numbered_frame(48, 30); // eight spare pixels a row
+    server->show(window, {pixels.data(), {40, 30}, 48});
+    EXPECT_EQ(pixel(window, 0, 0), 0x000007u);
+    EXPECT_EQ(pixel(window, 39, 0), 0x270007u);
+    EXPECT_EQ(pixel(window, 3, 29), 0x031d07u);
+}
+
+TEST_F(x_window, a_window_that_has_gone_costs_nothing)
+{
+    const Window window = make_window(40, 30);
+    shim::settle_x_display(display);
+    shim::window_size size;
+    ASSERT_TRUE(server->size_of(window, size));
+    XDestroyWindow(display, window);
+    shim::settle_x_display(display);
+    const auto pixels = numbered_frame(40, 30);
+    server->show(window, {pixels.data(), {40, 30}, 40});
+    EXPECT_FALSE(server->size_of(window, size));
+    const Window next = make_window(10, 10);
+    shim::settle_x_display(display);
+    EXPECT_TRUE(server->size_of(next, size)) << "the connection goes on";
+}
+
+TEST_F(x_window, displays_are_told_from_other_pointers)
+{
+    EXPECT_TRUE(shim::is_xlib_display(display));
+    EXPECT_FALSE(shim::is_xlib_display(nullptr));
+    EXPECT_FALSE(shim::is_xlib_display(reinterpret_cast<void*>(1)));
+    EXPECT_EQ(server->visual(), XVisualIDFromVisual(DefaultVisual(display, DefaultScreen(display))));
+    EXPECT_EQ(shim::open_x_server(display), server) << "one connection a server";
+}
+
+TEST(x_server, one_that_is_not_there_is_reported)
+{
+    setenv("DISPLAY", ":9999", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(shim::open_x_server(nullptr), nullptr);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("can't be reached"), std::string::npos);
+}
+
+} // namespace
