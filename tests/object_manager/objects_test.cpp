@@ -342,7 +342,7 @@ TEST_F(ids, ProgramsAndShadersShareOneNameSpaceOtherKindsDoNot)
 TEST_F(ids, TheSameProgramBinaryKeepsItsId)
 {
     auto store = [this](uint32_t id, const char* bytes, uint32_t format, uint32_t length) {
-        zelvar_data_model_init_program_binary_descriptor(&data, "h", bytes, 1, format, length, length,
+        zelvar_data_model_init_program_binary_descriptor(&data, "host", bytes, 1, format, length, length,
                                                          &shared.program_binaries[id]);
     };
     EXPECT_EQ(zelvar_object_manager_generate_target_program_binary_id(&data, "abcd", 5, 4), 1u);
