@@ -46,6 +46,7 @@ struct process_state
     uint8_t* answer = nullptr;
     uint32_t answer_capacity = 0;
     settings current;
+    frame_notice last_frame;
     alignas(8) uint8_t settings_block[wire::settings_offset::size] = {}; // written by the library
     std::vector<bool> slot_taken;                                        // guarded by slots_lock
     uint8_t* slots = nullptr;
@@ -299,8 +300,9 @@ void announce_frame(const frame_notice& notice)
     const std::lock_guard<process_lock> guard{conversation_lock};
     if (device.load(std::memory_order_relaxed) != device_state::connected)
         return;
-    if (notice.moved_to)
-        state.device->set_frame_buffer(notice.moved_to, notice.width, notice.height, 32, notice.width);
+    if (notice != state.last_frame)
+        state.device->set_frame_buffer(notice.pixels, notice.width, notice.height, 32, notice.width);
+    state.last_frame = notice;
     state.device->frame_finished();
 }
 
@@ -339,6 +341,7 @@ void forget_connection()
     life.fetch_add(1, std::memory_order_acq_rel);
     state.device = nullptr;
     state.current = {};
+    state.last_frame = {};
     std::memset(state.settings_block, 0, sizeof state.settings_block);
     forget_services();
     forget_sync_objects();

@@ -42,12 +42,15 @@ const settings& current_settings();
 /// thread. Takes the process-wide lock. A lost device yields no value.
 return_value converse(thread_state& self, const void* message, uint32_t length);
 
-/// Runs `frame_finished` (and, when the address isn't null, `set_frame_buffer` before it) on the transport.
+/// A finished frame, for the transport: `set_frame_buffer` if it lies elsewhere than the one before it, then
+/// `frame_finished`, both under the process-wide lock, since threads finish frames of different surfaces.
 struct frame_notice
 {
-    const void* moved_to = nullptr;
+    const void* pixels = nullptr;
     uint32_t width = 0;  // pixels
     uint32_t height = 0; // pixels
+
+    bool operator==(const frame_notice&) const = default;
 };
 void announce_frame(const frame_notice& notice);
 

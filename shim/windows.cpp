@@ -31,8 +31,6 @@ process_lock& windows_lock = *new process_lock;
 std::map<void*, surface_record>& surfaces = *new std::map<void*, surface_record>;
 window_server* server = nullptr;
 window_size told;
-const uint8_t* announced = nullptr;
-window_size announced_size;
 
 window_size size_of_window_locked(uint64_t native_window)
 {
@@ -46,8 +44,6 @@ void unmap_pixels(surface_record& record)
 {
     if (!record.pixels)
         return;
-    if (announced == record.pixels)
-        announced = nullptr;
     munmap(record.pixels, record.pixel_bytes + guard_span);
     record.pixels = nullptr;
 }
@@ -179,10 +175,7 @@ void frame_swapped(void* surface)
             return;
         if (server)
             server->show(record->native_window, {record->pixels, record->size, record->size.width});
-        if (announced != record->pixels || announced_size != record->size)
-            notice = {record->pixels, record->size.width, record->size.height};
-        announced = record->pixels;
-        announced_size = record->size;
+        notice = {record->pixels, record->size.width, record->size.height};
     }
     announce_frame(notice);
 }
@@ -194,7 +187,6 @@ void forget_windows()
     surfaces.clear();
     server = nullptr;
     told = {};
-    announced = nullptr;
 }
 
 } // namespace shim
