@@ -45,6 +45,13 @@ void end_message(std::vector<uint8_t>& message)
     std::memcpy(message.data() + wire::offset_size, &size, sizeof size);
 }
 
+/// Types whose decoder ends the call whatever the settings say.
+bool always_ends_call(uint32_t type)
+{
+    return type == wire::inbound::batch_commands || type == wire::inbound::get_settings ||
+           type == wire::inbound::report_shim_message;
+}
+
 bool wants_no_confirmation(uint32_t type)
 {
     return type == wire::outbound::set_return_value_message ||
@@ -167,17 +174,25 @@ bool conversation::admit_call(std::span<const uint8_t> message, const wire::head
     return true;
 }
 
-/// Follows the commands as far as they are whole. Only commands for another process are refused.
+/// Follows the commands as the library does, up to one that is longer than the rest. Refused are commands for
+/// another process, and batches of which a command would end the call before the batch does: the library
+/// would add to an answer that is already being taken.
 bool conversation::walk_batch(std::span<const uint8_t> batch)
 {
     const auto count = load<uint32_t>(batch, batch_count_offset);
+    if (count && !settings().batch_commands)
+        return refuse("a batch came though batches are off");
     size_t at = batch_commands_offset;
-    for (uint32_t i = 0; i < count && at <= batch.size() && batch.size() - at >= wire::header_size; ++i) {
-        const wire::header head = wire::load_header(batch.data() + at);
-        if (head.size < wire::header_size || head.size > batch.size() - at)
+    for (uint32_t i = 0; i < count && at < batch.size(); ++i) {
+        uint8_t begin[wire::header_size] = {}; // of a last command that is cut off the rest counts as zeros
+        std::memcpy(begin, batch.data() + at, std::min<size_t>(sizeof begin, batch.size() - at));
+        const wire::header head = wire::load_header(begin);
+        if (head.size == 0 || head.size > batch.size() - at)
             break;
         if ((static_cast<uint32_t>(head.pid) & pid_mask) != _wire_pid)
             return refuse("a batched command names another process");
+        if (always_ends_call(head.type))
+            return refuse("a batched command ends the call");
         note_call(batch.subspan(at, head.size), head);
         at += head.size;
     }
@@ -202,10 +217,7 @@ bool conversation::will_be_answered(uint32_t type) const
 {
     if (type == 0 || type == 5 || type > wire::inbound::row_count)
         return false;
-    const bool answers_by_itself = type == wire::inbound::batch_commands ||
-                                   type == wire::inbound::get_settings ||
-                                   type == wire::inbound::report_shim_message;
-    return answers_by_itself || !settings().batch_commands;
+    return always_ends_call(type) || !settings().batch_commands;
 }
 
 void conversation::abandon_unanswered_call()

@@ -38,6 +38,7 @@ protected:
     void answer(const bytes& what) { subject.answered(what); }
 
     conversation subject{pid, {}};
+    conversation batching{pid, {.batch_commands = true}};
 };
 
 TEST_F(talk, a_call_is_open_until_it_is_released)
@@ -150,17 +151,16 @@ TEST_F(talk, a_display_in_a_batch_is_seen_and_a_terminated_one_needs_no_leave)
     bytes initialize = message(22, {0xaa});
     initialize.resize(44);
     initialize[0] = 44;
-    const bytes count_2 = {2, 0, 0, 0};
-    ASSERT_TRUE(admit(message(1, joined({count_2, message(19, bytes(8)), initialize}))));
-    EXPECT_EQ(subject.calls(), 2u);
-    answer(leave);
-    EXPECT_EQ(subject.farewell()[20], 0xaa);
-    ASSERT_TRUE(admit(message(1, joined({{1, 0, 0, 0}, message(28, bytes(8))}))));
-    EXPECT_TRUE(subject.unfinished_business()) << "it has only been sent";
-    answer(leave);
-    EXPECT_FALSE(subject.unfinished_business());
-    ASSERT_TRUE(admit(message(38)));
-    EXPECT_TRUE(subject.unfinished_business()) << "a new worker has been started";
+    ASSERT_TRUE(batching.admit(message(1, joined({{2, 0, 0, 0}, message(19, bytes(8)), initialize}))));
+    EXPECT_EQ(batching.calls(), 2u);
+    batching.answered(leave);
+    EXPECT_EQ(batching.farewell()[24 + 20], 0xaa);
+    ASSERT_TRUE(batching.admit(message(1, joined({{1, 0, 0, 0}, message(28, bytes(8))}))));
+    EXPECT_TRUE(batching.unfinished_business()) << "it has only been sent";
+    batching.answered(leave);
+    EXPECT_FALSE(batching.unfinished_business());
+    ASSERT_TRUE(batching.admit(message(1, {0, 0, 0, 0})));
+    EXPECT_TRUE(batching.unfinished_business()) << "a new worker has been started";
 }
 
 TEST_F(talk, batches_that_lie_are_followed_as_far_as_they_are_whole)
@@ -172,12 +172,29 @@ TEST_F(talk, batches_that_lie_are_followed_as_far_as_they_are_whole)
     bytes beyond = inner;
     beyond[0] = 25;
     for (const bytes& rest : {bytes{}, bytes(19), zero, beyond}) {
-        conversation one{pid, {}};
+        conversation one{pid, {.batch_commands = true}};
         EXPECT_TRUE(one.admit(message(1, joined({many, inner, inner, rest}))));
         EXPECT_EQ(one.calls(), 2u);
     }
     EXPECT_TRUE(conversation(pid, {}).admit(message(1)));
-    EXPECT_TRUE(conversation(pid, {}).admit(message(1, {1, 0})));
+    EXPECT_TRUE(conversation(pid, {}).admit(message(1, {0, 0})));
+}
+
+TEST_F(talk, batches_that_would_end_the_call_twice_are_refused)
+{
+    const bytes inner = message(66, {1, 0, 0, 0});
+    EXPECT_FALSE(admit(message(1, joined({{1, 0, 0, 0}, inner}))))
+        << "with batches off each command ends the call";
+    for (const uint32_t type : {1u, 2u, 3u}) {
+        conversation one{pid, {.batch_commands = true}};
+        EXPECT_FALSE(one.admit(message(1, joined({{2, 0, 0, 0}, inner, message(type)})))) << type;
+        // Where the library's walk arrives by a size shorter than a header.
+        bytes stub(10);
+        stub[0] = 10;
+        stub[8] = pid & 0xff;
+        stub[9] = pid >> 8;
+        EXPECT_FALSE(one.admit(message(1, joined({{2, 0, 0, 0}, stub, message(type)})))) << type;
+    }
 }
 
 TEST_F(talk, the_upper_byte_of_the_process_is_none_of_its_number)

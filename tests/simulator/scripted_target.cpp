@@ -261,6 +261,7 @@ int kill_in_batch(target& self, const std::string&)
 {
     self.open_display();
     std::vector<bytes> commands;
+    require(self.batching(), "batches are on");
     for (int i = 0; i < 200; ++i)
         commands.push_back(message(wire::inbound::egl_get_error));
     self.post(batch(commands));
@@ -474,7 +475,9 @@ int rubbish(target& self, const std::string& kind)
         {"says-less", with(plain, 0, 19)},
         {"says-more", with(plain, 0, 0xffffffff)},
         {"other-process", with(plain, 8, 1)},
+        {"batch-with-batches-off", batch({plain, plain})},
         {"other-process-inside", batch({plain, with(plain, 8, 1)})},
+        {"batch-in-batch", batch({batch({plain}), plain})},
         {"confirms-nothing", message(4, {0, 0, 0, 0, 0})},
     };
     const auto simple = refusals.find(kind);
