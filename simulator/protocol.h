@@ -111,11 +111,6 @@ inline constexpr uint32_t window_offset = 4096; // from the start of the shared 
 inline constexpr uint32_t window_size = 8u << 20;
 inline constexpr uint32_t shared_size = window_offset + window_size;
 
-/// How often a waiting side looks before it sleeps. Measured with a library that answers at once, on two
-/// cores: a short look saves the sleep when the other side is running on the other core, and costs little
-/// when not.
-inline constexpr int looks_before_sleep = 0;
-
 /// Hands the turn over and wakes the other side if it sleeps.
 inline void hand_over(std::atomic<uint32_t>& word, uint32_t next)
 {
@@ -124,15 +119,11 @@ inline void hand_over(std::atomic<uint32_t>& word, uint32_t next)
         syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
 }
 
-/// Waits while it is the turn of `other`, at most about `milliseconds`; returns the turn then seen, without
+/// Sleeps while it is the turn of `other` (looking a few times first gains nothing on two cores, which the
+/// library's worker needs for itself), at most about `milliseconds`; returns the turn then seen, without
 /// `asleep`. May return early.
 inline uint32_t wait_while(std::atomic<uint32_t>& word, uint32_t other, int milliseconds)
 {
-    for (int look = 0; look < looks_before_sleep; ++look) {
-        if ((word.load(std::memory_order_acquire) & turn_mask) != other)
-            break;
-        __builtin_ia32_pause();
-    }
     uint32_t seen = word.load(std::memory_order_acquire);
     if ((seen & turn_mask) != other)
         return seen & turn_mask;
