@@ -138,17 +138,24 @@ void run_record(scripted_target& target, uint8_t how, reader content)
     }
 }
 
-void apply_settings(uint8_t bits)
+void apply_settings(uint8_t settings, uint8_t target)
 {
-    zelvar_settings.callOnTargetAPI = (bits & 3) % 3;
+    using namespace inbound_input;
+    zelvar_settings.callOnTargetAPI = (settings & 3) % 3;
     zelvar_settings.callOnTarget = zelvar_settings.callOnTargetAPI != 0;
-    zelvar_settings.batchCommands = bits & 4;
-    zelvar_settings.batchTargetCommands = bits & 8;
-    zelvar_only_settings.directTargetMemoryReads = bits & 16;
-    zelvar_only_settings.directTargetMemoryWrites = bits & 32;
-    zelvar_settings.checkErrorCode = bits & 64;
+    zelvar_settings.batchCommands = settings & batched;
+    zelvar_settings.batchTargetCommands = settings & target_batched;
+    zelvar_only_settings.directTargetMemoryReads = settings & direct_reads;
+    zelvar_only_settings.directTargetMemoryWrites = settings & direct_writes;
+    zelvar_settings.checkErrorCode = settings & errors_checked;
     // Everything is formatted, or nothing.
-    sidechannel_set_log_level(bits & 128 ? 7000 : 0);
+    sidechannel_set_log_level(settings & loud ? 7000 : 0);
+
+    fb_xres = fb_yres = target & screen_sized_frames ? 16 : 0;
+    zelvar_only_settings.cacheAndroidNativeBuffer = target & frames_cached;
+    zelvar_only_settings.showFPS = target & rate_shown;
+    zelvar_only_settings.tpakForTRV = target & frames_compressed;
+    zelvar_only_settings.forceHostEGLConfigID = target & config_forced ? 2 : 0;
 }
 
 /// The library without its entry point: over the fake host, and started afresh for each input.
@@ -177,10 +184,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     reader input({data, size});
     scripted_target& target = the_target();
-    apply_settings(input.u8());
-    uint8_t width = input.u8();
+    uint8_t settings = input.u8();
+    uint8_t target_kind = input.u8();
+    apply_settings(settings, target_kind);
     zelvar_object_manager_init(false);
-    zelvar_object_manager_set_target_bit(scripted_target::pid, 0, width & 1 ? 32 : 64);
+    zelvar_object_manager_set_target_bit(scripted_target::pid, 0,
+                                         target_kind & inbound_input::narrow_pointers ? 32 : 64);
     target.begin(input.take(input.u16()));
     while (!input.empty()) {
         uint8_t how = input.u8();

@@ -36,12 +36,23 @@ enum setting : uint8_t
     loud = 128,
 };
 
+/// The second byte: what kind of target, and settings that change a frame's way to it.
+enum target : uint8_t
+{
+    narrow_pointers = 1,
+    screen_sized_frames = 2, // surfaces of 16 by 16 count as the screen
+    frames_cached = 4,
+    rate_shown = 8,
+    frames_compressed = 16,
+    config_forced = 32,
+};
+
 /// Builds an input record by record.
 class seed
 {
 public:
-    explicit seed(uint8_t settings, bool is_32_bit = false, std::vector<uint8_t> script = {})
-        : _bytes{settings, is_32_bit}
+    explicit seed(uint8_t settings, uint8_t target = 0, std::vector<uint8_t> script = {})
+        : _bytes{settings, target}
     {
         u16(script.size());
         _bytes.insert(_bytes.end(), script.begin(), script.end());

@@ -61,9 +61,9 @@ void write_all_types()
 }
 
 /// A program from its first call to a frame on the screen.
-seed session(uint8_t settings, bool asks_for_settings = false)
+seed session(uint8_t settings, uint8_t target = 0, bool asks_for_settings = false)
 {
-    seed made(settings);
+    seed made(settings, target);
     made.memory(0, words({EGL_RED_SIZE, 8, EGL_SURFACE_TYPE, EGL_WINDOW_BIT, EGL_RENDERABLE_TYPE,
                           EGL_OPENGL_ES2_BIT, EGL_NONE}));
     made.memory(16, words({EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE}));
@@ -127,6 +127,31 @@ seed session(uint8_t settings, bool asks_for_settings = false)
     return made;
 }
 
+/// Two threads whose contexts share objects; the second one outlives the first.
+seed sharing(uint8_t settings)
+{
+    seed made(settings);
+    uint64_t display, ignored, first, second, surface;
+    made.memory(16, words({EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE}));
+    made.returning(message(in::egl_get_display).u64(0), &display);
+    made.returning(message(in::egl_initialize).u64(display).u64(0).u64(0), &ignored);
+    made.returning(message(in::egl_create_context).u64(display).u64(9).u64(0).u64(memory + 0x100), &first);
+    made.returning(message(in::egl_create_context).u64(display).u64(9).u64(first).u64(memory + 0x100),
+                   &second);
+    made.returning(message(in::egl_create_pbuffer_surface).u64(display).u64(9).u64(0), &surface);
+    made.returning(message(in::egl_make_current).u64(display).u64(surface).u64(surface).u64(first), &ignored,
+                   1);
+    made.returning(message(in::egl_make_current).u64(display).u64(surface).u64(surface).u64(second), &ignored,
+                   2);
+    made.whole(message(in::gles20_clear).u32(GL_COLOR_BUFFER_BIT), 1);
+    made.returning(message(in::egl_destroy_context).u64(display).u64(first), &ignored, 2);
+    made.returning(message(in::egl_make_current).u64(display).u64(0).u64(0).u64(0), &ignored, 1);
+    made.whole(message(in::gles20_clear).u32(GL_COLOR_BUFFER_BIT), 2);
+    made.returning(message(in::egl_release_thread), &ignored, 2);
+    made.returning(message(in::egl_terminate).u64(display), &ignored, 1);
+    return made;
+}
+
 /// The same while the target runs each call as well: results come with the messages.
 seed session_with_target(uint8_t settings)
 {
@@ -159,9 +184,15 @@ seed session_with_target(uint8_t settings)
 void write_sessions()
 {
     write("session", session(loud));
-    write("session_with_settings", session(0, true));
+    write("session_with_settings", session(0, 0, true));
     write("session_direct", session(direct_reads | direct_writes));
     write("session_batched", session(batched | direct_reads | direct_writes | loud));
+    write("session_on_screen",
+          session(direct_writes | loud, screen_sized_frames | rate_shown | frames_cached));
+    write("session_compressed", session(direct_writes | loud, screen_sized_frames | frames_compressed));
+    write("session_cached", session(direct_writes | loud, frames_cached | narrow_pointers));
+    write("session_forced_config", session(loud, config_forced));
+    write("session_shared", sharing(loud));
     write("session_dummy", session_with_target(target_runs_dummy | direct_reads | loud));
     write("session_gpu", session_with_target(target_runs_gpu | loud));
 }
@@ -252,7 +283,7 @@ void write_shim_messages()
     texts.record(kind::confirmation, {1, 0, 0, 0, 0, 255, 1, 2, 3});
     write("shim_texts_and_stray_confirmations", texts);
 
-    seed exchange(loud, false, {0, 2, 4, 0, 2, 4, 0, 0});
+    seed exchange(loud, 0, {0, 2, 4, 0, 2, 4, 0, 0});
     for (uint32_t bits : {32u, 64u, 0u, 0xffffffffu})
         exchange.whole(
             message(in::get_settings).u32(0xffffffff).u32(0).u32(bits).text("short").u64(memory).u64(0));
@@ -268,7 +299,7 @@ void write_answers()
         std::vector<uint8_t> script;
         for (int i = 0; i < 64; i++)
             script.insert(script.end(), {how, static_cast<uint8_t>(i), 1, 0xff});
-        seed made(static_cast<uint8_t>(target_runs_dummy | errors_checked | loud), false, script);
+        seed made(static_cast<uint8_t>(target_runs_dummy | errors_checked | loud), 0, script);
         made.whole(message(in::egl_get_display).u64(0xd1).u64(0));
         made.whole(message(in::egl_initialize).u32(1).u32(EGL_SUCCESS).u64(0xd1).u64(0).u64(0));
         made.whole(message(in::egl_get_config_attrib)

@@ -124,6 +124,9 @@ void scripted_target::open_channel()
     if (_channel)
         _channel->close();
     _channel = sidechannel_get_plugin_interface_ptr()->open();
+    // Channels live as long as the process, by design: they are kept, so that what leaks stands out.
+    static auto& channels = *new std::vector<scChannelInterface*>;
+    channels.push_back(_channel);
     _is_stuck = false;
     _started.clear();
     _written = 0;
