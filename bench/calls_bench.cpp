@@ -1,5 +1,6 @@
-// What a call costs: batched, decoder and handler alone over host tables without cost; unbatched, from the shim
-// through the worker and back, beside the two hand-overs between threads that no such call can do without.
+// What a call costs: batched, decoder and handler alone over host tables without cost; unbatched, from the
+// shim through the worker and back, beside the two hand-overs between threads that no such call can do
+// without.
 
 #include "inbound/message_table.h"
 #include "settings/zelvar_settings.h"
@@ -19,8 +20,7 @@
 
 extern "C" void* __libc_malloc(size_t size);
 
-namespace
-{
+namespace {
 std::atomic<uint64_t> allocations{0};
 } // namespace
 
@@ -33,8 +33,7 @@ extern "C" void* malloc(size_t size)
 
 void _zelvar_inbound_traffic_batch_commands(pid_t pid, tid_t tid, void* message, uint32_t size);
 
-namespace
-{
+namespace {
 constexpr int32_t pid = 7;
 constexpr uint64_t tid = 9;
 
@@ -117,13 +116,14 @@ void* answer_until_stopped(void* argument)
     }
 }
 
-/// From the shim's encoder to the worker's handler and back to the application, against two hand-overs measured
-/// in turn with it.
+/// From the shim's encoder to the worker's handler and back to the application, against two hand-overs
+/// measured in turn with it.
 void unbatched_void_call(benchmark::State& state)
 {
     // One connection serves all runs of this function.
     static const bool connected = [] {
-        in_process_target::start({.plugin = library_without_driver(), .by = in_process_target::driving::direct});
+        in_process_target::start(
+            {.plugin = library_without_driver(), .by = in_process_target::driving::direct});
         target_glFlush(); // opens the channel and exchanges the settings
         return true;
     }();

@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace wire
-{
+namespace wire {
 
 /// Every message, in both directions, begins with these 20 bytes, packed.
 inline constexpr uint32_t offset_size = 0;  // 4 bytes: length of the whole message, header included
@@ -46,8 +45,7 @@ inline void store_header(void* bytes, const header& h)
 }
 
 /// Types of messages from the target to the library.
-namespace inbound
-{
+namespace inbound {
 enum type : uint32_t
 {
     command_executed = 4, // confirmation of a request: error (4), n (1), n result bytes
@@ -67,8 +65,7 @@ inline constexpr uint32_t row_count = 600;
 
 /// Types of messages from the library to the target. The request that makes the target run an entry point
 /// has the number of that entry point's own message less six; the services follow.
-namespace outbound
-{
+namespace outbound {
 inline constexpr uint32_t call_offset = 6;
 enum type : uint32_t
 {
@@ -80,37 +77,36 @@ enum type : uint32_t
 } // namespace outbound
 
 /// Settings that the shim receives as a byte copy: offsets into the 56-byte block.
-namespace settings_offset
-{
-inline constexpr uint32_t shim_log_level = 0;               // 4
-inline constexpr uint32_t white_list_text = 24;             // 8: the target's own pointer to a comma-separated list
-inline constexpr uint32_t batch_commands = 32;              // 1
-inline constexpr uint32_t batch_target_commands = 33;       // 1
-inline constexpr uint32_t dump_target_error_calls = 34;     // 1
-inline constexpr uint32_t skip_target_error_calls = 35;     // 1
-inline constexpr uint32_t call_on_target = 37;              // 1
-inline constexpr uint32_t call_on_target_api = 40;          // 4
-inline constexpr uint32_t check_error_code = 44;            // 1
+namespace settings_offset {
+inline constexpr uint32_t shim_log_level = 0;         // 4
+inline constexpr uint32_t white_list_text = 24;       // 8: the target's own pointer to a comma-separated list
+inline constexpr uint32_t batch_commands = 32;        // 1
+inline constexpr uint32_t batch_target_commands = 33; // 1
+inline constexpr uint32_t dump_target_error_calls = 34;       // 1
+inline constexpr uint32_t skip_target_error_calls = 35;       // 1
+inline constexpr uint32_t call_on_target = 37;                // 1
+inline constexpr uint32_t call_on_target_api = 40;            // 4
+inline constexpr uint32_t check_error_code = 44;              // 1
 inline constexpr uint32_t enable_error_check_white_list = 45; // 1
-inline constexpr uint32_t performance_profile = 46;         // 1
+inline constexpr uint32_t performance_profile = 46;           // 1
 inline constexpr uint32_t size = 56;
 } // namespace settings_offset
 
 /// A native buffer as exchanged with the shim's window services.
 struct winsys_buffer_object_descriptor
 {
-    uint32_t source_kind;   // an EGL image target
-    uint32_t format;        // OpenGL ES format
-    uint32_t height;        // pixels
-    uint32_t type;          // OpenGL ES type
-    uint32_t width;         // pixels
-    uint32_t stride;        // bytes
+    uint32_t source_kind; // an EGL image target
+    uint32_t format;      // OpenGL ES format
+    uint32_t height;      // pixels
+    uint32_t type;        // OpenGL ES type
+    uint32_t width;       // pixels
+    uint32_t stride;      // bytes
     uint8_t remove_alpha;
     uint8_t bits_per_pixel;
     uint8_t reserved_26[6];
     uint64_t reserved_32;
-    uint64_t pixels;        // target address of the mapped pixels
-    uint64_t mapped;        // non-zero: an unmap is needed
+    uint64_t pixels; // target address of the mapped pixels
+    uint64_t mapped; // non-zero: an unmap is needed
 
     uint64_t get_buffer_size() const { return uint64_t{height} * stride; }
 };

@@ -39,14 +39,13 @@ ZELVAR_EXPORT void zelvar_test_support_enqueue_fake_targetside_call_result(
     uint32_t call, const void* stack, size_t stack_length, const void* error, size_t error_length,
     const void* arg1, size_t length1, const void* arg2, size_t length2, const void* arg3, size_t length3,
     const void* arg4, size_t length4);
-ZELVAR_EXPORT void zelvar_test_support_enqueue_zelvar_data_model_call_result(
-    uint32_t call, const void* stack, size_t stack_length, const void* arg1, size_t length1, const void* arg2,
-    size_t length2);
-ZELVAR_EXPORT void zelvar_test_support_enqueue_fake_zelvar_internal_call_result(uint32_t call,
-                                                                                const void* stack,
-                                                                                size_t stack_length,
-                                                                                const void* arg1,
-                                                                                size_t length1);
+ZELVAR_EXPORT void zelvar_test_support_enqueue_zelvar_data_model_call_result(uint32_t call, const void* stack,
+                                                                             size_t stack_length,
+                                                                             const void* arg1, size_t length1,
+                                                                             const void* arg2,
+                                                                             size_t length2);
+ZELVAR_EXPORT void zelvar_test_support_enqueue_fake_zelvar_internal_call_result(
+    uint32_t call, const void* stack, size_t stack_length, const void* arg1, size_t length1);
 ZELVAR_EXPORT void zelvar_test_support_enqueue_data_model_call(uint32_t call, bool result);
 ZELVAR_EXPORT void zelvar_test_support_enqueue_internal_call_fail_result(uint32_t call, bool fails);
 

@@ -32,10 +32,11 @@ ZELVAR_EXPORT bool zelvar_set_tpak_version(tpak_version_t version);
 /// Version of the host renderer interface: 3.1.
 ZELVAR_EXPORT void hostRenderer_getAPIVersion(uint32_t* major, uint32_t* minor);
 
-/// Name of an inbound message type and whether its handler is built. False for a number without a row. The name
-/// is the library's.
+/// Name of an inbound message type and whether its handler is built. False for a number without a row. The
+/// name is the library's.
 ZELVAR_EXPORT bool zelvar_message_info(uint32_t type, const char** name, int* built);
 
-/// All settings keys, for help texts: fills the row of `index`, false past the end. The texts are the library's.
+/// All settings keys, for help texts: fills the row of `index`, false past the end. The texts are the
+/// library's.
 ZELVAR_EXPORT bool zelvar_settings_key(uint32_t index, const char** key, const char** type,
                                        const char** default_value, const char** sentence);

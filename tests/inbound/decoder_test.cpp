@@ -9,8 +9,7 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
+namespace {
 struct seen_arguments
 {
     int calls = 0;
@@ -59,7 +58,8 @@ void take_inline_call(pid_t pid, tid_t tid, uint8_t first, int32_t location, inl
     seen.inline_alignment = reinterpret_cast<uintptr_t>(values.data) % alignof(float);
 }
 
-void take_result_call(pid_t pid, tid_t tid, uint64_t display, result_of<uint8_t> result, egl_target_error error)
+void take_result_call(pid_t pid, tid_t tid, uint64_t display, result_of<uint8_t> result,
+                      egl_target_error error)
 {
     seen = {seen.calls + 1, pid, tid, {double(display)}, {}, 0, result.value, error.code};
 }
@@ -100,7 +100,8 @@ TEST_F(decoder, ReadsPackedArgumentsAtOddOffsets)
 
 TEST_F(decoder, ReadsSizesAndAddressesAtEightBytesAndFloatsAsBits)
 {
-    run<wire::inbound::gles20_buffer_data, &take_wide_call>(message(63).u32(7).u64(1ull << 40).u64(0xabc).f32(-0.5f));
+    run<wire::inbound::gles20_buffer_data, &take_wide_call>(
+        message(63).u32(7).u64(1ull << 40).u64(0xabc).f32(-0.5f));
     EXPECT_EQ(seen.numbers, (std::vector<double>{7, double(1ull << 40), double(0xabc), -0.5}));
 }
 

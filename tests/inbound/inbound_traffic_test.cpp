@@ -16,8 +16,7 @@
 
 #include <set>
 
-namespace
-{
+namespace {
 namespace in = wire::inbound;
 namespace out = wire::outbound;
 
@@ -29,7 +28,10 @@ std::vector<uint32_t> types_of(const std::vector<outbound_message>& messages)
     return types;
 }
 
-std::vector<uint32_t> only_leave() { return {out::leave_message_processing_loop}; }
+std::vector<uint32_t> only_leave()
+{
+    return {out::leave_message_processing_loop};
+}
 
 void send_raw(std::vector<uint8_t> bytes)
 {
@@ -70,7 +72,8 @@ TEST(table, LooksUpNothingOutsideItsRows)
         if (type == 4 || type == 5)
             continue;
         ASSERT_NE(zelvar_row_of_type(type), nullptr) << type;
-        EXPECT_TRUE(decoders.insert(zelvar_row_of_type(type)).second) << "two types share a decoder: " << type;
+        EXPECT_TRUE(decoders.insert(zelvar_row_of_type(type)).second)
+            << "two types share a decoder: " << type;
     }
 }
 
@@ -78,9 +81,9 @@ TEST(table, TellsNameKeyAndResultOfAMessage)
 {
     EXPECT_STREQ(message_info_of_type(191).key, "gles20_glVertexAttribPointer");
     EXPECT_STREQ(message_info_of_type(435).key, "egl_wl_egl_window_destroy");
-    EXPECT_EQ(message_info_of_type(138).result_width, 1);  // glIsTexture
-    EXPECT_EQ(message_info_of_type(7).result_width, 4);    // eglChooseConfig
-    EXPECT_EQ(message_info_of_type(263).result_width, 8);  // glFenceSync
+    EXPECT_EQ(message_info_of_type(138).result_width, 1); // glIsTexture
+    EXPECT_EQ(message_info_of_type(7).result_width, 4);   // eglChooseConfig
+    EXPECT_EQ(message_info_of_type(263).result_width, 8); // glFenceSync
     EXPECT_EQ(message_info_of_type(122).form, result_form::target_pointer);
     EXPECT_EQ(message_info_of_type(66).form, result_form::none);
     EXPECT_EQ(message_info_of_type(440).form, result_form::vk_result);
@@ -103,14 +106,16 @@ TEST(traffic, LogsAndDropsUnknownTypes)
         send_raw({1, 0, 0, 0});
         zelvar_inbound_traffic_api_host_data_callback(nullptr, 0);
     });
-    EXPECT_EQ(library::occurrences(printed, "ERROR [ZELVAR] Unknown message type - ignoring incoming message\n"),
-              3u);
+    EXPECT_EQ(
+        library::occurrences(printed, "ERROR [ZELVAR] Unknown message type - ignoring incoming message\n"),
+        3u);
 }
 
 TEST(traffic, ConfirmationWithoutARequestIsDroppedWithBothFlaws)
 {
     library::start();
-    std::string printed = library::printed_by([] { send_raw(message(in::command_executed).u32(0).u8(0).bytes()); });
+    std::string printed =
+        library::printed_by([] { send_raw(message(in::command_executed).u32(0).u8(0).bytes()); });
     EXPECT_NE(printed.find("ERROR [ZELVAR] Potential flaw: no command executed message call-back found."),
               std::string::npos);
     EXPECT_NE(printed.find("ERROR [ZELVAR] Potential error: No call-back set but API command execution "
@@ -179,8 +184,8 @@ TEST(not_built, FailsOnTheTargetAndSaysSoOnce)
         target.run(target.make(in::gles20_attach_shader).u32(1).u32(2));
         // a name: 4 bytes of zero
         auto sent = target.run(target.make(in::gles20_create_program));
-        ASSERT_EQ(types_of(sent), (std::vector<uint32_t>{out::set_return_value_message,
-                                                         out::leave_message_processing_loop}));
+        ASSERT_EQ(types_of(sent),
+                  (std::vector<uint32_t>{out::set_return_value_message, out::leave_message_processing_loop}));
         EXPECT_EQ(sent[0].payload(), (std::vector<uint8_t>{4, 0, 0, 0, 0}));
         // a Vulkan result: failure is not zero
         sent = target.run(target.make(in::vk_create_instance));
@@ -218,8 +223,9 @@ TEST(batch, RunsItsCommandsInOrderAndReleasesOnce)
 {
     raw_target target{library::start()};
     zelvar_settings.batchCommands = true;
-    auto sent = target.run(batch_of(target, {target.make(in::gles20_clear).u32(1), target.make(in::gles20_flush),
-                                             target.make(in::gles20_clear).u32(2)}));
+    auto sent =
+        target.run(batch_of(target, {target.make(in::gles20_clear).u32(1), target.make(in::gles20_flush),
+                                     target.make(in::gles20_clear).u32(2)}));
     EXPECT_EQ(types_of(sent), only_leave());
     EXPECT_EQ(fake_host::texts(fake_host::error_queries::leave_out),
               (std::vector<std::string>{"glClear(1)", "glFlush()", "glClear(2)"}));
@@ -257,7 +263,8 @@ TEST(batch, StopsAtLyingSizesAndSkipsEmptyRows)
     fake_host::clear();
     for (uint32_t size : {0u, 21u, 0x7fffffffu, 0xffffffffu})
         target.run(batch_of(target, {good, target.make(in::gles20_clear).u32(1).declared_size(size), good}));
-    EXPECT_EQ(fake_host::count("glFlush") + fake_host::count("glFinish"), 4u) << "only what stands before the lie";
+    EXPECT_EQ(fake_host::count("glFlush") + fake_host::count("glFinish"), 4u)
+        << "only what stands before the lie";
     // A command of fewer bytes than a header.
     target.run(target.make(in::batch_commands).u32(2).u32(8).u32(in::gles20_flush));
 }

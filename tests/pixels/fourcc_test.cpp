@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
+namespace {
 uint32_t code(const char (&text)[5])
 {
     return uint32_t(text[0]) | uint32_t(text[1]) << 8 | uint32_t(text[2]) << 16 | uint32_t(text[3]) << 24;
@@ -50,6 +49,7 @@ TEST(fourcc, SingleChannelIsFilledAndRefused)
         EXPECT_EQ(d.bits_per_pixel, 8);
         breakdown(code("NV12"), fourcc_for_gles, false);
     });
-    EXPECT_EQ(library::occurrences(printed, "ERROR [ZELVAR] Unknown/Unsupported DRM FourCC Color Code: 0x"), 2u);
+    EXPECT_EQ(library::occurrences(printed, "ERROR [ZELVAR] Unknown/Unsupported DRM FourCC Color Code: 0x"),
+              2u);
 }
 } // namespace

@@ -10,8 +10,7 @@
 
 #include <cstdlib>
 
-namespace
-{
+namespace {
 using texts = std::vector<std::string>;
 constexpr auto quiet = fake_host::error_queries::leave_out;
 
@@ -23,7 +22,9 @@ protected:
         library::start();
         fake_host::returns<&sidechannel_gles_imports::glCheckFramebufferStatus>(GL_FRAMEBUFFER_COMPLETE);
         fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([this](GLenum pname, GLint* out) {
-            *out = pname == GL_SAMPLE_BUFFERS ? sample_buffers : pname == GL_READ_FRAMEBUFFER_BINDING ? bound : 0;
+            *out = pname == GL_SAMPLE_BUFFERS             ? sample_buffers
+                   : pname == GL_READ_FRAMEBUFFER_BINDING ? bound
+                                                          : 0;
         });
         fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
             [this](GLint, GLint, GLsizei width, GLsizei height, GLenum format, GLenum type, void* out) {
@@ -40,7 +41,8 @@ protected:
     {
         std::free(pixels);
         pixels = nullptr;
-        return zelvar_helpers_read_pixels_from_host_GPU(&pixels, 4, 2, bytes_per_pixel, major, pack, format, type);
+        return zelvar_helpers_read_pixels_from_host_GPU(&pixels, 4, 2, bytes_per_pixel, major, pack, format,
+                                                        type);
     }
     ~read_back() override { std::free(pixels); }
 

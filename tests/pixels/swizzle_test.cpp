@@ -8,8 +8,7 @@
 
 #include <vector>
 
-namespace
-{
+namespace {
 constexpr uint32_t BGR = 0x80E0, BGRA = 0x80E1, UINT_8888 = 0x8035, REV_1555 = 0x8366;
 using bytes = std::vector<uint8_t>;
 
@@ -19,8 +18,8 @@ bytes convert(uint32_t dst_format, uint32_t dst_type, uint32_t dst_bits, bytes s
 {
     auto src_bits = static_cast<uint32_t>(source.size() * 8);
     bytes destination(dst_bits / 8, 0xcc);
-    EXPECT_TRUE(zelvar_helpers_swizzle_pixels(dst_format, dst_type, src_format, GL_UNSIGNED_BYTE, 1, 1, src_bits,
-                                              dst_bits, source.data(), destination.data()));
+    EXPECT_TRUE(zelvar_helpers_swizzle_pixels(dst_format, dst_type, src_format, GL_UNSIGNED_BYTE, 1, 1,
+                                              src_bits, dst_bits, source.data(), destination.data()));
     return in_place ? source : destination;
 }
 
@@ -48,7 +47,7 @@ TEST(swizzle, FourBytesToTwo)
     EXPECT_EQ(convert(BGRA, GL_UNSIGNED_SHORT_4_4_4_4, 16, s), (bytes{0x17, 0x53}));
     EXPECT_EQ(convert(GL_RGBA, GL_UNSIGNED_SHORT_4_4_4_4, 16, s), (bytes{0x57, 0x13}));
     // r = 2, g = 6, b = 10
-    EXPECT_EQ(convert(GL_RGBA, REV_1555, 16, s), (bytes{6 << 5 | 2, 128 | 10 << 2 | 0}) );
+    EXPECT_EQ(convert(GL_RGBA, REV_1555, 16, s), (bytes{6 << 5 | 2, 128 | 10 << 2 | 0}));
     EXPECT_EQ(convert(BGRA, REV_1555, 16, s), (bytes{static_cast<uint8_t>(6 << 5 | 10), 128 | 2 << 2}));
     EXPECT_EQ(convert(GL_RGBA, REV_1555, 16, {0x12, 0x34, 0x56, 0})[1], 10 << 2) << "no alpha, no top bit";
     // r = 2, g = 13, b = 10
@@ -73,8 +72,8 @@ TEST(swizzle, TouchesNothingForAnUnsupportedPair)
 {
     bytes source = s, destination(4, 0xcc);
     std::string printed = library::printed_by([&] {
-        EXPECT_FALSE(zelvar_helpers_swizzle_pixels(GL_RGB, GL_UNSIGNED_BYTE, GL_RGBA, GL_UNSIGNED_BYTE, 1, 1, 32,
-                                                   32, source.data(), destination.data()));
+        EXPECT_FALSE(zelvar_helpers_swizzle_pixels(GL_RGB, GL_UNSIGNED_BYTE, GL_RGBA, GL_UNSIGNED_BYTE, 1, 1,
+                                                   32, 32, source.data(), destination.data()));
         // Equal bit counts too small for what the writer touches.
         EXPECT_FALSE(zelvar_helpers_swizzle_pixels(BGRA, UINT_8888, GL_RGBA, GL_UNSIGNED_BYTE, 1, 1, 8, 8,
                                                    source.data(), destination.data()));
@@ -89,8 +88,8 @@ TEST(swizzle, WalksWholeImages)
     for (int i = 0; i < 6; ++i)
         source.insert(source.end(), {uint8_t(i), uint8_t(i + 10), uint8_t(i + 20), 255});
     bytes destination(18);
-    ASSERT_TRUE(zelvar_helpers_swizzle_pixels(GL_RGB, GL_UNSIGNED_BYTE, GL_RGBA, GL_UNSIGNED_BYTE, 2, 3, 32, 24,
-                                              source.data(), destination.data()));
+    ASSERT_TRUE(zelvar_helpers_swizzle_pixels(GL_RGB, GL_UNSIGNED_BYTE, GL_RGBA, GL_UNSIGNED_BYTE, 2, 3, 32,
+                                              24, source.data(), destination.data()));
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(destination[i * 3 + 1], i + 10);
 }

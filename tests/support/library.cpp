@@ -12,8 +12,7 @@
 
 #include <cstdio>
 
-namespace
-{
+namespace {
 scPluginInterface* bring_up(target_gpu gpu)
 {
     sidechannel_set_log_level(2);
@@ -27,8 +26,7 @@ scPluginInterface* bring_up(target_gpu gpu)
 }
 } // namespace
 
-namespace library
-{
+namespace library {
 scPluginInterface* start(target_gpu gpu)
 {
     fake_host::install();
@@ -49,7 +47,10 @@ void set_target_gpu(target_gpu gpu)
     zelvar_settings.callOnTarget = gpu != TARGET_GPU_NONE;
 }
 
-void begin_capture() { testing::internal::CaptureStdout(); }
+void begin_capture()
+{
+    testing::internal::CaptureStdout();
+}
 
 std::string end_capture()
 {
@@ -65,8 +66,8 @@ current_context make_current(int pid, uint64_t tid, const current_context& ids)
     uint64_t known = 0;
     if (!zelvar_object_manager_get_target_display(pid, display, &known))
         zelvar_object_manager_add_display(pid, tid, display, ids.display);
-    zelvar_object_manager_add_surface(pid, host(ids.surface), ids.surface, surface_window, ids.config, 1, 0, 16,
-                                      8);
+    zelvar_object_manager_add_surface(pid, host(ids.surface), ids.surface, surface_window, ids.config, 1, 0,
+                                      16, 8);
     zelvar_object_manager_add_context(pid, tid, host(ids.context), display, ids.context, 0, 3, 1, 3, 1);
     zelvar_object_manager_bind_context_to_thread(pid, ids.context, tid, ids.surface, ids.surface, false);
     fake_host::clear();

@@ -1,14 +1,13 @@
 #pragma once
-// The library over fakes, as much of it as a test needs: recording host tables, an object manager in test mode,
-// the plug-in object. Every test runs in a process of its own, so nothing is taken down.
+// The library over fakes, as much of it as a test needs: recording host tables, an object manager in test
+// mode, the plug-in object. Every test runs in a process of its own, so nothing is taken down.
 
 #include "settings/zelvar_settings.h"
 #include "zelvar/sc_interfaces.h"
 
 #include <string>
 
-namespace library
-{
+namespace library {
 /// Recording fake host tables, object manager in test mode, plug-in and decoder table; default settings with
 /// `callOnTargetAPI` as given. No settings file is read.
 scPluginInterface* start(target_gpu gpu = TARGET_GPU_NONE);

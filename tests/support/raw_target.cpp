@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 constexpr uint64_t outgoing_address = 0x100;
 constexpr uint64_t incoming_address = 0x200;
 namespace out = wire::outbound;

@@ -1,6 +1,6 @@
 #pragma once
-// A target process of one thread that speaks the wire by itself: it writes a message and plays the shim until the
-// library releases it. Requests are answered by a function of the test.
+// A target process of one thread that speaks the wire by itself: it writes a message and plays the shim until
+// the library releases it. Requests are answered by a function of the test.
 
 #include "support/message.h"
 #include "zelvar/sc_interfaces.h"
@@ -59,8 +59,8 @@ public:
 
     /// A message of this target.
     message make(uint32_t type) const { return message(type, pid, tid); }
-    /// Writes the message and serves the library until it releases the target (or `leaves` times). Returns all
-    /// that the library sent, in order.
+    /// Writes the message and serves the library until it releases the target (or `leaves` times). Returns
+    /// all that the library sent, in order.
     std::vector<outbound_message> run(const message& call, int leaves = 1);
     /// Writes without waiting for anything.
     void write_only(const std::vector<uint8_t>& bytes);

@@ -12,8 +12,7 @@
 
 #include <thread>
 
-namespace
-{
+namespace {
 namespace out = wire::outbound;
 constexpr pid_t pid = raw_target::pid;
 constexpr tid_t tid = raw_target::tid;
@@ -51,8 +50,14 @@ protected:
     }
 };
 
-std::vector<uint8_t> payload(const message& m) { return m.payload(); }
-message body() { return message(0); }
+std::vector<uint8_t> payload(const message& m)
+{
+    return m.payload();
+}
+message body()
+{
+    return message(0);
+}
 
 TEST_F(requests, ReturnValuesTravelWithTheReleaseAndNeedNoAnswer)
 {
@@ -106,13 +111,12 @@ TEST_F(requests, DirectMemoryAsksNothingOfTheTarget)
     zelvar_only_settings.directTargetMemoryReads = true;
     zelvar_only_settings.directTargetMemoryWrites = true;
     uint32_t value = 77;
-    EXPECT_TRUE(sent_by([&] {
-                    zelvar_shim_dispatch_write_to_shim_address_space(pid, tid, 4, &value,
-                                                                     {raw_target::memory_base});
-                    value = 0;
-                    zelvar_shim_dispatch_read_from_shim_address_space(pid, tid, 4, {raw_target::memory_base},
-                                                                      &value);
-                }).empty());
+    EXPECT_TRUE(
+        sent_by([&] {
+            zelvar_shim_dispatch_write_to_shim_address_space(pid, tid, 4, &value, {raw_target::memory_base});
+            value = 0;
+            zelvar_shim_dispatch_read_from_shim_address_space(pid, tid, 4, {raw_target::memory_base}, &value);
+        }).empty());
     EXPECT_EQ(value, 77u);
 }
 
@@ -142,9 +146,9 @@ TEST_F(requests, MemoryOfAProcessWithoutAChannelIsOutOfReach)
         zelvar_shim_dispatch_leave_message_processing_loop(pid + 1, tid);
     });
     EXPECT_EQ(value, 0u);
-    EXPECT_EQ(
-        library::occurrences(printed, "FATAL [ZELVAR] Cannot handle request - channel interface pointer is NULL.\n"),
-        2u)
+    EXPECT_EQ(library::occurrences(
+                  printed, "FATAL [ZELVAR] Cannot handle request - channel interface pointer is NULL.\n"),
+              2u)
         << printed;
 }
 
@@ -230,8 +234,8 @@ TEST_F(requests, EachServiceHasItsPayloadAndItsAnswer)
         {[&] { zelvar_shim_dispatch_shim_sync_object_destroy(pid, tid, 1); }, 454, 8, 0},
         {[&] { zelvar_shim_dispatch_shim_sync_object_signal(pid, tid, 1, 2); }, 455, 12, 0},
         {[&] { zelvar_shim_dispatch_shim_sync_object_wait(pid, tid, 1, 2, &word); }, 456, 16, 4},
-        {[&] { zelvar_shim_dispatch_store_attribute_index_used_by_program_in_shim_context(pid, tid, 1, 2); }, 457,
-         8, 0},
+        {[&] { zelvar_shim_dispatch_store_attribute_index_used_by_program_in_shim_context(pid, tid, 1, 2); },
+         457, 8, 0},
         {[&] { zelvar_shim_dispatch_winsys_buffer_object_end_use(pid, tid, 1, &word); }, 459, 8, 4},
         {[&] { zelvar_shim_dispatch_winsys_disconnect_window(pid, tid, 1); }, 461, 8, 0},
         {[&] { zelvar_shim_dispatch_winsys_get_target_os_version(pid, tid, &word); }, 462, 0, 4},
@@ -304,7 +308,8 @@ TEST_F(requests, CallsCarryTheirArgumentsAtNaturalWidth)
     target.on_request = [](const outbound_message&) { return confirm_with(uint32_t{1}, 0x300d); };
     unsigned error = 0;
     sent = only_message_of([&] {
-        zelvar_shim_dispatch_egl_swap_buffers_call(pid, tid, uint64_t{0x11}, uint64_t{0x22}, &result, 4, &error);
+        zelvar_shim_dispatch_egl_swap_buffers_call(pid, tid, uint64_t{0x11}, uint64_t{0x22}, &result, 4,
+                                                   &error);
     });
     EXPECT_EQ(sent.type, 21u);
     EXPECT_EQ(sent.bytes.size(), 36u);
@@ -317,9 +322,8 @@ TEST_F(requests, CallsCarryTheirArgumentsAtNaturalWidth)
         zelvar_shim_dispatch_gles32_tex_storage_3dmultisample_call(pid, tid, 1, 2, 3, 4, 5, 6, 1, nullptr, 0);
     });
     EXPECT_EQ(sent.bytes.size(), 45u);
-    sent = only_message_of([&] {
-        zelvar_shim_dispatch_gles20_clear_color_call(pid, tid, 1.f, 2.f, 3.f, -0.5f, nullptr, 0);
-    });
+    sent = only_message_of(
+        [&] { zelvar_shim_dispatch_gles20_clear_color_call(pid, tid, 1.f, 2.f, 3.f, -0.5f, nullptr, 0); });
     EXPECT_EQ(sent.payload(), payload(body().f32(1).f32(2).f32(3).f32(-0.5f)));
     sent = only_message_of([&] {
         zelvar_shim_dispatch_gles20_get_integerv_call(pid, tid, 0x0ba2, target_ptr{0x1234}, nullptr, 0);

@@ -13,8 +13,7 @@
 #include <mutex>
 #include <thread>
 
-namespace
-{
+namespace {
 std::mutex order_lock;
 std::vector<int> order; // guarded by order_lock
 std::atomic<int> tasks_run{0};
@@ -27,7 +26,10 @@ void note(pid_t pid, tid_t, void*, uint32_t)
     ++tasks_run;
 }
 
-void wait_at_gate(pid_t, tid_t, void*, uint32_t) { semaphore_lower(gate); }
+void wait_at_gate(pid_t, tid_t, void*, uint32_t)
+{
+    semaphore_lower(gate);
+}
 
 void wait_until(int count)
 {
@@ -139,14 +141,16 @@ TEST_F(worker, ReportsTheErrorWordZeroOfTheUnbindAndFailuresOfTheRest)
     fake_host::egl_errors({EGL_BAD_CONTEXT, 0, EGL_BAD_ACCESS});
     sidechannel_set_log_level(3);
     std::string printed = library::printed_by([&] { zelvar_context_worker_release(instance, false); });
-    EXPECT_NE(printed.find("WARN [ZELVAR] Could not release GLES2.0 context that would have leaked otherwise. Error "
-                           "reported [0x3006]\n"),
+    EXPECT_NE(printed.find(
+                  "WARN [ZELVAR] Could not release GLES2.0 context that would have leaked otherwise. Error "
+                  "reported [0x3006]\n"),
               std::string::npos)
         << printed;
     EXPECT_NE(printed.find("ERROR [ZELVAR] Could not unbind current GLES2.0 context. Error reported [0]\n"),
               std::string::npos);
-    EXPECT_NE(printed.find("ERROR [ZELVAR] Failed to clean out host thread context. Error reported [0x3002]\n"),
-              std::string::npos);
+    EXPECT_NE(
+        printed.find("ERROR [ZELVAR] Failed to clean out host thread context. Error reported [0x3002]\n"),
+        std::string::npos);
 }
 
 TEST_F(worker, EndsOnAHostWithoutEgl)
@@ -161,8 +165,8 @@ TEST(enqueue, DropsWhatANullWorkerWouldGet)
 {
     sidechannel_set_log_level(1);
     auto bytes = message(51).bytes();
-    std::string printed = library::printed_by(
-        [&] { zelvar_context_worker_enqueue(nullptr, nullptr, 1, 1, bytes.data(), 20); });
+    std::string printed =
+        library::printed_by([&] { zelvar_context_worker_enqueue(nullptr, nullptr, 1, 1, bytes.data(), 20); });
     EXPECT_EQ(printed, "FATAL [ZELVAR] Cannot enqueue new task - out of memory while allocating 20 bytes for "
                        "internal message storage!\n");
 }

@@ -4,8 +4,7 @@
 #include <cstdio>
 #include <string>
 
-namespace handler_detail
-{
+namespace handler_detail {
 void print_trace(const char* handler, pid_t pid, tid_t tid, const trace_value* values, size_t count)
 {
     std::string arguments;

@@ -1,6 +1,6 @@
 #pragma once
-// The frame of a handler: whom it serves, the lock of its context, the host call with its error, the reply and
-// the end. The destructor unlocks and ends the call, so that no early return can skip either.
+// The frame of a handler: whom it serves, the lock of its context, the host call with its error, the reply
+// and the end. The destructor unlocks and ends the call, so that no early return can skip either.
 
 #include "inbound/payload_types.h"
 #include "object_manager/zelvar_object_manager.h"
@@ -12,8 +12,7 @@
 
 #include <type_traits>
 
-namespace handler_detail
-{
+namespace handler_detail {
 /// One argument of a call for the DEBUG line.
 struct trace_value
 {
@@ -43,7 +42,8 @@ trace_value make_trace_value(const char* name, T value)
 void print_trace(const char* handler, pid_t pid, tid_t tid, const trace_value* values, size_t count);
 } // namespace handler_detail
 
-/// What EGL and OpenGL ES handlers share. `key` is the handler's own name, which is the key of the error check.
+/// What EGL and OpenGL ES handlers share. `key` is the handler's own name, which is the key of the error
+/// check.
 class handler_frame
 {
 public:
@@ -62,8 +62,8 @@ public:
             trace_pairs(pairs...);
     }
 
-    /// The model of the thread's current context, locked until this frame ends; null (logged, with the API name
-    /// `function` if given) when it can't be had.
+    /// The model of the thread's current context, locked until this frame ends; null (logged, with the API
+    /// name `function` if given) when it can't be had.
     _zelvar_context_data* lock(const char* function);
     /// Unlocks early, for handlers that must not hold the context while they talk to the target.
     void unlock();

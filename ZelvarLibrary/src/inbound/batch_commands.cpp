@@ -9,8 +9,7 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 inbound_decoder* zelvar_callbacks = nullptr;
 
 /// A batch inside a batch is taken apart up to this depth; what lies deeper is left out.
@@ -53,7 +52,10 @@ void run_commands(uint8_t* at, uint64_t left, uint32_t count, uint32_t outer_typ
 }
 } // namespace
 
-void zelvar_register_callbacks(inbound_decoder* table) { zelvar_callbacks = table; }
+void zelvar_register_callbacks(inbound_decoder* table)
+{
+    zelvar_callbacks = table;
+}
 
 void _zelvar_inbound_traffic_batch_commands(pid_t pid, tid_t tid, void* message, uint32_t size)
 {

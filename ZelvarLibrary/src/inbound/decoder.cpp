@@ -7,10 +7,9 @@
 #include <cstdlib>
 #include <new>
 
-namespace
-{
-/// Trivially destructible: freed by the worker's last act, not by a thread-exit destructor that could run after
-/// the library has been unloaded.
+namespace {
+/// Trivially destructible: freed by the worker's last act, not by a thread-exit destructor that could run
+/// after the library has been unloaded.
 struct scratch_block
 {
     void* bytes;
@@ -26,8 +25,7 @@ void begin_decode(decode_frame& frame, unsigned result_width, bool has_error, un
         return;
     if (result_width != 0)
         frame.target_result = frame.in.take_width(result_width);
-    if (has_error &&
-        sidechannel_error_check_support(zelvar_settings, message_info_of_type(frame.type).key))
+    if (has_error && sidechannel_error_check_support(zelvar_settings, message_info_of_type(frame.type).key))
         frame.target_error = frame.in.take<uint32_t>();
 }
 
@@ -43,8 +41,8 @@ void end_decode(decode_frame& frame) noexcept
 
 void decode_failed(const decode_frame& frame) noexcept
 {
-    LOG_FATAL("%s has run out of memory; the call of <%d, %ld> is dropped.", message_info_of_type(frame.type).key,
-              frame.pid, static_cast<long>(frame.tid));
+    LOG_FATAL("%s has run out of memory; the call of <%d, %ld> is dropped.",
+              message_info_of_type(frame.type).key, frame.pid, static_cast<long>(frame.tid));
 }
 
 void* decode_scratch(uint64_t size)

@@ -6,8 +6,8 @@
 //                                       gles_target_error error);
 //
 // `decode<191, &gles20_glVertexAttribPointer>` reads [error word] 4 4 4 1 4 8 bytes, packed, from offset 20,
-// calls the handler and releases the target. A debugger lands in decode<...>::run; the arguments stand by value
-// in the frame above.
+// calls the handler and releases the target. A debugger lands in decode<...>::run; the arguments stand by
+// value in the frame above.
 
 #include "inbound/cursor.h"
 #include "inbound/message_table.h"
@@ -28,7 +28,8 @@ struct decode_frame
 };
 
 /// Reads the target's result and error where the message has them. `result_width` 0: the call returns nothing
-/// that travels; `neutral_error` stands for an absent error word; `has_error` false: the message never has one.
+/// that travels; `neutral_error` stands for an absent error word; `has_error` false: the message never has
+/// one.
 void begin_decode(decode_frame& frame, unsigned result_width, bool has_error, unsigned neutral_error);
 /// Reports a short message once and, unless commands are batched, releases the target.
 void end_decode(decode_frame& frame) noexcept;
@@ -46,8 +47,9 @@ concept wire_number = std::is_arithmetic_v<T>;
 template <class T>
 struct field
 {
-    static_assert(sizeof(T) == 0, "a handler parameter must be a number, target_ptr, inline_array, result_of or "
-                                  "a target error: a raw pointer can't come from the target");
+    static_assert(sizeof(T) == 0,
+                  "a handler parameter must be a number, target_ptr, inline_array, result_of or "
+                  "a target error: a raw pointer can't come from the target");
 };
 template <wire_number T>
 struct field<T>
@@ -94,8 +96,7 @@ struct field<egl_target_error>
     static egl_target_error get(decode_frame& f) { return {f.target_error}; }
 };
 
-namespace decoder_detail
-{
+namespace decoder_detail {
 template <class T>
 inline constexpr unsigned result_width = 0;
 template <class T>
@@ -142,7 +143,7 @@ void decode(pid_t pid, tid_t tid, void* message, uint32_t size)
 }
 
 /// A row of the table: `ROW(gles20_clear, gles20_glClear)`.
-#define ROW(name, handler)                                                                                    \
+#define ROW(name, handler)                                                                                   \
     built_row                                                                                                \
     {                                                                                                        \
         wire::inbound::name, &decode<wire::inbound::name, &handler>                                          \

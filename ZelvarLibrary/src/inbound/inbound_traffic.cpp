@@ -13,8 +13,7 @@
 #include <cstring>
 #include <new>
 
-namespace
-{
+namespace {
 constexpr uint32_t unknown_type = 0xffffffff;
 constexpr uint32_t highest_accepted_type = 601; // one more than there are rows: the look-up copes
 
@@ -46,8 +45,8 @@ void route(void* message, uint32_t length)
     int pid = 0;
     unsigned long tid = 0;
     sidechannel_message_header_get_process_and_thread_id(message, length, &pid, &tid);
-    LOG_TRACE("zelvar_inbound_traffic_api_host_data_callback(): pid=%d tid=%ld msg_type=0x%08x len=%d", pid, tid,
-              type, length);
+    LOG_TRACE("zelvar_inbound_traffic_api_host_data_callback(): pid=%d tid=%ld msg_type=0x%08x len=%d", pid,
+              tid, type, length);
     if (type == wire::inbound::command_executed)
         return take_confirmation(message, length, pid, tid);
     if (type == unknown_type) {

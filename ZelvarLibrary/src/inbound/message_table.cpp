@@ -18,8 +18,7 @@ void _zelvar_inbound_traffic_report_shim_message(pid_t pid, tid_t tid, void* mes
 inbound_decoder zelvar_LUT[wire::inbound::row_count];
 inbound_decoder* const pZelvar_LUT = zelvar_LUT;
 
-namespace
-{
+namespace {
 template <class F>
 struct prototype;
 template <class R, class... A>
@@ -82,44 +81,69 @@ constexpr bool every_type_has_one_name()
 }
 static_assert(every_type_has_one_name(), "the message lists leave a hole or fill an empty row");
 
-std::array<bool, wire::inbound::row_count + 1> built{};
+/// Decoders of the rows that are built, by type.
+std::array<inbound_decoder, wire::inbound::row_count + 1> built{};
 
-void set_row(uint32_t type, inbound_decoder decoder)
+/// What every row does: its decoder, or the answer that there is none yet.
+void run_row(uint32_t type, pid_t pid, tid_t tid, void* message, uint32_t size)
 {
-    zelvar_LUT[type - 1] = decoder;
-    built[type] = true;
+    if (inbound_decoder decoder = built[type])
+        decoder(pid, tid, message, size);
+    else
+        answer_not_built(type, pid, tid);
 }
+} // namespace
 
-template <uint32_t Type>
-void not_built_row(pid_t pid, tid_t tid, void*, uint32_t)
-{
-    answer_not_built(Type, pid, tid);
-}
-
-/// Runs when the library is loaded: rows that have no handler yet answer so, then the built ones replace them.
-__attribute__((constructor)) void put_table_together()
-{
-#define ZELVAR_MESSAGE(id, name, group, function) zelvar_LUT[id - 1] = &not_built_row<id>;
+// The rows, each under the name of its message, so that a stack tells which call is under way.
+#define ZELVAR_MESSAGE(id, name, group, function)                                                            \
+    static void _zelvar_inbound_traffic_##name(pid_t pid, tid_t tid, void* message, uint32_t size)           \
+    {                                                                                                        \
+        run_row(id, pid, tid, message, size);                                                                \
+    }
 #include "wire/messages_egl.inc"
 #include "wire/messages_gles.inc"
 #include "wire/messages_vk.inc"
 #undef ZELVAR_MESSAGE
-    set_row(wire::inbound::batch_commands, &_zelvar_inbound_traffic_batch_commands);
-    set_row(wire::inbound::get_settings, &_zelvar_inbound_traffic_get_settings);
-    set_row(wire::inbound::report_shim_message, &_zelvar_inbound_traffic_report_shim_message);
+
+namespace {
+/// Runs when the library is loaded, before anything can be in a queue.
+__attribute__((constructor)) void put_table_together()
+{
+#define ZELVAR_SHIM_MESSAGE(id, name)                                                                        \
+    zelvar_LUT[id - 1] = &_zelvar_inbound_traffic_##name;                                                    \
+    built[id] = &_zelvar_inbound_traffic_##name;
+#include "wire/messages_shim.inc"
+#undef ZELVAR_SHIM_MESSAGE
+#define ZELVAR_MESSAGE(id, name, group, function) zelvar_LUT[id - 1] = &_zelvar_inbound_traffic_##name;
+#include "wire/messages_egl.inc"
+#include "wire/messages_gles.inc"
+#include "wire/messages_vk.inc"
+#undef ZELVAR_MESSAGE
     for (const row_family& family : row_families)
         for (size_t i = 0; i < *family.count; ++i)
-            set_row(family.rows[i].type, family.rows[i].decoder);
+            built[family.rows[i].type] = family.rows[i].decoder;
 }
 
-constexpr bool in_table(uint32_t type) { return type >= 1 && type <= wire::inbound::row_count; }
+constexpr bool in_table(uint32_t type)
+{
+    return type >= 1 && type <= wire::inbound::row_count;
+}
 } // namespace
 
-inbound_decoder zelvar_row_of_type(uint32_t type) { return in_table(type) ? zelvar_LUT[type - 1] : nullptr; }
+inbound_decoder zelvar_row_of_type(uint32_t type)
+{
+    return in_table(type) ? zelvar_LUT[type - 1] : nullptr;
+}
 
-const message_info& message_info_of_type(uint32_t type) { return message_infos[in_table(type) ? type : 0]; }
+const message_info& message_info_of_type(uint32_t type)
+{
+    return message_infos[in_table(type) ? type : 0];
+}
 
-bool message_is_built(uint32_t type) { return in_table(type) && built[type]; }
+bool message_is_built(uint32_t type)
+{
+    return in_table(type) && built[type] != nullptr;
+}
 
 // The seam of a decoder table that would need set-up; this one needs none.
 void zelvar_inbound_traffic_init() {}

@@ -10,8 +10,7 @@
 #include <array>
 #include <atomic>
 
-namespace
-{
+namespace {
 std::array<std::atomic<bool>, wire::inbound::row_count + 1> said_once;
 
 uint8_t width_of_result(const message_info& info, pid_t pid, tid_t tid)

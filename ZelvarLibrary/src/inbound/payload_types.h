@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What the same call returned on the target; stands first in the message while the target runs calls. T gives
-/// the width: GLboolean 1, EGLBoolean, enums and ints 4, handles and pointers 8 (use uint64_t).
+/// What the same call returned on the target; stands first in the message while the target runs calls. T
+/// gives the width: GLboolean 1, EGLBoolean, enums and ints 4, handles and pointers 8 (use uint64_t).
 template <class T>
 struct result_of
 {
@@ -24,8 +24,8 @@ struct egl_target_error
     unsigned code = 0x3000; // EGL_SUCCESS
 };
 
-/// An array that stands inline, last in the message: everything that is left of it. `data` is aligned for T and
-/// lives as long as the handler runs; null when nothing is left.
+/// An array that stands inline, last in the message: everything that is left of it. `data` is aligned for T
+/// and lives as long as the handler runs; null when nothing is left.
 template <class T>
 struct inline_array
 {

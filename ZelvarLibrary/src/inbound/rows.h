@@ -1,12 +1,12 @@
 #pragma once
-// The rows whose handlers are built, a list per family. Constant-initialised: the table is put together before
-// any code of the library runs.
+// The rows whose handlers are built, a list per family. Constant-initialised: the table is put together
+// before any code of the library runs.
 
 #include "inbound/message_table.h"
 
 #include <cstddef>
 
-#define ZELVAR_ROW_FAMILY(family)                                                                             \
+#define ZELVAR_ROW_FAMILY(family)                                                                            \
     extern const built_row family##_rows[];                                                                  \
     extern const size_t family##_row_count;
 #include "inbound/row_families.inc"

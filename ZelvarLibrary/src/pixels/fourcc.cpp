@@ -3,8 +3,7 @@
 #include "sidechannel_log.h"
 #include "wire/api.h"
 
-namespace
-{
+namespace {
 enum class alpha : uint8_t
 {
     kept,

@@ -12,7 +12,7 @@ enum fourcc_flavour : uint32_t
     fourcc_for_model = 1,
 };
 
-/// Fills format, type, bits per pixel and remove-alpha of `descriptor`. False, logged, for an unknown code, and
-/// for the single-channel one, which fills the descriptor all the same.
+/// Fills format, type, bits per pixel and remove-alpha of `descriptor`. False, logged, for an unknown code,
+/// and for the single-channel one, which fills the descriptor all the same.
 bool zelvar_helper_breakdown_fourcc_color(uint32_t fourcc, wire::winsys_buffer_object_descriptor* descriptor,
                                           fourcc_flavour flavour);

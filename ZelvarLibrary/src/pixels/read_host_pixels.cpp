@@ -11,8 +11,7 @@
 
 using gles_table = sidechannel_gles_imports;
 
-namespace
-{
+namespace {
 struct pack_parameter
 {
     uint32_t pname;
@@ -55,7 +54,8 @@ bool framebuffer_is_complete()
     auto status = host::gl<&gles_table::glCheckFramebufferStatus>(GL_FRAMEBUFFER);
     if (status.ok() && status.result == GL_FRAMEBUFFER_COMPLETE)
         return true;
-    LOG_ERROR("Currently bound framebuffer is not framebuffer complete, host_status is 0x%04X.", status.result);
+    LOG_ERROR("Currently bound framebuffer is not framebuffer complete, host_status is 0x%04X.",
+              status.result);
     return false;
 }
 
@@ -74,8 +74,8 @@ bool samples_allow_reading(bool is_gles3)
 }
 
 /// The host can't deliver this layout: read RGBA8 and convert.
-bool read_converted(uint8_t* block, uint32_t width, uint32_t height, uint32_t bytes_per_pixel, uint32_t format,
-                    uint32_t type)
+bool read_converted(uint8_t* block, uint32_t width, uint32_t height, uint32_t bytes_per_pixel,
+                    uint32_t format, uint32_t type)
 {
     bool direct = bytes_per_pixel == 4;
     pixel_block temporary{nullptr, &std::free};
@@ -87,8 +87,8 @@ bool read_converted(uint8_t* block, uint32_t width, uint32_t height, uint32_t by
     uint8_t* source = direct ? block : temporary.get();
     auto read = host::gl<&gles_table::glReadPixels>(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, source);
     if (!read.ok()) {
-        LOG_ERROR("HOST_GL_READ_PIXELS failed during swizzling: %x native format: %x native type: %x", read.error,
-                  GL_RGBA, GL_UNSIGNED_BYTE);
+        LOG_ERROR("HOST_GL_READ_PIXELS failed during swizzling: %x native format: %x native type: %x",
+                  read.error, GL_RGBA, GL_UNSIGNED_BYTE);
         return false;
     }
     uint32_t bits = bytes_per_pixel * 8;
@@ -122,13 +122,15 @@ bool read_into(uint8_t* block, uint32_t width, uint32_t height, uint32_t bytes_p
 bool can_read(uint32_t bytes_per_pixel, uint32_t format, uint32_t type)
 {
     if (bytes_per_pixel < 2 || bytes_per_pixel > 4) {
-        LOG_FATAL("zelvar_helpers_read_pixels_from_host_GPU(): bytesPerPixel %d not supported", bytes_per_pixel);
+        LOG_FATAL("zelvar_helpers_read_pixels_from_host_GPU(): bytesPerPixel %d not supported",
+                  bytes_per_pixel);
         return false;
     }
     if (format == 0 || type == 0) {
-        LOG_ERROR("In Reading Pixels from host for image pixels at %lx format passed in was : %x type passed in "
-                  "was: %x.",
-                  0ul, format, type);
+        LOG_ERROR(
+            "In Reading Pixels from host for image pixels at %lx format passed in was : %x type passed in "
+            "was: %x.",
+            0ul, format, type);
         return false;
     }
     return true;
@@ -162,7 +164,8 @@ void zelvar_helpers_set_pack_params_value_back(const sidechannel_gles_imports*,
     for_each_changed(pack_params, is_gles3, [&](const pack_parameter& p) {
         auto set = host::gl<&gles_table::glPixelStorei>(p.pname, pack_params.*p.field);
         if (!set.ok())
-            LOG_ERROR("FAIL to set the %s param back. glPixelStorei failed with error code %#x", p.name, set.error);
+            LOG_ERROR("FAIL to set the %s param back. glPixelStorei failed with error code %#x", p.name,
+                      set.error);
     });
 }
 

@@ -5,8 +5,7 @@
 
 #include <cstddef>
 
-namespace
-{
+namespace {
 constexpr uint32_t BGR = 0x80E0;  // GL_BGR_EXT
 constexpr uint32_t BGRA = 0x80E1; // GL_BGRA_EXT
 constexpr uint32_t UINT_8888 = 0x8035;
@@ -16,7 +15,10 @@ constexpr uint32_t USHORT_1555_REV = 0x8366;
 using pixel_writer = void (*)(const uint8_t* s, uint8_t* d);
 
 /// Alpha for a source without one: pure black turns transparent.
-uint8_t made_alpha(const uint8_t* s) { return s[0] || s[1] || s[2] ? 255 : 0; }
+uint8_t made_alpha(const uint8_t* s)
+{
+    return s[0] || s[1] || s[2] ? 255 : 0;
+}
 
 template <int A, int B, int C>
 void three(const uint8_t* s, uint8_t* d)
@@ -111,10 +113,13 @@ constexpr conversion conversions[] = {
     {24, 32, BGR8, {BGRA, UINT_8888}, add_alpha_first<2, 1, 0>, false},
 };
 
-bool same(const pixel_layout& a, uint32_t format, uint32_t type) { return a.format == format && a.type == type; }
+bool same(const pixel_layout& a, uint32_t format, uint32_t type)
+{
+    return a.format == format && a.type == type;
+}
 
-const conversion* find_conversion(uint32_t dst_format, uint32_t dst_type, uint32_t src_format, uint32_t src_type,
-                                  uint32_t src_bits, uint32_t dst_bits)
+const conversion* find_conversion(uint32_t dst_format, uint32_t dst_type, uint32_t src_format,
+                                  uint32_t src_type, uint32_t src_bits, uint32_t dst_bits)
 {
     for (const conversion& c : conversions) {
         bool bits = c.src_bits ? c.src_bits == src_bits && c.dst_bits == dst_bits : src_bits == dst_bits;
@@ -127,9 +132,9 @@ const conversion* find_conversion(uint32_t dst_format, uint32_t dst_type, uint32
 }
 } // namespace
 
-bool zelvar_helpers_swizzle_pixels(uint32_t dst_format, uint32_t dst_type, uint32_t src_format, uint32_t src_type,
-                                   uint32_t height, uint32_t width, uint32_t src_bits, uint32_t dst_bits,
-                                   uint8_t* source, uint8_t* destination)
+bool zelvar_helpers_swizzle_pixels(uint32_t dst_format, uint32_t dst_type, uint32_t src_format,
+                                   uint32_t src_type, uint32_t height, uint32_t width, uint32_t src_bits,
+                                   uint32_t dst_bits, uint8_t* source, uint8_t* destination)
 {
     const conversion* found = find_conversion(dst_format, dst_type, src_format, src_type, src_bits, dst_bits);
     if (!found) {

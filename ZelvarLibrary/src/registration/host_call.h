@@ -9,10 +9,8 @@
 
 #include <type_traits>
 
-namespace host
-{
-namespace detail
-{
+namespace host {
+namespace detail {
 void log_missing(const char* name);
 
 template <auto Field, class R, class Table, class... P, class... A>
@@ -39,7 +37,8 @@ bool invoke(const Table& table, R* result, R (*Table::*)(P...), A... arguments)
 inline unsigned gl_error()
 {
     const auto* gles = zelvar_imports_get_gles_ptrs();
-    zelvar_test_support_increment_hostside_call_counter(zelvar_call_of<&sidechannel_gles_imports::glGetError>());
+    zelvar_test_support_increment_hostside_call_counter(
+        zelvar_call_of<&sidechannel_gles_imports::glGetError>());
     if (!gles->glGetError) [[unlikely]]
         return GL_NO_ERROR;
     unsigned error = gles->glGetError();
@@ -50,7 +49,8 @@ inline unsigned gl_error()
 inline unsigned egl_error()
 {
     const auto* egl = zelvar_imports_get_egl_ptrs();
-    zelvar_test_support_increment_hostside_call_counter(zelvar_call_of<&sidechannel_egl_imports::eglGetError>());
+    zelvar_test_support_increment_hostside_call_counter(
+        zelvar_call_of<&sidechannel_egl_imports::eglGetError>());
     if (!egl->eglGetError) [[unlikely]]
         return EGL_SUCCESS;
     auto error = static_cast<unsigned>(egl->eglGetError());

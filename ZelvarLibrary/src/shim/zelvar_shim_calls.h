@@ -3,12 +3,13 @@
 //
 //     int32_t count = 0;
 //     unsigned error = 0;
-//     zelvar_shim_dispatch_egl_get_configs_call(pid, tid, display, target_ptr{}, 0, block, &count, 4, &error);
+//     zelvar_shim_dispatch_egl_get_configs_call(pid, tid, display, target_ptr{}, 0, block, &count, 4,
+//     &error);
 //
-// Arguments come in API order: pointers and handles as 64-bit target values, all else at its own type. `result`
-// receives `result_size` bytes, `error` the target's error code; both stay untouched when the target can't be
-// asked. Blocks until the target has answered; a call that returns nothing and has no output is only queued,
-// with error 0, while batchTargetCommands is on.
+// Arguments come in API order: pointers and handles as 64-bit target values, all else at its own type.
+// `result` receives `result_size` bytes, `error` the target's error code; both stay untouched when the target
+// can't be asked. Blocks until the target has answered; a call that returns nothing and has no output is only
+// queued, with error 0, while batchTargetCommands is on.
 
 #include "shim/zelvar_shim_request.h"
 #include "wire/api.h"
@@ -21,12 +22,11 @@
 struct target_value
 {
     uint64_t value = 0;
-    target_value(uint64_t number) : value(number) {}              // NOLINT: the conversion is the purpose
-    target_value(target_ptr pointer) : value(pointer.address) {}  // NOLINT
+    target_value(uint64_t number) : value(number) {}             // NOLINT: the conversion is the purpose
+    target_value(target_ptr pointer) : value(pointer.address) {} // NOLINT
 };
 
-namespace target_call_detail
-{
+namespace target_call_detail {
 struct description
 {
     uint32_t type;
@@ -60,9 +60,15 @@ inline constexpr bool is_output<GLsync> = false;
 template <>
 inline constexpr bool is_output<wl_egl_window*> = false;
 
-constexpr bool takes_image_handle(std::string_view function) { return function.starts_with("glEGLImageTarget"); }
+constexpr bool takes_image_handle(std::string_view function)
+{
+    return function.starts_with("glEGLImageTarget");
+}
 
-inline shim_request::wire_field field_of(const target_value& value) { return {&value.value, 8}; }
+inline shim_request::wire_field field_of(const target_value& value)
+{
+    return {&value.value, 8};
+}
 template <class T>
 shim_request::wire_field field_of(const T& value)
 {
@@ -94,8 +100,8 @@ struct target_call<R(A...)>
     }
 };
 
-#define ZELVAR_MESSAGE(id, name, group, function)                                                             \
-    inline constexpr target_call<decltype(function)> zelvar_shim_dispatch_##name##_call{                      \
+#define ZELVAR_MESSAGE(id, name, group, function)                                                            \
+    inline constexpr target_call<decltype(function)> zelvar_shim_dispatch_##name##_call{                     \
         id, "zelvar_shim_dispatch_" #name "_call", #group, #function};
 // A client wait is split between shim and library: there is no such request.
 #define zelvar_shim_dispatch_egl_client_wait_sync_khr_call zelvar_no_client_wait_request

@@ -16,14 +16,15 @@ struct semaphore__;
 // Return values. Nothing wakes the target: the value goes out ahead of the leave message. The plain form does
 // nothing while the target runs calls itself.
 void zelvar_shim_dispatch_set_return_value_message(pid_t pid, tid_t tid, uint8_t size, const void* data);
-void zelvar_shim_dispatch_set_return_value_message_force(pid_t pid, tid_t tid, uint8_t size, const void* data);
+void zelvar_shim_dispatch_set_return_value_message_force(pid_t pid, tid_t tid, uint8_t size,
+                                                         const void* data);
 /// Ends the target's wait. Asserts that the thread's context is not locked.
 void zelvar_shim_dispatch_leave_message_processing_loop(pid_t pid, tid_t tid);
 
-// Target memory. Reads of addresses that the target doesn't have give zeros and one ERROR line; when the target
-// can't be asked at all the destination stays untouched. False in both cases.
-bool zelvar_shim_dispatch_read_from_shim_address_space(pid_t pid, tid_t tid, uint32_t size, target_ptr address,
-                                                       void* destination);
+// Target memory. Reads of addresses that the target doesn't have give zeros and one ERROR line; when the
+// target can't be asked at all the destination stays untouched. False in both cases.
+bool zelvar_shim_dispatch_read_from_shim_address_space(pid_t pid, tid_t tid, uint32_t size,
+                                                       target_ptr address, void* destination);
 /// Does nothing while the target runs calls itself.
 void zelvar_shim_dispatch_write_to_shim_address_space(pid_t pid, tid_t tid, uint32_t size, const void* source,
                                                       target_ptr address);
@@ -74,11 +75,11 @@ void zelvar_shim_dispatch_store_attribute_index_used_by_program_in_shim_context(
                                                                                 uint32_t attrib_index);
 
 // Window system of the target.
-void zelvar_shim_dispatch_winsys_buffer_object_begin_use(pid_t pid, tid_t tid, uint64_t egl_client_buffer_handle,
-                                                         uint32_t field,
+void zelvar_shim_dispatch_winsys_buffer_object_begin_use(pid_t pid, tid_t tid,
+                                                         uint64_t egl_client_buffer_handle, uint32_t field,
                                                          wire::winsys_buffer_object_descriptor* result);
-void zelvar_shim_dispatch_winsys_buffer_object_end_use(pid_t pid, tid_t tid, uint64_t egl_client_buffer_handle,
-                                                       uint32_t* result);
+void zelvar_shim_dispatch_winsys_buffer_object_end_use(pid_t pid, tid_t tid,
+                                                       uint64_t egl_client_buffer_handle, uint32_t* result);
 void zelvar_shim_dispatch_winsys_connect_window(pid_t pid, tid_t tid, uint64_t window, uint64_t surface,
                                                 bool* ok);
 void zelvar_shim_dispatch_winsys_disconnect_window(pid_t pid, tid_t tid, uint64_t surface);
@@ -92,7 +93,8 @@ void zelvar_shim_dispatch_winsys_unmap_buffer_object(pid_t pid, tid_t tid, targe
 void zelvar_shim_dispatch_winsys_map_buffer_object_vk(pid_t pid, tid_t tid, uint64_t handle,
                                                       wire::winsys_buffer_vk_data_descriptor* result);
 void zelvar_shim_dispatch_vkAllocateMemory(pid_t pid, tid_t tid, uint64_t device, uint64_t allocate_info,
-                                           uint64_t allocator, uint64_t memory, uint32_t flags, uint64_t* result);
+                                           uint64_t allocator, uint64_t memory, uint32_t flags,
+                                           uint64_t* result);
 
 /// Releases the simulator's thread with all that was written and waits for the target's confirmation. False
 /// when the library is going down and no confirmation will come.

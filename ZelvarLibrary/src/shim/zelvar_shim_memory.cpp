@@ -15,10 +15,9 @@ using shim_service::registered_or_faked;
 using shim_service::request;
 namespace out = wire::outbound;
 
-namespace
-{
-/// The model interface of a process for the length of an access. Without a channel there is no memory to reach:
-/// whatever pid a message names, that is no reason to stop.
+namespace {
+/// The model interface of a process for the length of an access. Without a channel there is no memory to
+/// reach: whatever pid a message names, that is no reason to stop.
 class model_access
 {
 public:
@@ -55,8 +54,8 @@ bool read_through_model(pid_t pid, uint32_t size, target_ptr address, void* dest
     if (got >= size)
         return true;
     std::memset(static_cast<char*>(destination) + got, 0, size - got);
-    LOG_ERROR("Process %d has no memory at [0x%lx-0x%lx]: %u of %u bytes read, zeros taken for the rest.", pid,
-              address.address, address.address + size, got, size);
+    LOG_ERROR("Process %d has no memory at [0x%lx-0x%lx]: %u of %u bytes read, zeros taken for the rest.",
+              pid, address.address, address.address + size, got, size);
     return false;
 }
 
@@ -68,8 +67,8 @@ void write_through_model(pid_t pid, uint32_t size, const void* source, target_pt
 }
 } // namespace
 
-bool zelvar_shim_dispatch_read_from_shim_address_space(pid_t pid, tid_t tid, uint32_t size, target_ptr address,
-                                                       void* destination)
+bool zelvar_shim_dispatch_read_from_shim_address_space(pid_t pid, tid_t tid, uint32_t size,
+                                                       target_ptr address, void* destination)
 {
     if (registered_or_faked(out::read_from_shim_address_space, destination, size, address.address))
         return true;
@@ -131,7 +130,8 @@ void zelvar_shim_dispatch_get_string(pid_t pid, tid_t tid, target_ptr address, s
         LOG_ERROR("String on target side has not been retrieved!");
         return;
     }
-    zelvar_shim_dispatch_read_from_shim_address_space(pid, tid, static_cast<uint32_t>(size), address, block.get());
+    zelvar_shim_dispatch_read_from_shim_address_space(pid, tid, static_cast<uint32_t>(size), address,
+                                                      block.get());
     out->assign(block.get(), strnlen(block.get(), length));
 }
 

@@ -7,8 +7,7 @@
 
 #include <atomic>
 
-namespace
-{
+namespace {
 std::atomic<bool> waits_abandoned{false};
 
 void write_field(ChannelInterfaceWrapper* channel, const void* data, uint32_t width)
@@ -17,11 +16,11 @@ void write_field(ChannelInterfaceWrapper* channel, const void* data, uint32_t wi
 }
 } // namespace
 
-namespace shim_request
-{
+namespace shim_request {
 void send(ChannelInterfaceWrapper* channel, uint32_t type, pid_t pid, tid_t tid, uint32_t declared_size,
           const wire_field* fields, size_t count)
 {
+    LOG_TRACE("%s (%u) for <%d, %ld>", name_of(type), type, pid, static_cast<long>(tid));
     Autolock send_lock{channel->sendLock()};
     write_field(channel, &declared_size, sizeof(declared_size));
     write_field(channel, &type, sizeof(type));
@@ -31,8 +30,7 @@ void send(ChannelInterfaceWrapper* channel, uint32_t type, pid_t pid, tid_t tid,
         write_field(channel, fields[i].data, fields[i].width);
 }
 
-namespace
-{
+namespace {
 /// The locked context of the requesting thread for the length of a wait.
 class context_hold
 {
@@ -153,4 +151,7 @@ bool zelvar_shim_dispatch_wait_for_target_response(scChannelInterface* channel, 
     return !waits_abandoned.load();
 }
 
-void zelvar_shim_dispatch_abandon_waits(bool abandon) { waits_abandoned.store(abandon); }
+void zelvar_shim_dispatch_abandon_waits(bool abandon)
+{
+    waits_abandoned.store(abandon);
+}

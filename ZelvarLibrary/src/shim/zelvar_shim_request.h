@@ -1,6 +1,6 @@
 #pragma once
-// How a request reaches the target and how its answer comes back. Requests of one worker are strictly one at a
-// time; the worker holds its thread's context data across the wait.
+// How a request reaches the target and how its answer comes back. Requests of one worker are strictly one at
+// a time; the worker holds its thread's context data across the wait.
 
 #include "object_manager/records.h"
 #include "zelvar_types.h"
@@ -14,8 +14,7 @@
 
 class ChannelInterfaceWrapper;
 
-namespace shim_request
-{
+namespace shim_request {
 /// One payload field: its bytes, packed on the wire at `width`.
 struct wire_field
 {
@@ -23,8 +22,8 @@ struct wire_field
     uint32_t width;
 };
 
-/// What a confirmation brings. Lives in the call-back map until the confirmation fetches it or another request
-/// replaces it, so a late confirmation never meets a dead stack frame.
+/// What a confirmation brings. Lives in the call-back map until the confirmation fetches it or another
+/// request replaces it, so a late confirmation never meets a dead stack frame.
 struct callback_data
 {
     std::array<uint8_t, 255> result{};
@@ -34,13 +33,16 @@ struct callback_data
     std::shared_ptr<semaphore__> semaphore;
 };
 
+/// Name of an outbound type for logs; "?" for a number that has none.
+const char* name_of(uint32_t type);
+
 /// Writes a whole message to the outbound buffer, field by field under the channel's send lock.
 /// `declared_size` is what the header says; nothing is released.
 void send(ChannelInterfaceWrapper* channel, uint32_t type, pid_t pid, tid_t tid, uint32_t declared_size,
           const wire_field* fields, size_t count);
 
-/// Sends a request and waits for its confirmation. `result` (may be null with size 0) and `error` (may be null)
-/// stay untouched when no answer comes. False when nothing was sent or the library is going down.
+/// Sends a request and waits for its confirmation. `result` (may be null with size 0) and `error` (may be
+/// null) stay untouched when no answer comes. False when nothing was sent or the library is going down.
 /// `missing_channel_is_logged`: services say so, calls don't.
 bool ask(uint32_t type, pid_t pid, tid_t tid, uint32_t declared_size, const wire_field* fields, size_t count,
          void* result, uint32_t result_size, unsigned* error,

@@ -1,16 +1,15 @@
 #pragma once
-// The frame of a service: counted, registered, answered by a queued fake when there is one, else sent. A fake's
-// output stands in its first argument slot.
+// The frame of a service: counted, registered, answered by a queued fake when there is one, else sent. A
+// fake's output stands in its first argument slot.
 
 #include "registration/zelvar_test_support.h"
 #include "shim/zelvar_shim_request.h"
 #include "wire/wire.h"
 #include "zelvar_types.h"
 
-namespace shim_service
-{
-/// Passes the call registration; true when a queued result was delivered to `output` (may be null) and nothing
-/// must be sent.
+namespace shim_service {
+/// Passes the call registration; true when a queued result was delivered to `output` (may be null) and
+/// nothing must be sent.
 template <class... A>
 bool registered_or_faked(uint32_t type, void* output, const A&... arguments)
 {

@@ -69,14 +69,16 @@ void zelvar_shim_dispatch_get_target_pointer_size(pid_t pid, tid_t tid, uint32_t
 void zelvar_shim_dispatch_get_pixmap_data(pid_t pid, tid_t tid, uint64_t pixmap_handle, target_ptr shim_ptr,
                                           target_ptr windows_dc_ptr, uint32_t* result)
 {
-    request(out::get_pixmap_data, pid, tid, result, 4, pixmap_handle, shim_ptr.address, windows_dc_ptr.address);
+    request(out::get_pixmap_data, pid, tid, result, 4, pixmap_handle, shim_ptr.address,
+            windows_dc_ptr.address);
 }
 
 void zelvar_shim_dispatch_get_pixmap_properties(pid_t pid, tid_t tid, uint64_t pixmap_handle,
                                                 target_ptr windows_dc_ptr,
                                                 _zelvar_to_shim_pixmap_object_desc* result)
 {
-    request(out::get_pixmap_properties, pid, tid, result, sizeof(*result), pixmap_handle, windows_dc_ptr.address);
+    request(out::get_pixmap_properties, pid, tid, result, sizeof(*result), pixmap_handle,
+            windows_dc_ptr.address);
 }
 
 void zelvar_shim_dispatch_get_proc_address(pid_t pid, tid_t tid, target_ptr proc_name, uint64_t* result)
@@ -135,8 +137,8 @@ void zelvar_shim_dispatch_store_attribute_index_used_by_program_in_shim_context(
             attrib_index);
 }
 
-void zelvar_shim_dispatch_winsys_buffer_object_begin_use(pid_t pid, tid_t tid, uint64_t egl_client_buffer_handle,
-                                                         uint32_t field,
+void zelvar_shim_dispatch_winsys_buffer_object_begin_use(pid_t pid, tid_t tid,
+                                                         uint64_t egl_client_buffer_handle, uint32_t field,
                                                          wire::winsys_buffer_object_descriptor* result)
 {
     if (registered_or_faked(out::winsys_buffer_object_begin_use, result, egl_client_buffer_handle, field))
@@ -147,13 +149,14 @@ void zelvar_shim_dispatch_winsys_buffer_object_begin_use(pid_t pid, tid_t tid, u
                       sizeof(*result), nullptr, nullptr, true);
 }
 
-void zelvar_shim_dispatch_winsys_buffer_object_end_use(pid_t pid, tid_t tid, uint64_t egl_client_buffer_handle,
-                                                       uint32_t* result)
+void zelvar_shim_dispatch_winsys_buffer_object_end_use(pid_t pid, tid_t tid,
+                                                       uint64_t egl_client_buffer_handle, uint32_t* result)
 {
     request(out::winsys_buffer_object_end_use, pid, tid, result, 4, egl_client_buffer_handle);
 }
 
-void zelvar_shim_dispatch_winsys_connect_window(pid_t pid, tid_t tid, uint64_t window, uint64_t surface, bool* ok)
+void zelvar_shim_dispatch_winsys_connect_window(pid_t pid, tid_t tid, uint64_t window, uint64_t surface,
+                                                bool* ok)
 {
     // Any byte can arrive: read it as a number first.
     uint8_t answer = *ok;
@@ -184,8 +187,8 @@ void zelvar_shim_dispatch_winsys_get_window_width(pid_t pid, tid_t tid, uint64_t
 void zelvar_shim_dispatch_winsys_map_buffer_object(pid_t pid, tid_t tid, uint64_t egl_client_buffer_handle,
                                                    wire::winsys_buffer_object_descriptor* descriptor)
 {
-    request(out::winsys_map_buffer_object, pid, tid, descriptor, sizeof(*descriptor), egl_client_buffer_handle,
-            wire::winsys_buffer_object_descriptor{*descriptor});
+    request(out::winsys_map_buffer_object, pid, tid, descriptor, sizeof(*descriptor),
+            egl_client_buffer_handle, wire::winsys_buffer_object_descriptor{*descriptor});
 }
 
 void zelvar_shim_dispatch_winsys_unmap_buffer_object(pid_t pid, tid_t tid, target_ptr mapped_pixels,
@@ -201,7 +204,8 @@ void zelvar_shim_dispatch_winsys_map_buffer_object_vk(pid_t pid, tid_t tid, uint
 }
 
 void zelvar_shim_dispatch_vkAllocateMemory(pid_t pid, tid_t tid, uint64_t device, uint64_t allocate_info,
-                                           uint64_t allocator, uint64_t memory, uint32_t flags, uint64_t* result)
+                                           uint64_t allocator, uint64_t memory, uint32_t flags,
+                                           uint64_t* result)
 {
     request(out::vkAllocateMemory, pid, tid, result, 8, device, allocate_info, allocator, memory, flags);
 }

@@ -10,12 +10,14 @@
 #include <new>
 #include <thread>
 
-namespace
-{
+namespace {
 /// Asynchronous releases under way; unloading waits for them.
 std::atomic<int> releases_under_way{0};
 
-bool host_has(auto sidechannel_egl_imports::*slot) { return zelvar_imports_get_egl_ptrs()->*slot != nullptr; }
+bool host_has(auto sidechannel_egl_imports::*slot)
+{
+    return zelvar_imports_get_egl_ptrs()->*slot != nullptr;
+}
 
 void destroy_current_context(EGLDisplay display, EGLContext context)
 {
@@ -23,8 +25,8 @@ void destroy_current_context(EGLDisplay display, EGLContext context)
     if (!destroyed.result)
         LOG_WARN("Could not release GLES2.0 context that would have leaked otherwise. Error reported [%#x]",
                  destroyed.error);
-    auto unbound = host::egl<&sidechannel_egl_imports::eglMakeCurrent>(display, EGL_NO_SURFACE, EGL_NO_SURFACE,
-                                                                       EGL_NO_CONTEXT);
+    auto unbound = host::egl<&sidechannel_egl_imports::eglMakeCurrent>(display, EGL_NO_SURFACE,
+                                                                       EGL_NO_SURFACE, EGL_NO_CONTEXT);
     // Kept as it is: the line stands for the error word 0.
     if (unbound.error == 0)
         LOG_ERROR("Could not unbind current GLES2.0 context. Error reported [%#x]", unbound.error);
@@ -172,8 +174,9 @@ std::shared_ptr<_zelvar_context_worker> zelvar_context_worker_create()
     return worker;
 }
 
-void zelvar_context_worker_enqueue(const std::shared_ptr<_zelvar_context_worker>& worker, inbound_decoder callback,
-                                   pid_t pid, tid_t tid, const void* message, uint32_t size)
+void zelvar_context_worker_enqueue(const std::shared_ptr<_zelvar_context_worker>& worker,
+                                   inbound_decoder callback, pid_t pid, tid_t tid, const void* message,
+                                   uint32_t size)
 {
     void* copy = worker ? std::malloc(size ? size : 1) : nullptr;
     if (!copy) {

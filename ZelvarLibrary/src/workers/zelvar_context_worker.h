@@ -38,15 +38,17 @@ struct _zelvar_context_worker
 std::shared_ptr<_zelvar_context_worker> zelvar_context_worker_create();
 /// Queues a copy of a message; a null worker or a failed copy drops it with a FATAL line. Runs on the
 /// simulator's thread.
-void zelvar_context_worker_enqueue(const std::shared_ptr<_zelvar_context_worker>& worker, inbound_decoder callback,
-                                   pid_t pid, tid_t tid, const void* message, uint32_t size);
-/// Stops a worker and waits until it is gone; pending tasks are not run. `asynchronous`: on a thread of its own,
-/// so that a worker can release itself. `keep_alive` is dropped once the worker is done (its scratch memory).
+void zelvar_context_worker_enqueue(const std::shared_ptr<_zelvar_context_worker>& worker,
+                                   inbound_decoder callback, pid_t pid, tid_t tid, const void* message,
+                                   uint32_t size);
+/// Stops a worker and waits until it is gone; pending tasks are not run. `asynchronous`: on a thread of its
+/// own, so that a worker can release itself. `keep_alive` is dropped once the worker is done (its scratch
+/// memory).
 void zelvar_context_worker_release(std::shared_ptr<_zelvar_context_worker> worker, bool asynchronous,
                                    std::shared_ptr<void> keep_alive = nullptr);
-/// Stops workers for good while the library is taken down, and waits for them and for the asynchronous releases
-/// under way, `timeout_ns` at the most: one that waits for a lock of the simulator's can't be made to end, and
-/// stays, idle. Returns how many stayed.
+/// Stops workers for good while the library is taken down, and waits for them and for the asynchronous
+/// releases under way, `timeout_ns` at the most: one that waits for a lock of the simulator's can't be made
+/// to end, and stays, idle. Returns how many stayed.
 size_t zelvar_context_worker_stop_all(const std::vector<std::shared_ptr<_zelvar_context_worker>>& workers,
                                       uint64_t timeout_ns);
 /// Waits until every asynchronous release has ended.

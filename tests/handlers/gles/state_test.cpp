@@ -1,4 +1,5 @@
-// State calls, queries, strings and read-back: the exact host calls, what the target gets, what the model keeps.
+// State calls, queries, strings and read-back: the exact host calls, what the target gets, what the model
+// keeps.
 
 #include "handlers/gles/gles_handlers.h"
 #include "handlers/gles/sizes.h"
@@ -10,8 +11,7 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
+namespace {
 namespace in = wire::inbound;
 namespace out = wire::outbound;
 using texts = std::vector<std::string>;
@@ -204,7 +204,8 @@ TEST_F(gles_state, HostIdsOfIndexedBindingsBecomeTheTargets)
     model().data_shared->buffers[5].host_id = 105;
     model().data_shared->deleted_buffers[106] = 6;
     int host_id = 105;
-    fake_host::hook<&sidechannel_gles_imports::glGetIntegeri_v>([&](GLenum, GLuint, GLint* v) { *v = host_id; });
+    fake_host::hook<&sidechannel_gles_imports::glGetIntegeri_v>(
+        [&](GLenum, GLuint, GLint* v) { *v = host_id; });
     auto get = [&](uint32_t pname) {
         target.poke<int32_t>(result_at, -1);
         target.run(target.make(in::gles30_get_integeri_v).u32(pname).u32(0).u64(result_at));

@@ -8,14 +8,16 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 using gles_table = sidechannel_gles_imports;
 
 /// No host has a pbuffer beyond this; a frame that claims more is a target's mistake, not a frame.
 constexpr uint64_t largest_frame = uint64_t{1} << 30; // bytes
 
-constexpr uint32_t bytes_of(uint32_t bits_per_pixel) { return bits_per_pixel / 8 + (bits_per_pixel % 8 != 0); }
+constexpr uint32_t bytes_of(uint32_t bits_per_pixel)
+{
+    return bits_per_pixel / 8 + (bits_per_pixel % 8 != 0);
+}
 
 /// One swap being delivered.
 struct frame_delivery
@@ -47,9 +49,10 @@ bool frame_is_possible(uint32_t width, uint32_t height, uint32_t stride, uint32_
     uint64_t pixels = uint64_t{std::max(width, stride)} * height;
     if (bytes_per_pixel == 0 || pixels <= largest_frame / bytes_per_pixel)
         return true;
-    LOG_ERROR("A frame of %u x %u pixels with a stride of %u is too large. Visual data will not be copied from "
-              "host-side to target-side.",
-              width, height, stride);
+    LOG_ERROR(
+        "A frame of %u x %u pixels with a stride of %u is too large. Visual data will not be copied from "
+        "host-side to target-side.",
+        width, height, stride);
     return false;
 }
 
@@ -64,9 +67,9 @@ void combine(frame_delivery& delivery)
     read_layout layout = layout_for(bytes_per_pixel);
     _inter_frame_data frame;
     frame.reversed = true;
-    if (zelvar_helpers_read_pixels_from_host_GPU(&frame.pCurrentFrame, info.width, info.height, bytes_per_pixel,
-                                                 delivery.host_major, delivery.pack_params, layout.format,
-                                                 layout.type)) {
+    if (zelvar_helpers_read_pixels_from_host_GPU(&frame.pCurrentFrame, info.width, info.height,
+                                                 bytes_per_pixel, delivery.host_major, delivery.pack_params,
+                                                 layout.format, layout.type)) {
         frame.current_size = uint64_t{info.width} * info.height * bytes_per_pixel;
         combiner(delivery.call.pid, delivery.call.tid, &info, &frame, true);
     }
@@ -137,26 +140,28 @@ void park(frame_delivery& delivery, uint64_t target_display, uint64_t target_sur
     zelvar_host_pixel_container* container = zelvar_object_manager_get_host_pixel_container(
         call.pid & model_pid_mask, swap_label, target_surface, 0, true);
     if (!container) {
-        LOG_FATAL("Could not get zelvar_host_pixel_container cache for target EGLSurface [%ld] at process %d. "
-                  "eglSwapBuffers will not draw any pixels",
-                  static_cast<long>(target_surface), call.pid);
+        LOG_FATAL(
+            "Could not get zelvar_host_pixel_container cache for target EGLSurface [%ld] at process %d. "
+            "eglSwapBuffers will not draw any pixels",
+            static_cast<long>(target_surface), call.pid);
         return;
     }
     describe_container(delivery, target_display, container);
     uint16_t width = 0;
     uint16_t height = 0;
     if (!zelvar_object_manager_get_host_surface_properties(call.pid, target_surface, &width, &height)) {
-        LOG_FATAL("Could not get dimensions of host EGLSurface [%#lx]. eglSwapBuffers will not draw any pixels",
-                  static_cast<unsigned long>(target_surface));
+        LOG_FATAL(
+            "Could not get dimensions of host EGLSurface [%#lx]. eglSwapBuffers will not draw any pixels",
+            static_cast<unsigned long>(target_surface));
         return;
     }
     zelvar_object_manager_set_host_pixel_container_height(container, height);
     zelvar_object_manager_set_host_pixel_container_width(container, width);
     uint32_t bytes_per_pixel = bytes_of(container->description.bits_per_pixel);
     uint8_t* pixels = nullptr;
-    if (!zelvar_helpers_read_pixels_from_host_GPU(&pixels, width, height, bytes_per_pixel, delivery.host_major,
-                                                  delivery.pack_params, container->description.format,
-                                                  container->description.type))
+    if (!zelvar_helpers_read_pixels_from_host_GPU(&pixels, width, height, bytes_per_pixel,
+                                                  delivery.host_major, delivery.pack_params,
+                                                  container->description.format, container->description.type))
         return;
     if (_zelvar_is_framebuffer_size(width, height))
         calculateFps(width, height);
@@ -175,9 +180,10 @@ public:
             return;
         auto unbound = host::gl<&gles_table::glBindBuffer>(GL_PIXEL_PACK_BUFFER, 0);
         if (!unbound.ok())
-            LOG_ERROR("FAIL to unbind GL_PIXEL_PACK_BUFFER with error code [%#x], the later glReadPixels call may "
-                      "lead the Combiner to unexpected behavior.",
-                      unbound.error);
+            LOG_ERROR(
+                "FAIL to unbind GL_PIXEL_PACK_BUFFER with error code [%#x], the later glReadPixels call may "
+                "lead the Combiner to unexpected behavior.",
+                unbound.error);
     }
     ~pack_buffer_off()
     {
@@ -191,9 +197,10 @@ public:
         }
         auto bound = host::gl<&gles_table::glBindBuffer>(GL_PIXEL_PACK_BUFFER, found->second.host_id);
         if (!bound.ok())
-            LOG_ERROR("FAIL to bind GL_PIXEL_PACK_BUFFER back with error code [%#x]. It's unlikely to restore the "
-                      "Host-side render state.",
-                      bound.error);
+            LOG_ERROR(
+                "FAIL to bind GL_PIXEL_PACK_BUFFER back with error code [%#x]. It's unlikely to restore the "
+                "Host-side render state.",
+                bound.error);
     }
     pack_buffer_off(const pack_buffer_off&) = delete;
     pack_buffer_off& operator=(const pack_buffer_off&) = delete;
@@ -214,8 +221,9 @@ bool find_bound_window(const egl_handler& call, uint64_t* draw)
     }
     zelvar_surface_type type = surface_pbuffer;
     if (!zelvar_object_manager_get_surface_type(call.pid, *draw, &type)) {
-        LOG_FATAL("Could not retrieve bound draw surface's type. Visual data will not be copied from host-side to "
-                  "target-side.");
+        LOG_FATAL(
+            "Could not retrieve bound draw surface's type. Visual data will not be copied from host-side to "
+            "target-side.");
         return false;
     }
     return type == surface_window;
@@ -249,8 +257,8 @@ void deliver(egl_handler& call, const _zelvar_context_data& context, const buffe
 } // namespace
 
 void egl_eglSwapBuffers(pid_t pid, tid_t tid, uint64_t target_display, uint64_t target_surface,
-                        uint64_t framebuffer, uint32_t framebuffer_length, uint64_t format, uint64_t attributes,
-                        uint32_t bpp, uint32_t height, uint32_t width, uint32_t stride,
+                        uint64_t framebuffer, uint32_t framebuffer_length, uint64_t format,
+                        uint64_t attributes, uint32_t bpp, uint32_t height, uint32_t width, uint32_t stride,
                         result_of<EGLBoolean>, egl_target_error target_error)
 {
     egl_handler call{"egl_eglSwapBuffers", pid, tid, target_error};
@@ -263,23 +271,26 @@ void egl_eglSwapBuffers(pid_t pid, tid_t tid, uint64_t target_display, uint64_t 
     EGLDisplay host_display = EGL_NO_DISPLAY;
     EGLSurface host_surface = EGL_NO_SURFACE;
     if (!zelvar_object_manager_get_host_display(pid, tid, target_display, &host_display)) {
-        LOG_FATAL("Host-side representation of EGLDisplay object [%16ld] not found. Host-side call not executed.",
-                  static_cast<long>(target_display));
+        LOG_FATAL(
+            "Host-side representation of EGLDisplay object [%16ld] not found. Host-side call not executed.",
+            static_cast<long>(target_display));
         return call.reply(EGLBoolean{EGL_FALSE});
     }
     if (!zelvar_object_manager_get_host_surface(pid, target_surface, &host_surface)) {
-        LOG_FATAL("Host-side representation of EGLSurface object [%16ld] not found. Host-side call not executed.",
-                  static_cast<long>(target_surface));
+        LOG_FATAL(
+            "Host-side representation of EGLSurface object [%16ld] not found. Host-side call not executed.",
+            static_cast<long>(target_surface));
         return call.reply(EGLBoolean{EGL_FALSE});
     }
     auto swapped = call.host<&sidechannel_egl_imports::eglSwapBuffers>(host_display, host_surface);
     if (swapped.ok())
         deliver(call, *context,
-                {framebuffer, format, attributes, framebuffer_length, bpp, height, width, stride}, target_display,
-                target_surface);
+                {framebuffer, format, attributes, framebuffer_length, bpp, height, width, stride},
+                target_display, target_surface);
     else
-        LOG_ERROR("Host-side eglSwapBuffers() call failed for host_display=[%ld], host_surface=[%ld] with code "
-                  "=[%d]! Cannot revert.",
-                  reinterpret_cast<long>(host_display), reinterpret_cast<long>(host_surface), swapped.error);
+        LOG_ERROR(
+            "Host-side eglSwapBuffers() call failed for host_display=[%ld], host_surface=[%ld] with code "
+            "=[%d]! Cannot revert.",
+            reinterpret_cast<long>(host_display), reinterpret_cast<long>(host_surface), swapped.error);
     call.reply(swapped.result);
 }

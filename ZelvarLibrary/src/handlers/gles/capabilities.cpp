@@ -1,13 +1,12 @@
-// glEnable and glDisable, guided by the model: what already holds is not asked of the host, and a buffer that the
-// target's surface doesn't have is never tested, though the host's may have one.
+// glEnable and glDisable, guided by the model: what already holds is not asked of the host, and a buffer that
+// the target's surface doesn't have is never tested, though the host's may have one.
 
 #include "handlers/gles/gles_handlers.h"
 #include "handlers/handler.h"
 
 using gles_table = sidechannel_gles_imports;
 
-namespace
-{
+namespace {
 enum class wanted : bool
 {
     disabled,
@@ -39,17 +38,19 @@ bool surface_lacks_buffer(const gles_handler& call, GLenum cap, const char* func
     if (!bound_surface_sizes(call, &depth, &stencil))
         return false;
     if (cap == GL_DEPTH_TEST && depth == 0) {
-        LOG_DEBUG("Target side EGLConfig has no depth size, but %sd(GL_DEPTH_TEST) is called on target side.The "
-                  "host side will ignore the call of %sd(GL_DEPTH_TEST), but this potentially maycause some "
-                  "unexpected behaviors.",
-                  function, function);
+        LOG_DEBUG(
+            "Target side EGLConfig has no depth size, but %sd(GL_DEPTH_TEST) is called on target side.The "
+            "host side will ignore the call of %sd(GL_DEPTH_TEST), but this potentially maycause some "
+            "unexpected behaviors.",
+            function, function);
         return true;
     }
     if (cap == GL_STENCIL_TEST && stencil == 0) {
-        LOG_DEBUG("Target side EGLConfig has no stencil size, but %sd(GL_STENCIL_TEST) is called on target "
-                  "side.The host side will ignore the call of %sd(GL_STENCIL_TEST), but this potentially maycause "
-                  "some unexpected behaviors.",
-                  function, function);
+        LOG_DEBUG(
+            "Target side EGLConfig has no stencil size, but %sd(GL_STENCIL_TEST) is called on target "
+            "side.The host side will ignore the call of %sd(GL_STENCIL_TEST), but this potentially maycause "
+            "some unexpected behaviors.",
+            function, function);
         return true;
     }
     return false;
@@ -90,7 +91,8 @@ void gles20_glDisable(pid_t pid, tid_t tid, GLenum cap, gles_target_error target
     switch_capability<&gles_table::glDisable>(call, cap, wanted::disabled, "glDisable");
 }
 
-void gles20_glIsEnabled(pid_t pid, tid_t tid, GLenum cap, result_of<GLboolean>, gles_target_error target_error)
+void gles20_glIsEnabled(pid_t pid, tid_t tid, GLenum cap, result_of<GLboolean>,
+                        gles_target_error target_error)
 {
     gles_handler call{"gles20_glIsEnabled", pid, tid, target_error};
     call.trace("cap", cap);

@@ -66,7 +66,8 @@ void gles20_glStencilMask(pid_t pid, tid_t tid, GLuint mask, gles_target_error t
         call.host<&gles_table::glStencilMask>(mask);
 }
 
-void gles20_glStencilMaskSeparate(pid_t pid, tid_t tid, GLenum face, GLuint mask, gles_target_error target_error)
+void gles20_glStencilMaskSeparate(pid_t pid, tid_t tid, GLenum face, GLuint mask,
+                                  gles_target_error target_error)
 {
     gles_handler call{"gles20_glStencilMaskSeparate", pid, tid, target_error};
     call.trace("face", face, "mask", mask);

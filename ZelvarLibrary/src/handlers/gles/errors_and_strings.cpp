@@ -8,8 +8,7 @@
 
 using gles_table = sidechannel_gles_imports;
 
-namespace
-{
+namespace {
 /// Puts `text` into target memory in every mode; a null address when the target has no room.
 target_ptr copy_text_to_target(pid_t pid, tid_t tid, std::string_view text)
 {
@@ -17,7 +16,8 @@ target_ptr copy_text_to_target(pid_t pid, tid_t tid, std::string_view text)
     auto size = static_cast<uint32_t>(text.size() + 1);
     zelvar_shim_dispatch_allocate_memory_block(pid, tid, size, &copy);
     if (copy)
-        zelvar_shim_dispatch_write_to_shim_address_space_force(pid, tid, size, std::string(text).c_str(), copy);
+        zelvar_shim_dispatch_write_to_shim_address_space_force(pid, tid, size, std::string(text).c_str(),
+                                                               copy);
     return copy;
 }
 
@@ -92,7 +92,8 @@ void gles20_glGetError(pid_t pid, tid_t tid, result_of<GLenum>)
     zelvar_shim_dispatch_set_return_value_message(pid, tid, sizeof(error), &error);
 }
 
-void gles20_glGetString(pid_t pid, tid_t tid, GLenum name, result_of<uint64_t>, gles_target_error target_error)
+void gles20_glGetString(pid_t pid, tid_t tid, GLenum name, result_of<uint64_t>,
+                        gles_target_error target_error)
 {
     gles_handler call{"gles20_glGetString", pid, tid, target_error};
     call.trace("name", name);

@@ -1,5 +1,5 @@
-// The glGet family: one worker, seven variants. The host answers, or the model does, or the model corrects what
-// the host says.
+// The glGet family: one worker, seven variants. The host answers, or the model does, or the model corrects
+// what the host says.
 
 #include "handlers/gles/gles_handlers.h"
 #include "handlers/gles/pname_table.h"
@@ -13,8 +13,7 @@
 
 using gles_table = sidechannel_gles_imports;
 
-namespace
-{
+namespace {
 enum get_variant : uint32_t
 {
     get_booleanv = 0,
@@ -56,15 +55,24 @@ struct local_value
     float as_real() const { return is_real ? static_cast<float>(real) : static_cast<float>(whole); }
     bool as_bool() const { return is_real ? real != 0 : whole != 0; }
 };
-local_value whole(int64_t value) { return {value, 0, false}; }
-local_value real(double value) { return {0, value, true}; }
+local_value whole(int64_t value)
+{
+    return {value, 0, false};
+}
+local_value real(double value)
+{
+    return {0, value, true};
+}
 
 struct local_answer
 {
     std::array<local_value, 2> values;
     uint32_t count = 0; // 0: nothing is written
 };
-local_answer one(int64_t value) { return {{whole(value)}, 1}; }
+local_answer one(int64_t value)
+{
+    return {{whole(value)}, 1};
+}
 
 /// The i-th value of the target's own answer, at the variant's type; nothing when the message lacks it.
 std::optional<local_value> target_value(const get_request& get, uint32_t i)
@@ -111,8 +119,8 @@ void write_answer(const gles_handler& call, const get_request& get, const local_
             put(static_cast<int32_t>(value.as_whole()));
     }
     if (answer.count && get.result)
-        zelvar_shim_dispatch_write_to_shim_address_space_force(call.pid, call.tid, width * answer.count, bytes,
-                                                               get.result);
+        zelvar_shim_dispatch_write_to_shim_address_space_force(call.pid, call.tid, width * answer.count,
+                                                               bytes, get.result);
 }
 
 /// While the target runs calls, only corrected answers replace its own.
@@ -261,9 +269,10 @@ local_answer line_width_range(gles_handler& call, const get_request& get)
     auto high = target_value(get, 1);
     if (!low || !high || high->as_real() <= range[1])
         return {};
-    LOG_WARN("GL_ALIASED_LINE_WIDTH_RANGE: target side returns value [ [%f], [%f] ], host side returns value [ "
-             "[%f], [%f] ]. Host side value will override target side value.",
-             low->as_real(), high->as_real(), range[0], range[1]);
+    LOG_WARN(
+        "GL_ALIASED_LINE_WIDTH_RANGE: target side returns value [ [%f], [%f] ], host side returns value [ "
+        "[%f], [%f] ]. Host side value will override target side value.",
+        low->as_real(), high->as_real(), range[0], range[1]);
     return answer;
 }
 
@@ -279,9 +288,10 @@ local_answer offset_alignment(gles_handler& call, const get_request& get)
     if (!target || target->as_whole() <= 0 || host <= 0 || target->as_whole() > INT32_MAX || host > INT32_MAX)
         return one(host);
     int64_t common = std::lcm(target->as_whole(), int64_t{host});
-    LOG_WARN("GL_UNIFORM_BUFFER_OFFSET_ALIGNMENT: target side returns value [%d], host side returns value [%ld]. "
-             "Target side value will be overrided by their least common multiple [%ld].",
-             static_cast<int>(target->as_whole()), static_cast<long>(host), static_cast<long>(common));
+    LOG_WARN(
+        "GL_UNIFORM_BUFFER_OFFSET_ALIGNMENT: target side returns value [%d], host side returns value [%ld]. "
+        "Target side value will be overrided by their least common multiple [%ld].",
+        static_cast<int>(target->as_whole()), static_cast<long>(host), static_cast<long>(common));
     return one(common);
 }
 
@@ -365,7 +375,8 @@ bool ask_host(gles_handler& call, const get_request& get, void* values)
     case get_booleanv:
         return call.host<&gles_table::glGetBooleanv>(get.pname, static_cast<GLboolean*>(values)).ok();
     case get_booleani_v:
-        return call.host<&gles_table::glGetBooleani_v>(get.pname, get.index, static_cast<GLboolean*>(values)).ok();
+        return call.host<&gles_table::glGetBooleani_v>(get.pname, get.index, static_cast<GLboolean*>(values))
+            .ok();
     case get_floatv:
         return call.host<&gles_table::glGetFloatv>(get.pname, static_cast<GLfloat*>(values)).ok();
     case get_integerv:
@@ -373,9 +384,11 @@ bool ask_host(gles_handler& call, const get_request& get, void* values)
     case get_integer64v:
         return call.host<&gles_table::glGetInteger64v>(get.pname, static_cast<GLint64*>(values)).ok();
     case get_integeri_v:
-        return call.host<&gles_table::glGetIntegeri_v>(get.pname, get.index, static_cast<GLint*>(values)).ok();
+        return call.host<&gles_table::glGetIntegeri_v>(get.pname, get.index, static_cast<GLint*>(values))
+            .ok();
     case get_integer64i_v:
-        return call.host<&gles_table::glGetInteger64i_v>(get.pname, get.index, static_cast<GLint64*>(values)).ok();
+        return call.host<&gles_table::glGetInteger64i_v>(get.pname, get.index, static_cast<GLint64*>(values))
+            .ok();
     }
     return false;
 }
@@ -386,10 +399,11 @@ void lower_uniform_buffer_bindings(const gles_handler& call, const get_request& 
     auto target = target_value(get, 0);
     if (!target || host >= target->as_whole())
         return;
-    LOG_WARN("The value for GL_MAX_UNIFORM_BUFFER_BINDINGS is lower on the host [%d] than on the target [%d]. We "
-             "will use the value of the host. The simulated behavior of the application may deviate from real "
-             "behavior.",
-             static_cast<int>(host), static_cast<int>(target->as_whole()));
+    LOG_WARN(
+        "The value for GL_MAX_UNIFORM_BUFFER_BINDINGS is lower on the host [%d] than on the target [%d]. We "
+        "will use the value of the host. The simulated behavior of the application may deviate from real "
+        "behavior.",
+        static_cast<int>(host), static_cast<int>(target->as_whole()));
     write_answer(call, get, one(host));
 }
 
@@ -496,5 +510,6 @@ void gles30_glGetInteger64i_v(pid_t pid, tid_t tid, GLenum pname, GLuint index, 
                               inline_array<uint8_t> target_value, gles_target_error target_error)
 {
     gles_handler call{"gles30_glGetInteger64i_v", pid, tid, target_error};
-    gles20_shared_get_handle(call, "glGetInteger64i_v", {get_integer64i_v, pname, index, params, target_value});
+    gles20_shared_get_handle(call, "glGetInteger64i_v",
+                             {get_integer64i_v, pname, index, params, target_value});
 }

@@ -1,7 +1,7 @@
 #pragma once
-// Handlers of OpenGL ES entry points. A signature is the layout of its message: arguments in API order, then the
-// target's result where the call returns one, then the target's error. All run on the worker of the calling
-// target thread and release nothing: the decoder does.
+// Handlers of OpenGL ES entry points. A signature is the layout of its message: arguments in API order, then
+// the target's result where the call returns one, then the target's error. All run on the worker of the
+// calling target thread and release nothing: the decoder does.
 
 #include "inbound/payload_types.h"
 #include "wire/api.h"
@@ -17,7 +17,8 @@ void gles20_glColorMask(pid_t pid, tid_t tid, GLboolean red, GLboolean green, GL
                         gles_target_error target_error);
 void gles20_glDepthMask(pid_t pid, tid_t tid, GLboolean flag, gles_target_error target_error);
 void gles20_glStencilMask(pid_t pid, tid_t tid, GLuint mask, gles_target_error target_error);
-void gles20_glStencilMaskSeparate(pid_t pid, tid_t tid, GLenum face, GLuint mask, gles_target_error target_error);
+void gles20_glStencilMaskSeparate(pid_t pid, tid_t tid, GLenum face, GLuint mask,
+                                  gles_target_error target_error);
 
 // raster_state.cpp
 void gles20_glScissor(pid_t pid, tid_t tid, GLint x, GLint y, GLsizei width, GLsizei height,
@@ -28,7 +29,8 @@ void gles20_glDepthRangef(pid_t pid, tid_t tid, GLfloat near, GLfloat far, gles_
 void gles20_glFrontFace(pid_t pid, tid_t tid, GLenum mode, gles_target_error target_error);
 void gles20_glHint(pid_t pid, tid_t tid, GLenum target, GLenum mode, gles_target_error target_error);
 void gles20_glLineWidth(pid_t pid, tid_t tid, GLfloat width, gles_target_error target_error);
-void gles20_glPolygonOffset(pid_t pid, tid_t tid, GLfloat factor, GLfloat units, gles_target_error target_error);
+void gles20_glPolygonOffset(pid_t pid, tid_t tid, GLfloat factor, GLfloat units,
+                            gles_target_error target_error);
 void gles20_glSampleCoverage(pid_t pid, tid_t tid, GLfloat value, GLboolean invert,
                              gles_target_error target_error);
 

@@ -10,8 +10,7 @@
 
 using gles_table = sidechannel_gles_imports;
 
-namespace
-{
+namespace {
 /// No driver reads back more than this in one call.
 constexpr uint64_t largest_transfer = uint64_t{1} << 31; // bytes
 
@@ -68,20 +67,21 @@ void read_to_target(gles_handler& call, const _zelvar_context_data& context, con
     uint64_t size = read_pixels_size(context.pack_params, read.width, read.height, pixel_bytes);
     // Unknown formats have no size here, though the host may know them: room for the widest pixel.
     constexpr uint64_t widest_pixel = 16;
-    uint64_t reach = read_pixels_reach(context.pack_params, read.width, read.height,
-                                       std::max(pixel_bytes, widest_pixel));
+    uint64_t reach =
+        read_pixels_reach(context.pack_params, read.width, read.height, std::max(pixel_bytes, widest_pixel));
     std::unique_ptr<uint8_t, decltype(&std::free)> block{nullptr, &std::free};
     if (size <= largest_transfer && reach <= 16 * largest_transfer)
         block.reset(static_cast<uint8_t*>(std::calloc(std::max<uint64_t>({size, reach, 1}), 1)));
     if (!block) {
-        LOG_FATAL("Zelvar failed to allocate [%d] bytes.", static_cast<int>(std::min<uint64_t>(size, INT32_MAX)));
+        LOG_FATAL("Zelvar failed to allocate [%d] bytes.",
+                  static_cast<int>(std::min<uint64_t>(size, INT32_MAX)));
         return;
     }
     auto done = call.host<&gles_table::glReadPixels>(read.x, read.y, read.width, read.height, read.format,
                                                      read.type, block.get());
     if (done.ok() && size > 0 && pixels && !zelvar_call_on_target())
-        zelvar_shim_dispatch_write_to_shim_address_space_force(call.pid, call.tid, static_cast<uint32_t>(size),
-                                                               block.get(), pixels);
+        zelvar_shim_dispatch_write_to_shim_address_space_force(
+            call.pid, call.tid, static_cast<uint32_t>(size), block.get(), pixels);
 }
 } // namespace
 

@@ -63,7 +63,8 @@ void gles20_glLineWidth(pid_t pid, tid_t tid, GLfloat width, gles_target_error t
         context->line_width = width;
 }
 
-void gles20_glPolygonOffset(pid_t pid, tid_t tid, GLfloat factor, GLfloat units, gles_target_error target_error)
+void gles20_glPolygonOffset(pid_t pid, tid_t tid, GLfloat factor, GLfloat units,
+                            gles_target_error target_error)
 {
     gles_handler call{"gles20_glPolygonOffset", pid, tid, target_error};
     call.trace("factor", factor, "units", units);

@@ -1,7 +1,6 @@
 #include "handlers/gles/sizes.h"
 
-namespace
-{
+namespace {
 struct pack_shape
 {
     uint64_t alignment;
@@ -20,7 +19,10 @@ pack_shape shape_of(const current_pack_params& pack, int32_t width)
             natural(pack.skip_rows)};
 }
 
-uint64_t round_up(uint64_t value, uint64_t multiple) { return (value + multiple - 1) / multiple * multiple; }
+uint64_t round_up(uint64_t value, uint64_t multiple)
+{
+    return (value + multiple - 1) / multiple * multiple;
+}
 
 /// The product, or the largest number when it doesn't fit: sizes of nonsense must stay too large.
 uint64_t saturating_product(uint64_t a, uint64_t b)
@@ -30,7 +32,8 @@ uint64_t saturating_product(uint64_t a, uint64_t b)
 }
 } // namespace
 
-uint64_t read_pixels_size(const current_pack_params& pack, int32_t width, int32_t height, uint64_t pixel_bytes)
+uint64_t read_pixels_size(const current_pack_params& pack, int32_t width, int32_t height,
+                          uint64_t pixel_bytes)
 {
     if (width <= 0 || height <= 0)
         return 0;
@@ -39,12 +42,14 @@ uint64_t read_pixels_size(const current_pack_params& pack, int32_t width, int32_
     return saturating_product(static_cast<uint64_t>(height) + shape.skip_rows, stride);
 }
 
-uint64_t read_pixels_reach(const current_pack_params& pack, int32_t width, int32_t height, uint64_t pixel_bytes)
+uint64_t read_pixels_reach(const current_pack_params& pack, int32_t width, int32_t height,
+                           uint64_t pixel_bytes)
 {
     if (width <= 0 || height <= 0)
         return 0;
     pack_shape shape = shape_of(pack, width);
     uint64_t stride = round_up(shape.row_pixels * pixel_bytes, shape.alignment);
     uint64_t rows = static_cast<uint64_t>(height) + shape.skip_rows;
-    return saturating_product(rows, stride) + (shape.skip_pixels + static_cast<uint64_t>(width)) * pixel_bytes;
+    return saturating_product(rows, stride) +
+           (shape.skip_pixels + static_cast<uint64_t>(width)) * pixel_bytes;
 }

@@ -6,6 +6,8 @@
 #include <cstdint>
 
 /// Bytes that glReadPixels writes to target memory, skip areas included; 0 for a negative size.
-uint64_t read_pixels_size(const current_pack_params& pack, int32_t width, int32_t height, uint64_t pixel_bytes);
+uint64_t read_pixels_size(const current_pack_params& pack, int32_t width, int32_t height,
+                          uint64_t pixel_bytes);
 /// Bytes that a driver may touch for the same call by the published formula.
-uint64_t read_pixels_reach(const current_pack_params& pack, int32_t width, int32_t height, uint64_t pixel_bytes);
+uint64_t read_pixels_reach(const current_pack_params& pack, int32_t width, int32_t height,
+                           uint64_t pixel_bytes);
