@@ -149,12 +149,13 @@ TEST_F(context_swap, RemembersWhatWasCurrent)
 
 TEST_F(context_swap, StopsAtTheFirstErrorAndGivesNothingBack)
 {
-    const char* lines[] = {
-        "ERROR [ZELVAR] Failed to get current context with error [12290].\n",
-        "ERROR [ZELVAR] Failed to get current draw surface with error [12290].\n",
-        "ERROR [ZELVAR] Failed to get current read surface with error [12290].\n",
+    const char* make_failed =
         "ERROR [ZELVAR] Failed to make current context with error [12290], draw surface [0x2], "
-        "read surface [0x3], context [0x4].\n"};
+        "read surface [0x3], context [0x4].\n";
+    const char* lines[] = {"ERROR [ZELVAR] Failed to get current context with error [12290].\n",
+                           "ERROR [ZELVAR] Failed to get current draw surface with error [12290].\n",
+                           "ERROR [ZELVAR] Failed to get current read surface with error [12290].\n",
+                           make_failed};
     for (size_t failing = 0; failing < std::size(lines); ++failing) {
         fake_host::clear();
         for (size_t i = 0; i < failing; ++i)
