@@ -2,6 +2,7 @@
 // The model of one EGL context: what the target believes about its OpenGL ES objects and state. Handlers see
 // it through `zelvar_object_manager_lock_context_data` and touch it only while that lock is held.
 
+#include "data_model/program_descriptor.h"
 #include "sidechannel_primitives.h"
 #include "wire/wire.h"
 #include "zelvar_types.h"
@@ -102,17 +103,20 @@ struct _zelvar_query_object_descriptor
 {
     uint32_t host_id = 0;
     uint32_t target_id = 0;
+    bool was_begun = false; // a name alone is no query yet
 };
 struct _zelvar_program_pipeline_object_descriptor
 {
     uint32_t host_id = 0;
     uint32_t target_id = 0;
-    std::array<uint32_t, 6> stage_programs{}; // target ids
+    std::array<uint32_t, 6> stage_programs{}; // target ids, in the order of program_stage_bits
+    uint32_t active_program = 0;              // target id; glUniform* means it while no program is in use
 };
 struct _zelvar_transform_feedback_descriptor
 {
     uint32_t host_id = 0;
     uint32_t target_id = 0;
+    bool was_bound = false; // a name alone is no object yet
 };
 struct _zelvar_sampler_descriptor
 {
@@ -128,14 +132,6 @@ struct _zelvar_shader_descriptor
     bool delete_requested = false;
     uint32_t host_id = 0;
     std::string source;
-    int32_t ref_counter = 1;
-};
-struct _zelvar_program_descriptor
-{
-    std::vector<uint32_t> attached_shaders; // target ids
-    bool delete_requested = false;
-    uint32_t host_id = 0;
-    bool link_status = false;
     int32_t ref_counter = 1;
 };
 struct _zelvar_program_binary_descriptor
@@ -187,6 +183,21 @@ struct _zelvar_vertex_array_object_descriptor
     std::map<uint32_t, uint32_t> indexed_shader_storage; // target buffer id to index
     uint32_t texture_buffer = 0;
     std::map<uint32_t, _zelvar_vertex_attribute_array_descriptor> attribute_arrays;
+    bool was_bound = false; // a name alone is no vertex array yet
+};
+
+/// A critical section that lives as long as its owner.
+struct owned_section
+{
+    critical_section__* section = critical_section_create();
+    owned_section() = default;
+    owned_section(const owned_section&) = delete;
+    owned_section& operator=(const owned_section&) = delete;
+    ~owned_section()
+    {
+        if (section)
+            critical_section_release(section);
+    }
 };
 
 /// What OpenGL ES does not share between contexts. Maps are keyed by target id.
@@ -230,6 +241,10 @@ struct _zelvar_context_data_shared
     /// held for a handler.
     critical_section__* lock = nullptr;
     int32_t ref_counter = 1;
+    /// Guards the objects above: contexts of one group run on different threads. Taken behind the lock of a
+    /// context and held for a handler (handlers/gles/shared_guard.h). The process maps may be locked while it is
+    /// held, so it is not `lock`, which is taken while they are.
+    owned_section objects;
 };
 
 struct _zelvar_context_data_gles_constants
@@ -305,6 +320,9 @@ struct _zelvar_context_data
     std::map<uint64_t, std::map<int32_t, target_ptr>> target_egl_strings; // display to query name to copy
     uint32_t current_program = 0;
     uint32_t enabled_vertex_attrib_arrays = 0;
+    /// What the host's attribute pointers point at after a draw from client memory, by attribute. A driver may
+    /// look at a pointer that it still has, so a block stays until the attribute is set again.
+    std::map<uint32_t, owned_block> parked_arrays;
     int32_t target_major_version = 0;
     int32_t target_minor_version = 0;
     int32_t host_major_version = 0;

@@ -38,8 +38,11 @@ void release_program_in_use(_zelvar_context_data& data)
 {
     if (data.current_program == 0)
         return;
-    if (data.data_shared && data.data_shared->programs.contains(data.current_program))
-        zelvar_data_model_ref_counter_release_program_object(&data, data.current_program);
+    if (data.data_shared) {
+        Autolock objects_lock{data.data_shared->objects.section};
+        if (data.data_shared->programs.contains(data.current_program))
+            zelvar_data_model_ref_counter_release_program_object(&data, data.current_program);
+    }
     data.current_program = 0;
     data.current_host_program = 0;
 }
