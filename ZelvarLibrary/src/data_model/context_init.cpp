@@ -25,18 +25,30 @@ struct constant
 {
     uint32_t pname;
     uint32_t bytes;
-    const char* host_failure;
+};
+constexpr constant constants[] = {
+    {GL_SCISSOR_BOX, 16},
+    {GL_VIEWPORT, 16},
+    {GL_NUM_COMPRESSED_TEXTURE_FORMATS, 4},
+    {GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS, 4},
+    {GL_MAX_VERTEX_ATTRIBS, 4},
 };
 
-constexpr constant constants[] = {
-    {GL_SCISSOR_BOX, 16, "Failed to retrieve GL_SCISSOR_BOX pname value on host side"},
-    {GL_VIEWPORT, 16, "Failed to retrieve GL_VIEWPORT pname value on host side"},
-    {GL_NUM_COMPRESSED_TEXTURE_FORMATS, 4,
-     "Failed to retrieve GL_NUM_COMPRESSED_TEXTURE_FORMATS pname value on host side"},
-    {GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS, 4,
-     "Failed to retrieve GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS pname value on host side"},
-    {GL_MAX_VERTEX_ATTRIBS, 4, "Failed to retrieve GL_MAX_VERTEX_ATTRIBS pname value on host side"},
-};
+#define LOG_HOST_FAILURE(name)                                                                               \
+    case name:                                                                                               \
+        LOG_ERROR("Failed to retrieve " #name " pname value on host side");                                  \
+        break
+void log_host_failure(uint32_t pname)
+{
+    switch (pname) {
+        LOG_HOST_FAILURE(GL_SCISSOR_BOX);
+        LOG_HOST_FAILURE(GL_VIEWPORT);
+        LOG_HOST_FAILURE(GL_NUM_COMPRESSED_TEXTURE_FORMATS);
+        LOG_HOST_FAILURE(GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS);
+        LOG_HOST_FAILURE(GL_MAX_VERTEX_ATTRIBS);
+    }
+}
+#undef LOG_HOST_FAILURE
 
 /// Stores one answer. Returns the count of compressed formats through `format_count`.
 void store_constant(_zelvar_context_data* data, uint32_t pname, const four_values& values,
@@ -69,7 +81,7 @@ void read_constants_of_host(_zelvar_context_data* data, uint32_t* format_count)
         if (host::gl<&sidechannel_gles_imports::glGetIntegerv>(asked.pname, values.data()).ok())
             store_constant(data, asked.pname, values, format_count);
         else
-            LOG_ERROR("%s", asked.host_failure);
+            log_host_failure(asked.pname);
     }
 }
 
