@@ -7,7 +7,9 @@
 #include "sidechannel_channel_interface_wrapper.h"
 #include "sidechannel_log.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -45,6 +47,20 @@ private:
     scModelInterface* _model = nullptr;
 };
 
+/// Fills with zeros. Sizes are the target's word, up to 4 GiB: memory that was never written reads as zeros
+/// already and stays unused that way, so only what holds something is cleared.
+void clear(char* at, uint64_t size)
+{
+    static constexpr char zeros[4096] = {};
+    while (size > 0) {
+        const uint64_t piece = std::min<uint64_t>(size, sizeof zeros);
+        if (std::memcmp(at, zeros, piece) != 0)
+            std::memset(at, 0, piece);
+        at += piece;
+        size -= piece;
+    }
+}
+
 /// What the target doesn't have reads as zeros.
 bool read_through_model(pid_t pid, uint32_t size, target_ptr address, void* destination)
 {
@@ -53,7 +69,7 @@ bool read_through_model(pid_t pid, uint32_t size, target_ptr address, void* dest
         got = model->read(address.address, destination, size);
     if (got >= size)
         return true;
-    std::memset(static_cast<char*>(destination) + got, 0, size - got);
+    clear(static_cast<char*>(destination) + got, size - got);
     LOG_ERROR("Process %d has no memory at [0x%lx-0x%lx]: %u of %u bytes read, zeros taken for the rest.",
               pid, address.address, address.address + size, got, size);
     return false;
