@@ -127,6 +127,119 @@ seed session(uint8_t settings, uint8_t target = 0, bool asks_for_settings = fals
     return made;
 }
 
+void add_objects(seed& made)
+{
+    for (uint32_t generate :
+         {in::gles20_gen_buffers, in::gles20_gen_textures, in::gles20_gen_framebuffers,
+          in::gles20_gen_renderbuffers, in::gles30_gen_vertex_arrays, in::gles30_gen_queries})
+        made.whole(message(generate).i32(2).u64(memory + 0xd00));
+    made.whole(message(in::gles20_bind_buffer).u32(GL_ARRAY_BUFFER).u32(1));
+    made.whole(message(in::gles20_buffer_data).u32(GL_ARRAY_BUFFER).u64(64).u64(memory).u32(GL_STATIC_DRAW));
+    made.whole(message(in::gles20_buffer_sub_data).u32(GL_ARRAY_BUFFER).u64(8).u64(16).u64(memory));
+    made.whole(
+        message(in::gles30_map_buffer_range).u32(GL_ARRAY_BUFFER).u64(0).u64(32).u32(GL_MAP_WRITE_BIT));
+    made.whole(message(in::gles30_unmap_buffer).u32(GL_ARRAY_BUFFER));
+    made.whole(message(in::gles20_bind_texture).u32(GL_TEXTURE_2D).u32(1));
+    made.whole(message(in::gles20_tex_image_2d)
+                   .u32(GL_TEXTURE_2D)
+                   .i32(0)
+                   .i32(GL_RGBA)
+                   .i32(4)
+                   .i32(4)
+                   .i32(0)
+                   .u32(GL_RGBA)
+                   .u32(GL_UNSIGNED_BYTE)
+                   .u64(memory));
+    made.whole(message(in::gles20_bind_framebuffer).u32(GL_FRAMEBUFFER).u32(1));
+    made.whole(message(in::gles20_framebuffer_texture_2d)
+                   .u32(GL_FRAMEBUFFER)
+                   .u32(GL_COLOR_ATTACHMENT0)
+                   .u32(GL_TEXTURE_2D)
+                   .u32(1)
+                   .i32(0));
+    made.whole(message(in::gles20_bind_framebuffer).u32(GL_FRAMEBUFFER).u32(0));
+}
+
+void add_program(seed& made)
+{
+    constexpr uint32_t vertex = 1, fragment = 2, program = 3;
+    message sources(0);
+    sources.u64(memory + 0x300).u64(memory + 0x400);
+    made.memory(32, sources.payload());
+    made.memory(48, characters("attribute vec4 at; void main() { gl_Position = at; }"));
+    made.memory(64, characters("uniform vec4 colour; void main() { gl_FragColor = colour; }"));
+    made.memory(80, characters("colour"));
+    made.whole(message(in::gles20_create_shader).u32(GL_VERTEX_SHADER));
+    made.whole(message(in::gles20_create_shader).u32(GL_FRAGMENT_SHADER));
+    made.whole(message(in::gles20_create_program));
+    for (uint32_t shader : {vertex, fragment}) {
+        made.whole(message(in::gles20_shader_source)
+                       .u32(shader)
+                       .i32(1)
+                       .u64(memory + 0x200 + 8 * (shader - 1))
+                       .u64(0));
+        made.whole(message(in::gles20_compile_shader).u32(shader));
+        made.whole(message(in::gles20_get_shaderiv).u32(shader).u32(GL_COMPILE_STATUS).u64(memory + 0xd00));
+        made.whole(message(in::gles20_attach_shader).u32(program).u32(shader));
+    }
+    made.whole(message(in::gles20_link_program).u32(program));
+    made.whole(message(in::gles20_use_program).u32(program));
+    made.whole(message(in::gles20_get_uniform_location).u32(program).u64(memory + 0x500));
+    made.whole(message(in::gles20_get_active_uniform)
+                   .u32(program)
+                   .u32(0)
+                   .i32(64)
+                   .u64(memory + 0xd00)
+                   .u64(memory + 0xd04)
+                   .u64(memory + 0xd08)
+                   .u64(memory + 0xe00));
+    made.whole(message(in::gles20_uniform_4fv).i32(0).i32(1).u64(memory).f32(1).f32(1).f32(1).f32(1));
+}
+
+void add_draws(seed& made)
+{
+    for (uint32_t buffer : {1u, 0u}) {
+        made.whole(message(in::gles20_bind_buffer).u32(GL_ARRAY_BUFFER).u32(buffer));
+        made.whole(message(in::gles20_vertex_attrib_pointer)
+                       .u32(0)
+                       .i32(4)
+                       .u32(GL_FLOAT)
+                       .u8(0)
+                       .i32(16)
+                       .u64(buffer ? 0 : memory));
+        made.whole(message(in::gles20_enable_vertex_attrib_array).u32(0));
+        made.whole(message(in::gles20_draw_arrays).u32(GL_TRIANGLES).i32(0).i32(3));
+        made.whole(
+            message(in::gles20_draw_elements).u32(GL_TRIANGLES).i32(6).u32(GL_UNSIGNED_SHORT).u64(memory));
+    }
+    made.whole(message(in::gles20_draw_arrays).u32(GL_TRIANGLES).i32(-1).i32(0x7fffffff));
+    for (uint32_t end :
+         {in::gles20_delete_buffers, in::gles20_delete_textures, in::gles20_delete_framebuffers})
+        made.whole(message(end).i32(2).u64(memory + 0xd00).u32(1).u32(2));
+    made.whole(message(in::gles20_delete_program).u32(3));
+    made.whole(message(in::gles20_delete_shader).u32(1));
+}
+
+/// A context with objects, a program and draws from buffers and from target memory.
+seed drawing(uint8_t settings)
+{
+    seed made(settings);
+    uint64_t display, ignored, context, surface;
+    made.memory(16, words({EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE}));
+    made.returning(message(in::egl_get_display).u64(0), &display);
+    made.returning(message(in::egl_initialize).u64(display).u64(0).u64(0), &ignored);
+    made.returning(message(in::egl_create_context).u64(display).u64(9).u64(0).u64(memory + 0x100), &context);
+    made.returning(message(in::egl_create_pbuffer_surface).u64(display).u64(9).u64(0), &surface);
+    made.returning(message(in::egl_make_current).u64(display).u64(surface).u64(surface).u64(context),
+                   &ignored);
+    add_objects(made);
+    add_program(made);
+    add_draws(made);
+    made.returning(message(in::egl_destroy_context).u64(display).u64(context), &ignored);
+    made.returning(message(in::egl_terminate).u64(display), &ignored);
+    return made;
+}
+
 /// Two threads whose contexts share objects; the second one outlives the first.
 seed sharing(uint8_t settings)
 {
@@ -193,6 +306,8 @@ void write_sessions()
     write("session_cached", session(direct_writes | loud, frames_cached | narrow_pointers));
     write("session_forced_config", session(loud, config_forced));
     write("session_shared", sharing(loud));
+    write("drawing", drawing(loud));
+    write("drawing_direct", drawing(direct_reads | direct_writes | errors_checked));
     write("session_dummy", session_with_target(target_runs_dummy | direct_reads | loud));
     write("session_gpu", session_with_target(target_runs_gpu | loud));
 }
