@@ -242,8 +242,8 @@ struct _zelvar_context_data_shared
     critical_section__* lock = nullptr;
     int32_t ref_counter = 1;
     /// Guards the objects above: contexts of one group run on different threads. Taken behind the lock of a
-    /// context and held for a handler (handlers/gles/shared_guard.h). The process maps may be locked while it is
-    /// held, so it is not `lock`, which is taken while they are.
+    /// context and held for a handler (handlers/gles/shared_guard.h). The process maps may be locked while it
+    /// is held, so it is not `lock`, which is taken while they are.
     owned_section objects;
 };
 
@@ -320,8 +320,8 @@ struct _zelvar_context_data
     std::map<uint64_t, std::map<int32_t, target_ptr>> target_egl_strings; // display to query name to copy
     uint32_t current_program = 0;
     uint32_t enabled_vertex_attrib_arrays = 0;
-    /// What the host's attribute pointers point at after a draw from client memory, by attribute. A driver may
-    /// look at a pointer that it still has, so a block stays until the attribute is set again.
+    /// What the host's attribute pointers point at after a draw from client memory, by attribute. A driver
+    /// may look at a pointer that it still has, so a block stays until the attribute is set again.
     std::map<uint32_t, owned_block> parked_arrays;
     int32_t target_major_version = 0;
     int32_t target_minor_version = 0;
