@@ -3,8 +3,7 @@
 #include "object_manager/zelvar_object_manager.h"
 #include "zelvar_test_support.h"
 
-namespace
-{
+namespace {
 constexpr uint64_t made_up_context = 0xabcdefab;
 constexpr pid_t process = 0;
 constexpr tid_t thread = 0;
