@@ -34,12 +34,12 @@ constexpr _zelvar_call zelvar_call_of_service(uint32_t outbound_type)
 }
 static_assert(zelvar_call_of_service(469) < zelvar_call_count);
 
-/// The number of a host function by its table field, e.g. `zelvar_call_of<&sidechannel_egl_imports::eglInitialize>()`.
+/// The number of a host function by its table field, e.g.
+/// `zelvar_call_of<&sidechannel_egl_imports::eglInitialize>()`.
 template <auto Field>
 _zelvar_call zelvar_call_of();
 
-namespace registration_detail
-{
+namespace registration_detail {
 template <class Table>
 size_t slot_of(auto Table::*field)
 {
