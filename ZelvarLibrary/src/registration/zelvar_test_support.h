@@ -10,8 +10,7 @@
 #include <cstdint>
 #include <type_traits>
 
-namespace registration
-{
+namespace registration {
 struct switches
 {
     std::atomic<bool> fake_data_model{false};
