@@ -9,8 +9,7 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
+namespace {
 namespace in = wire::inbound;
 namespace out = wire::outbound;
 constexpr auto quiet = fake_host::error_queries::leave_out;
@@ -160,7 +159,8 @@ TEST_F(swap, DeliversNothingWhenTheBoundSurfaceIsNoWindow)
 {
     auto host_surface = reinterpret_cast<EGLSurface>(uintptr_t{0x77});
     zelvar_object_manager_add_surface(raw_target::pid, host_surface, 0x51, surface_pbuffer, 3, 0, 0, 0, 0);
-    zelvar_object_manager_bind_context_to_thread(raw_target::pid, ids.context, raw_target::tid, 0x51, 0x51, false);
+    zelvar_object_manager_bind_context_to_thread(raw_target::pid, ids.context, raw_target::tid, 0x51, 0x51,
+                                                 false);
     EXPECT_EQ(run(swap_message()), uint32_t{EGL_TRUE});
     EXPECT_EQ(fake_host::count("glReadPixels"), 0u);
     // A swap of the pbuffer with the window bound delivers the window's pixels.
@@ -220,6 +220,7 @@ TEST_F(swap, ParksTheFrameForARealGpu)
     run(m);
     EXPECT_EQ(parked->pixels[0], 1) << "bottom row first";
     zelvar_object_manager_delete_target_surface(raw_target::pid, ids.surface);
-    EXPECT_EQ(zelvar_object_manager_get_host_pixel_container(raw_target::pid, 1, ids.surface, 0, false), nullptr);
+    EXPECT_EQ(zelvar_object_manager_get_host_pixel_container(raw_target::pid, 1, ids.surface, 0, false),
+              nullptr);
 }
 } // namespace
