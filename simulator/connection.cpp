@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 namespace simulator {
 namespace {
@@ -19,6 +21,16 @@ int64_t now_ms()
 {
     using namespace std::chrono;
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+/// The library keeps the channels of targets that have gone until the process ends, and so they stay in sight
+/// here.
+void keep_in_sight(scChannelInterface* channel)
+{
+    static auto& lock = *new std::mutex;
+    static auto& channels = *new std::vector<scChannelInterface*>;
+    std::lock_guard guard{lock};
+    channels.push_back(channel);
 }
 
 /// The name under which the system knows the process, made fit for a file name.
@@ -81,6 +93,7 @@ void connection::run()
     _talk = std::make_unique<conversation>(_who.wire_pid, _around.initial_settings);
     _model = std::make_unique<channel_model>(_memory, *_talk, _around.sums->moved);
     _channel = _around.plugin->open();
+    keep_in_sight(_channel);
     serve();
     count();
     _link.hang_up();
