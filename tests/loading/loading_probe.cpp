@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -78,7 +79,8 @@ public:
         const uint32_t payload = static_cast<uint32_t>(arguments.size() * sizeof(uint64_t));
         const Header header{static_cast<uint32_t>(sizeof(Header)) + payload, type, _process, 1};
         std::memcpy(_memory.bytes, &header, sizeof(header));
-        std::memcpy(_memory.bytes + sizeof(header), arguments.data(), payload);
+        if (payload > 0)
+            std::memcpy(_memory.bytes + sizeof(header), arguments.data(), payload);
         _channel->write(0, header.size, &_memory);
     }
 
@@ -230,7 +232,9 @@ void run(const std::string& word)
         enter_from_all_sides();
     } else if (word == "open") {
         static uint32_t process = 100;
-        target = new Target(newest_plugin(), process++); // a channel lives to the end of the process
+        // A channel lives to the end of the process, and so does its target.
+        static auto& targets = *new std::vector<std::unique_ptr<Target>>;
+        target = targets.emplace_back(std::make_unique<Target>(newest_plugin(), process++)).get();
         std::puts("opened");
     } else if (word == "close") {
         target->close();
