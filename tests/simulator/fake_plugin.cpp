@@ -3,10 +3,12 @@
 #include "fake_library.h"
 #include "zelvar/zelvar.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -38,6 +40,9 @@ scPluginInterface* scPluginEntryPoint()
 void zelvar_deinit()
 {
     const fake::counts& seen = the_plugin().seen;
+    // Workers that were let go end in their own time.
+    for (int i = 0; i < 200 && seen.workers > 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::printf("fake library: opened %d closed %d terminated %d workers %d faults %d\n", seen.opened.load(),
                 seen.closed.load(), seen.terminated.load(), seen.workers.load(), seen.protocol_faults.load());
 }

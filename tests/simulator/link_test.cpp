@@ -109,9 +109,13 @@ protected:
         return _folder;
     }
 
+    // The server blocks signals for its process; the next test's targets must not inherit that.
+    void SetUp() override { pthread_sigmask(SIG_SETMASK, nullptr, &_mask); }
+
     void TearDown() override
     {
         house.reset();
+        pthread_sigmask(SIG_SETMASK, &_mask, nullptr);
         std::filesystem::remove_all(folder());
     }
 
@@ -125,6 +129,7 @@ protected:
 
 private:
     std::string _folder;
+    sigset_t _mask;
 };
 
 TEST_F(simulator_link, answers_come_whole_whatever_the_size_of_reads)
