@@ -5,6 +5,7 @@
 #include "settings/zelvar_settings.h"
 #include "zelvar/sc_interfaces.h"
 
+#include <functional>
 #include <string>
 
 namespace library {
@@ -30,6 +31,10 @@ current_context make_current(int pid, uint64_t tid, const current_context& ids =
 /// Runs `code` and returns what it printed to standard output.
 template <class F>
 std::string printed_by(F code);
+
+/// Runs `code` on a thread of its own and waits for it: for what takes a context's lock, since the test's
+/// thread holds its channel's lock as the simulator's thread does, and a simulator never takes a context's.
+void aside(const std::function<void()>& code);
 
 void begin_capture();
 std::string end_capture();

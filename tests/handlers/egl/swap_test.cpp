@@ -81,6 +81,13 @@ protected:
                 return s.at<uint32_t>(1);
         return 99; // nothing
     }
+    void bind_surface(uint64_t surface)
+    {
+        library::aside([&] {
+            zelvar_object_manager_bind_context_to_thread(raw_target::pid, ids.context, raw_target::tid,
+                                                         surface, surface, false);
+        });
+    }
     bool was_asked(uint32_t type) const { return std::find(asked.begin(), asked.end(), type) != asked.end(); }
 };
 
@@ -101,8 +108,7 @@ TEST_F(swap, AsksForTheFrameBufferSizeOnceAfterABind)
     run(swap_message());
     EXPECT_FALSE(was_asked(out::get_fb_height));
     EXPECT_EQ(fake_host::texts(quiet).back(), "glReadPixels(0, 0, 4, 2, 6408, 5121, pointer)");
-    zelvar_object_manager_bind_context_to_thread(raw_target::pid, ids.context, raw_target::tid, ids.surface,
-                                                 ids.surface, false);
+    bind_surface(ids.surface);
     run(swap_message());
     EXPECT_EQ(fake_host::texts(quiet).back(), "glReadPixels(0, 0, 2, 2, 6408, 5121, pointer)");
 }
@@ -142,11 +148,13 @@ TEST_F(swap, OnAndroidSizeAndStrideComeWithTheMessage)
 
 TEST_F(swap, ReadsThePackBufferlessHostAndPutsTheBufferBack)
 {
-    auto* model = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
-    model->data_nonshared->vertex_arrays[0].pixel_pack_buffer = 5;
-    model->data_shared->buffers[5].host_id = 105;
-    model->pack_params.row_length = 9;
-    zelvar_object_manager_unlock_context_data(model);
+    library::aside([&] {
+        auto* model = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
+        model->data_nonshared->vertex_arrays[0].pixel_pack_buffer = 5;
+        model->data_shared->buffers[5].host_id = 105;
+        model->pack_params.row_length = 9;
+        zelvar_object_manager_unlock_context_data(model);
+    });
     run(swap_message());
     auto all = fake_host::texts(quiet);
     ASSERT_GE(all.size(), 3u);
@@ -159,13 +167,11 @@ TEST_F(swap, DeliversNothingWhenTheBoundSurfaceIsNoWindow)
 {
     auto host_surface = reinterpret_cast<EGLSurface>(uintptr_t{0x77});
     zelvar_object_manager_add_surface(raw_target::pid, host_surface, 0x51, surface_pbuffer, 3, 0, 0, 0, 0);
-    zelvar_object_manager_bind_context_to_thread(raw_target::pid, ids.context, raw_target::tid, 0x51, 0x51,
-                                                 false);
+    bind_surface(0x51);
     EXPECT_EQ(run(swap_message()), uint32_t{EGL_TRUE});
     EXPECT_EQ(fake_host::count("glReadPixels"), 0u);
     // A swap of the pbuffer with the window bound delivers the window's pixels.
-    zelvar_object_manager_bind_context_to_thread(raw_target::pid, ids.context, raw_target::tid, ids.surface,
-                                                 ids.surface, false);
+    bind_surface(ids.surface);
     uint64_t window = ids.surface;
     ids.surface = 0x51;
     EXPECT_EQ(run(swap_message()), uint32_t{EGL_TRUE});

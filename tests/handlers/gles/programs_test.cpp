@@ -107,8 +107,11 @@ protected:
     }
     _zelvar_context_data& model()
     {
-        auto* data = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
-        zelvar_object_manager_unlock_context_data(data);
+        _zelvar_context_data* data = nullptr;
+        library::aside([&] {
+            data = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
+            zelvar_object_manager_unlock_context_data(data);
+        });
         return *data;
     }
     _zelvar_program_descriptor& program(uint32_t id) { return model().data_shared->programs.at(id); }

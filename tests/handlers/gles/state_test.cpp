@@ -37,8 +37,11 @@ protected:
     }
     _zelvar_context_data& model()
     {
-        auto* data = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
-        zelvar_object_manager_unlock_context_data(data);
+        _zelvar_context_data* data = nullptr;
+        library::aside([&] {
+            data = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
+            zelvar_object_manager_unlock_context_data(data);
+        });
         return *data;
     }
     uint32_t error_of_target()
