@@ -3,6 +3,7 @@
 // without.
 
 #include "inbound/message_table.h"
+#include "object_manager/records.h"
 #include "settings/zelvar_settings.h"
 #include "shim/target_names.h"
 #include "sidechannel_log.h"
@@ -11,12 +12,18 @@
 #include "support/in_process_target.h"
 #include "support/library.h"
 #include "support/message.h"
+#include "workers/zelvar_context_worker.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <pthread.h>
+#include <sched.h>
+#include <thread>
+#include <vector>
 
 extern "C" void* __libc_malloc(size_t size);
 
@@ -116,8 +123,29 @@ void* answer_until_stopped(void* argument)
     }
 }
 
+void run_on_core(pthread_t thread, int core)
+{
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    CPU_SET(core, &cores);
+    pthread_setaffinity_np(thread, sizeof(cores), &cores);
+}
+
+/// The threads of this process's workers.
+std::vector<pthread_t> worker_threads()
+{
+    std::vector<pthread_t> threads;
+    Autolock common_lock{pid_to_process_data_map_common_cs};
+    for (const auto& [process, common] : pid_to_process_data_map_common)
+        for (const auto& [thread, entry] : common.workers)
+            threads.push_back(entry.worker->thread);
+    return threads;
+}
+
 /// From the shim's encoder to the worker's handler and back to the application, against two hand-overs
-/// measured in turn with it.
+/// measured in turn with it. A hand-over to another core can cost ten times one on the same core, so both
+/// sides get the same places: application and answering thread on one core (argument 1) or on two (argument
+/// 2).
 void unbatched_void_call(benchmark::State& state)
 {
     // One connection serves all runs of this function.
@@ -132,6 +160,11 @@ void unbatched_void_call(benchmark::State& state)
     sidechannel_set_log_level(0);
     hand_over_game game;
     unsigned long thread = sidechannel_threads_create(answer_until_stopped, &game);
+    int answering_core = static_cast<int>(state.range(0)) - 1;
+    run_on_core(pthread_self(), 0);
+    run_on_core(thread, answering_core);
+    for (pthread_t worker : worker_threads())
+        run_on_core(worker, answering_core);
     constexpr int rounds = 512;
     double calls_ns = 0;
     double hand_overs_ns = 0;
@@ -158,5 +191,8 @@ void unbatched_void_call(benchmark::State& state)
     state.counters["ratio"] = calls_ns / hand_overs_ns;
     state.counters["limit_ratio"] = 1.5;
 }
-BENCHMARK(unbatched_void_call)->UseManualTime();
+BENCHMARK(unbatched_void_call)
+    ->ArgName("cores")
+    ->DenseRange(1, std::min(2u, std::thread::hardware_concurrency()))
+    ->UseManualTime();
 } // namespace
