@@ -142,7 +142,8 @@ public:
     ~gles_handler()
     {
         unlock();
-        zelvar_object_manager_set_and_check_error_code(pid, tid, key, _target_error, error);
+        if (!_silent)
+            zelvar_object_manager_set_and_check_error_code(pid, tid, key, _target_error, error);
     }
 
     /// Calls the host and glGetError behind it; the error becomes the call's.
@@ -154,8 +155,12 @@ public:
         return outcome;
     }
 
+    /// For a call of two stages that ends with the second.
+    void end_silently() { _silent = true; }
+
 private:
     unsigned _target_error;
+    bool _silent = false;
 };
 
 /// Frame of an EGL handler; the same with EGL's codes.
