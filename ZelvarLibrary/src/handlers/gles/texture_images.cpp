@@ -1,69 +1,16 @@
-// Images of textures: uploads from target memory or from a bound buffer, compressed or not, storage without
-// data, and copies of what the framebuffer holds.
+// Images of textures: whole and in part, from target memory or from a bound buffer.
 
-#include "handlers/gles/buffer_lookup.h"
 #include "handlers/gles/sizes.h"
 #include "handlers/gles/textures_handlers.h"
-#include "handlers/handler.h"
+#include "handlers/gles/upload.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 
 using gles_table = sidechannel_gles_imports;
 
 namespace {
-/// Rows of the known list of extensions.
-constexpr uint32_t extension_texture_storage = 8;
+/// Row of the known list of extensions.
 constexpr uint32_t extension_texture_3d = 23;
-
-/// More than one read of target memory can bring.
-constexpr uint64_t largest_upload = INT32_MAX; // bytes
-/// Blocks up to this size stay with the context, so that a stream of uploads allocates once.
-constexpr uint64_t largest_kept_block = uint64_t{16} << 20; // bytes
-
-/// Pixels of the target, or what stands for them: an offset into a bound buffer, or null.
-class upload
-{
-public:
-    const void* pixels() const { return _pixels; }
-
-    /// Whether `address` means target memory.
-    static bool from_target(_zelvar_context_data* context, target_ptr address)
-    {
-        return address && !(context->host_unpack_buffer && bound_buffer(context, GL_PIXEL_UNPACK_BUFFER));
-    }
-    void pass_through(target_ptr address) { _pixels = reinterpret_cast<const void*>(address.address); }
-
-    /// Reads `told` bytes of the target straight into the block that the host will read; what the host may
-    /// touch beyond, up to `reach`, is zero. False when there is no memory for it.
-    bool read(const gles_handler& call, _zelvar_context_data* context, target_ptr address, uint64_t told,
-              uint64_t reach)
-    {
-        const uint64_t size = std::max<uint64_t>({told, reach, 1});
-        if (size > largest_upload)
-            return false;
-        owned_block& block = size <= largest_kept_block ? context->upload_block : _large;
-        if (!block.bytes || block.size < size) {
-            block = {};
-            block.bytes.reset(static_cast<uint8_t*>(std::calloc(size, 1)));
-            if (!block.bytes)
-                return false;
-            block.size = size;
-        } else {
-            std::memset(block.bytes.get() + told, 0, size - told);
-        }
-        if (told)
-            zelvar_shim_dispatch_read_from_shim_address_space(call.pid, call.tid, static_cast<uint32_t>(told),
-                                                              address, block.bytes.get());
-        _pixels = block.bytes.get();
-        return true;
-    }
-
-private:
-    const void* _pixels = nullptr;
-    owned_block _large;
-};
 
 enum class tex_variant
 {
@@ -158,7 +105,7 @@ void gles20_shared_tex_handle(gles_handler& call, const char* function, const te
         return;
     upload up;
     bool failed = false;
-    if (upload::from_target(context, address))
+    if (upload::is_in_target(context, address))
         failed = !read_pixels(call, context, tex, address, up);
     else
         up.pass_through(address);
