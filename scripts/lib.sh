@@ -27,8 +27,8 @@ packages_build=(build-essential cmake ninja-build ccache pkg-config python3 git
     libgtest-dev libgmock-dev libbenchmark-dev libpng-dev libcli11-dev libfmt-dev)
 # What examples and tests meet at run time: the software driver.
 packages_run=(libegl1 libgles2 libegl-mesa0 libgl1-mesa-dri)
-# What only tests need: an X server, for windows of X clients.
-packages_test=(xvfb)
+# What only tests need: an X server, for windows of X clients, and real applications.
+packages_test=(xvfb glmark2-es2-x11 mesa-utils libsdl2-tests)
 # What checks and fuzz targets need on top.
 packages_clang=(clang clang-tidy clang-format libclang-rt-dev)
 # 32-bit targets are built where the compiler can.

@@ -1,12 +1,16 @@
 // The EGL entry points that have a message of their own.
 
 #include "shim/call.h"
+#include "shim/configs.h"
 #include "shim/egl_support.h"
 #include "shim/exports.h"
 #include "shim/proc_address.h"
 #include "shim/sync_objects.h"
 #include "shim/windows.h"
 #include "shim/x_windows.h"
+
+#include <algorithm>
+#include <vector>
 
 namespace shim {
 
@@ -61,13 +65,105 @@ struct entry<in::egl_get_config_attrib, decltype(eglGetConfigAttrib)>
 {
     static EGLBoolean call(EGLDisplay display, EGLConfig config, EGLint attribute, EGLint* value)
     {
-        const auto result =
-            send_message<in::egl_get_config_attrib, EGLBoolean>(display, config, attribute, value);
+        const auto result = send_message<in::egl_get_config_attrib, EGLBoolean>(display, known_config(config),
+                                                                                attribute, value);
+        if (!result || !value)
+            return result;
         // The library knows no window systems but that of phones, so the visual is ours to tell.
-        if (result && value && attribute == EGL_NATIVE_VISUAL_ID)
-            if (const uint32_t visual = window_visual())
-                *value = static_cast<EGLint>(visual);
+        const uint32_t visual = attribute == EGL_NATIVE_VISUAL_ID ? window_visual() : 0;
+        if (visual)
+            *value = static_cast<EGLint>(visual);
+        if (is_twin_config(config))
+            *value = twin_attribute(attribute, *value);
         return result;
+    }
+};
+
+namespace {
+
+/// The two calls that list configs: `ask` fills an array, as the library would. Clients of a window server
+/// get the twin as well.
+template <class Ask>
+EGLBoolean list_configs(const Ask& ask, EGLDisplay display, EGLConfig* configs, EGLint size, EGLint* count)
+{
+    const auto attribute_of = [display](EGLConfig config, EGLint attribute) {
+        EGLint value = 0;
+        send_message<in::egl_get_config_attrib, EGLBoolean>(display, config, attribute, &value);
+        return value;
+    };
+    if (!count || size < 0)
+        return ask(configs, size, count);
+    EGLint known = 0;
+    if (!ask(nullptr, 0, &known))
+        return EGL_FALSE;
+    std::vector<EGLConfig> all(static_cast<size_t>(std::max(known, 0)));
+    if (!all.empty() && !ask(all.data(), known, &known))
+        return EGL_FALSE;
+    add_twin_config(all, attribute_of);
+    *count = static_cast<EGLint>(all.size());
+    if (configs) {
+        *count = std::min(*count, size);
+        std::copy_n(all.begin(), *count, configs);
+    }
+    return EGL_TRUE;
+}
+
+} // namespace
+
+template <>
+struct entry<in::egl_choose_config, decltype(eglChooseConfig)>
+{
+    static EGLBoolean call(EGLDisplay display, const EGLint* wishes, EGLConfig* configs, EGLint size,
+                           EGLint* count)
+    {
+        const auto ask = [display, wishes](EGLConfig* into, EGLint most, EGLint* found) {
+            return send_message<in::egl_choose_config, EGLBoolean>(display, wishes, into, most, found);
+        };
+        return window_visual() && twin_may_serve(wishes) ? list_configs(ask, display, configs, size, count)
+                                                         : ask(configs, size, count);
+    }
+};
+
+template <>
+struct entry<in::egl_get_configs, decltype(eglGetConfigs)>
+{
+    static EGLBoolean call(EGLDisplay display, EGLConfig* configs, EGLint size, EGLint* count)
+    {
+        const auto ask = [display](EGLConfig* into, EGLint most, EGLint* found) {
+            return send_message<in::egl_get_configs, EGLBoolean>(display, into, most, found);
+        };
+        return window_visual() ? list_configs(ask, display, configs, size, count) : ask(configs, size, count);
+    }
+};
+
+template <>
+struct entry<in::egl_create_context, decltype(eglCreateContext)>
+{
+    static EGLContext call(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes)
+    {
+        return send_message<in::egl_create_context, EGLContext>(display, known_config(config), share,
+                                                                attributes);
+    }
+};
+
+template <>
+struct entry<in::egl_create_pbuffer_surface, decltype(eglCreatePbufferSurface)>
+{
+    static EGLSurface call(EGLDisplay display, EGLConfig config, const EGLint* attributes)
+    {
+        return send_message<in::egl_create_pbuffer_surface, EGLSurface>(display, known_config(config),
+                                                                        attributes);
+    }
+};
+
+template <>
+struct entry<in::egl_create_pixmap_surface, decltype(eglCreatePixmapSurface)>
+{
+    static EGLSurface call(EGLDisplay display, EGLConfig config, EGLNativePixmapType pixmap,
+                           const EGLint* attributes)
+    {
+        return send_message<in::egl_create_pixmap_surface, EGLSurface>(display, known_config(config), pixmap,
+                                                                       attributes);
     }
 };
 
@@ -78,8 +174,8 @@ struct entry<in::egl_create_window_surface, decltype(eglCreateWindowSurface)>
                            const EGLint* attributes)
     {
         settle_x_display(x_display_of(display));
-        const auto surface =
-            send_message<in::egl_create_window_surface, EGLSurface>(display, config, window, attributes);
+        const auto surface = send_message<in::egl_create_window_surface, EGLSurface>(
+            display, known_config(config), window, attributes);
         if (surface)
             add_window_surface(surface, native_handle(window));
         return surface;
@@ -106,8 +202,9 @@ struct entry<in::egl_create_platform_window_surface_ext, decltype(eglCreatePlatf
     {
         settle_x_display(x_display_of(display));
         const uint64_t handle = platform_window_handle(display, window);
-        const auto surface = send_message<in::egl_create_platform_window_surface_ext, EGLSurface, EGLDisplay,
-                                          EGLConfig, uint64_t>(display, config, handle, attributes);
+        const auto surface =
+            send_message<in::egl_create_platform_window_surface_ext, EGLSurface, EGLDisplay, EGLConfig,
+                         uint64_t>(display, known_config(config), handle, attributes);
         if (surface)
             add_window_surface(surface, handle);
         return surface;

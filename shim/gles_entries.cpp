@@ -2,6 +2,7 @@
 
 #include "shim/call.h"
 #include "shim/exports.h"
+#include "shim/oes_mapbuffer.h"
 #include "shim/proc_address.h"
 
 namespace shim {
@@ -14,6 +15,41 @@ struct entry<wire::inbound::gles30_unmap_buffer, decltype(glUnmapBuffer)>
         // A target with a driver of its own unmaps between two stages; here the first is all.
         constexpr uint32_t first_stage = 1;
         return send_message<wire::inbound::gles30_unmap_buffer, GLboolean>(target, first_stage);
+    }
+};
+
+template <>
+struct entry<wire::inbound::gles20_get_string, decltype(glGetString)>
+{
+    static const GLubyte* call(GLenum name)
+    {
+        const auto text = send_message<wire::inbound::gles20_get_string, const GLubyte*>(name);
+        return name == GL_EXTENSIONS ? with_mapbuffer_extension(text) : text;
+    }
+};
+
+template <>
+struct entry<wire::inbound::gles20_get_integerv, decltype(glGetIntegerv)>
+{
+    static void call(GLenum name, GLint* values)
+    {
+        send_message<wire::inbound::gles20_get_integerv, void>(name, values);
+        if (name == GL_NUM_EXTENSIONS && values && *values > 0)
+            ++*values;
+    }
+};
+
+template <>
+struct entry<wire::inbound::gles30_get_stringi, decltype(glGetStringi)>
+{
+    static const GLubyte* call(GLenum name, GLuint index)
+    {
+        GLint known = -1;
+        if (name == GL_EXTENSIONS)
+            send_message<wire::inbound::gles20_get_integerv, void>(GLenum{GL_NUM_EXTENSIONS}, &known);
+        if (known > 0 && index == static_cast<GLuint>(known))
+            return reinterpret_cast<const GLubyte*>(mapbuffer_extension);
+        return send_message<wire::inbound::gles30_get_stringi, const GLubyte*>(name, index);
     }
 };
 

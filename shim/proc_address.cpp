@@ -1,5 +1,7 @@
 #include "shim/proc_address.h"
 
+#include "shim/oes_mapbuffer.h"
+
 #include <cstring>
 
 namespace shim {
@@ -18,8 +20,10 @@ entry_point find_in(const named_entry_point* list, const char* name)
 
 entry_point find_entry_point(const char* name)
 {
-    if (std::strncmp(name, "gl", 2) == 0)
-        return find_in(gles_entry_points, name);
+    if (std::strncmp(name, "gl", 2) == 0) {
+        const entry_point found = find_in(gles_entry_points, name);
+        return found ? found : find_in(mapbuffer_entry_points, name);
+    }
     if (std::strncmp(name, "egl", 3) != 0)
         return nullptr;
     const entry_point found = find_in(egl_entry_points, name);

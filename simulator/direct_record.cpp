@@ -1,7 +1,7 @@
 // Preloaded into an application that runs straight on the host's driver, for comparison with its run as a
 // target: window surfaces become pbuffers of the frame buffer's size, and each swapped frame is written as a
 // picture, named as the simulator names it. ZELVAR_RECORD names the folder, ZELVAR_FB the size,
-// ZELVAR_RECORD_ALPHA=1 keeps the alpha channel.
+// ZELVAR_RECORD_ALPHA=1 keeps the alpha channel. Applications that load EGL themselves are met at dlsym.
 
 #include "picture_file.h"
 
@@ -44,10 +44,25 @@ recorder& the_recorder()
     return *one;
 }
 
+using find_function = void* (*)(void*, const char*);
+
+/// The C library's dlsym, under the version that it has on this machine.
+find_function real_dlsym()
+{
+    static const find_function found = [] {
+        void* at = nullptr;
+        for (const char* version : {"GLIBC_2.34", "GLIBC_2.17", "GLIBC_2.2.5", "GLIBC_2.0"})
+            if (!at)
+                at = dlvsym(RTLD_NEXT, "dlsym", version);
+        return reinterpret_cast<find_function>(at);
+    }();
+    return found;
+}
+
 template <class Function>
 Function next_in_line(const char* name)
 {
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+    return reinterpret_cast<Function>(real_dlsym()(RTLD_NEXT, name));
 }
 
 #define HOST(name) next_in_line<decltype(&name)>(#name)
@@ -171,6 +186,9 @@ void record(EGLSurface surface)
     }
 }
 
+/// The function below that an application gets under this name; null for others.
+void* function_of_ours(const char* name);
+
 } // namespace
 
 RECORDER_EXPORT EGLBoolean eglChooseConfig(EGLDisplay display, const EGLint* attributes, EGLConfig* configs,
@@ -212,14 +230,37 @@ RECORDER_EXPORT EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface
 
 RECORDER_EXPORT __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name)
 {
-    using pointer = __eglMustCastToProperFunctionPointerType;
-    if (std::strcmp(name, "eglChooseConfig") == 0)
-        return reinterpret_cast<pointer>(&eglChooseConfig);
-    if (std::strcmp(name, "eglCreateWindowSurface") == 0)
-        return reinterpret_cast<pointer>(&eglCreateWindowSurface);
-    if (std::strcmp(name, "eglDestroySurface") == 0)
-        return reinterpret_cast<pointer>(&eglDestroySurface);
-    if (std::strcmp(name, "eglSwapBuffers") == 0)
-        return reinterpret_cast<pointer>(&eglSwapBuffers);
-    return HOST(eglGetProcAddress)(name);
+    const auto ours = reinterpret_cast<__eglMustCastToProperFunctionPointerType>(function_of_ours(name));
+    return ours ? ours : HOST(eglGetProcAddress)(name);
 }
+
+RECORDER_EXPORT void* dlsym(void* handle, const char* name) noexcept
+{
+    // Who asks for the next in line has found us already.
+    void* ours = handle == RTLD_NEXT ? nullptr : function_of_ours(name);
+    return ours ? ours : real_dlsym()(handle, name);
+}
+
+namespace {
+
+void* function_of_ours(const char* name)
+{
+    struct named
+    {
+        const char* name;
+        void* function;
+    };
+    static const named all[] = {
+        {"eglChooseConfig", reinterpret_cast<void*>(&eglChooseConfig)},
+        {"eglCreateWindowSurface", reinterpret_cast<void*>(&eglCreateWindowSurface)},
+        {"eglDestroySurface", reinterpret_cast<void*>(&eglDestroySurface)},
+        {"eglSwapBuffers", reinterpret_cast<void*>(&eglSwapBuffers)},
+        {"eglGetProcAddress", reinterpret_cast<void*>(&eglGetProcAddress)},
+    };
+    for (const named& each : all)
+        if (std::strcmp(each.name, name) == 0)
+            return each.function;
+    return nullptr;
+}
+
+} // namespace

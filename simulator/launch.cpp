@@ -63,17 +63,23 @@ std::vector<std::string> target_environment(char** environment, const std::strin
                                             const std::string& socket_path, const std::string& frame_buffer)
 {
     const std::string library_path = "LD_LIBRARY_PATH";
+    // SDL takes OpenGL ES from GLX where it finds that, past every libEGL.so; a target has none.
+    const std::string sdl_driver = "SDL_OPENGL_ES_DRIVER";
     std::vector<std::string> result;
     std::string search = shim_path;
+    bool sdl_is_told = false;
     for (char** entry = environment; *entry; ++entry) {
         const std::string text = *entry;
         if (assigns(text, device_link::socket_variable) || assigns(text, device_link::frame_buffer_variable))
             continue;
+        sdl_is_told = sdl_is_told || assigns(text, sdl_driver);
         if (!assigns(text, library_path))
             result.push_back(text);
         else if (text.size() > library_path.size() + 1)
             search += ":" + text.substr(library_path.size() + 1);
     }
+    if (!sdl_is_told)
+        result.push_back(sdl_driver + "=1");
     result.push_back(library_path + "=" + search);
     result.push_back(std::string(device_link::socket_variable) + "=" + socket_path);
     result.push_back(std::string(device_link::frame_buffer_variable) + "=" + frame_buffer);

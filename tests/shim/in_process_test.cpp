@@ -157,6 +157,33 @@ TEST(in_process, strings_and_values_come_back)
     EXPECT_EQ(target_eglGetCurrentSurface(EGL_DRAW), shown.surface);
 }
 
+TEST(in_process, buffers_are_mapped_in_the_older_spelling_too)
+{
+    const settings_file settings{"batchCommands 1\n"};
+    in_process_target::start();
+    const window shown;
+    const std::string list = reinterpret_cast<const char*>(target_glGetString(GL_EXTENSIONS));
+    EXPECT_TRUE(list.ends_with(" GL_OES_mapbuffer")) << list;
+    const auto map = reinterpret_cast<void* (*)(GLenum, GLenum)>(target_eglGetProcAddress("glMapBufferOES"));
+    const auto unmap = reinterpret_cast<GLboolean (*)(GLenum)>(target_eglGetProcAddress("glUnmapBufferOES"));
+    ASSERT_TRUE(map && unmap);
+    EXPECT_EQ(map(GL_ARRAY_BUFFER, GL_WRITE_ONLY_OES), nullptr) << "nothing is bound";
+    EXPECT_EQ(target_glGetError(), GLenum{GL_INVALID_OPERATION});
+    GLuint buffer = 0;
+    target_glGenBuffers(1, &buffer);
+    target_glBindBuffer(GL_ARRAY_BUFFER, buffer);
+    target_glBufferData(GL_ARRAY_BUFFER, 8, "old text", GL_DYNAMIC_DRAW);
+    EXPECT_EQ(map(GL_ARRAY_BUFFER, 0x1234), nullptr);
+    EXPECT_NE(target_glGetError(), GLenum{GL_NO_ERROR});
+    auto* bytes = static_cast<char*>(map(GL_ARRAY_BUFFER, GL_WRITE_ONLY_OES));
+    ASSERT_NE(bytes, nullptr);
+    std::memcpy(bytes, "new", 3);
+    EXPECT_TRUE(unmap(GL_ARRAY_BUFFER));
+    bytes = static_cast<char*>(target_glMapBufferRange(GL_ARRAY_BUFFER, 0, 8, GL_MAP_READ_BIT));
+    ASSERT_NE(bytes, nullptr);
+    EXPECT_EQ(std::string(bytes, 8), "new text");
+}
+
 TEST(in_process, memory_that_is_not_there_is_refused_and_not_touched)
 {
     const settings_file settings{""};

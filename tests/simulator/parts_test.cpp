@@ -82,7 +82,14 @@ TEST(target_environments, hold_the_link_and_keep_what_the_user_has)
     EXPECT_TRUE(has("LD_PRELOAD=x.so"));
     EXPECT_TRUE(has("LD_LIBRARY_PATHS=other"));
     EXPECT_FALSE(has("ZELVAR_SOCKET=old"));
-    EXPECT_EQ(made.size(), 6u);
+    EXPECT_TRUE(has("SDL_OPENGL_ES_DRIVER=1"));
+    EXPECT_EQ(made.size(), 7u);
+    entries[0] = "SDL_OPENGL_ES_DRIVER=0"; // the user's word counts
+    list[0] = entries[0].data();
+    const auto again = target_environment(list, "/shim", "/run/s", "320x200");
+    EXPECT_EQ(std::count_if(again.begin(), again.end(),
+                            [](const std::string& entry) { return entry.starts_with("SDL_"); }),
+              1);
 }
 
 TEST(sizes, are_two_numbers_with_an_x)

@@ -409,6 +409,9 @@ TEST_F(programs, SourcesAreReadJoinedAndFiltered)
     target.run(target.make(in::gles20_shader_source).u32(1).i32(2).u64(table).u64(lengths));
     EXPECT_EQ(given, "\nvoid main() {}");
     EXPECT_EQ(model().data_shared->shaders.at(1).source, "#version 130 // x\nvoid main() {}");
+    target.run(
+        target.make(in::gles20_get_shaderiv).u32(1).u32(GL_SHADER_SOURCE_LENGTH).u64(result_at + 0x80));
+    EXPECT_EQ(target.peek<int32_t>(result_at + 0x80), 33) << "the length as written, with its end";
     zelvar_only_settings.shaderFilter = false; // versions are then the compiler's to judge
     target.run(target.make(in::gles20_shader_source).u32(1).i32(1).u64(table).u64(0));
     EXPECT_EQ(given, "#version 130 \n");

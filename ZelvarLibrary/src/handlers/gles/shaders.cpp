@@ -99,8 +99,12 @@ void gles20_glGetShaderiv(pid_t pid, tid_t tid, GLuint shader, GLenum pname, tar
         return;
     const _zelvar_shader_descriptor* object = call.find_shader(shader);
     GLint value = 0;
-    if (object && call.host<&gles_table::glGetShaderiv>(object->host_id, pname, &value).ok())
-        call.write(params, value);
+    if (!object || !call.host<&gles_table::glGetShaderiv>(object->host_id, pname, &value).ok())
+        return;
+    // The host has the filtered text. Applications check that the length is the one that they wrote.
+    if (pname == GL_SHADER_SOURCE_LENGTH && !object->source.empty())
+        value = static_cast<GLint>(object->source.size() + 1);
+    call.write(params, value);
 }
 
 void gles20_glGetShaderInfoLog(pid_t pid, tid_t tid, GLuint shader, GLsizei bufsize, target_ptr length,

@@ -1,0 +1,64 @@
+"""An X server without a screen for applications, and pictures of what its windows show."""
+import contextlib
+import os
+import pathlib
+import struct
+import subprocess
+import tempfile
+import zlib
+
+
+class XDisplay:
+    """Xvfb on a free display number; a context manager. `name` is what DISPLAY wants."""
+
+    def __init__(self, width, height):
+        self.width, self.height = width, height
+        self.stack = contextlib.ExitStack()
+        self.name = ""
+
+    def __enter__(self):
+        folder = self.stack.enter_context(tempfile.TemporaryDirectory(prefix="zelvar-x-"))
+        self.screen = pathlib.Path(folder) / "Xvfb_screen0"
+        number, ready = os.pipe()
+        command = ["Xvfb", "-displayfd", str(ready), "-screen", "0", f"{self.width}x{self.height}x24",
+                   "-fbdir", folder, "-nolisten", "tcp"]
+        server = subprocess.Popen(command, pass_fds=[ready], stderr=subprocess.DEVNULL)
+        self.stack.callback(server.wait)
+        self.stack.callback(server.terminate)
+        os.close(ready)
+        with os.fdopen(number) as answer:
+            self.name = ":" + answer.readline().strip()
+        if self.name == ":":
+            self.stack.close()
+            raise RuntimeError("Xvfb doesn't start")
+        return self
+
+    def __exit__(self, *_):
+        self.stack.close()
+
+    def grab(self, path):
+        """Writes what the screen shows as a PNG file of 8-bit RGB."""
+        dump = self.screen.read_bytes()
+        # An XWD file: a header of big-endian words, a colour map of 12 bytes an entry, rows of B, G, R and a spare byte.
+        header = struct.unpack(">25I", dump[:100])
+        header_size, width, height, row_bytes, colours = (header[i] for i in (0, 4, 5, 12, 19))
+        pixels = dump[header_size + colours * 12:]
+        rows = bytearray()
+        for y in range(height):
+            row = pixels[y * row_bytes:y * row_bytes + width * 4]
+            rgb = bytearray(width * 3)
+            rgb[0::3], rgb[1::3], rgb[2::3] = row[2::4], row[1::4], row[0::4]
+            rows += b"\0" + rgb
+        path.write_bytes(png(width, height, bytes(rows)))
+
+
+def png(width, height, filtered_rows):
+    """A file of RGB rows, each behind a byte of 0."""
+
+    def chunk(kind, content):
+        check = zlib.crc32(kind + content)
+        return struct.pack(">I", len(content)) + kind + content + struct.pack(">I", check)
+
+    size = struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", size) + chunk(b"IDAT", zlib.compress(filtered_rows, 1)) +
+            chunk(b"IEND", b""))

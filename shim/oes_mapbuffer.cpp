@@ -1,0 +1,56 @@
+#include "shim/oes_mapbuffer.h"
+
+#include "shim/exports.h"
+
+#include <GLES2/gl2ext.h>
+#include <GLES3/gl31.h>
+
+#include <mutex>
+#include <set>
+#include <string>
+
+namespace shim {
+
+namespace {
+
+void* map_buffer(GLenum target, GLenum access)
+{
+    GLint size = 0;
+    SHIM_NAME(glGetBufferParameteriv)(target, GL_BUFFER_SIZE, &size);
+    // The extension knows writing alone; another value is an error that the range's access shall give.
+    const GLbitfield range_access = access == GL_WRITE_ONLY_OES ? GL_MAP_WRITE_BIT : 0u;
+    return SHIM_NAME(glMapBufferRange)(target, 0, size, range_access);
+}
+
+GLboolean unmap_buffer(GLenum target)
+{
+    return SHIM_NAME(glUnmapBuffer)(target);
+}
+
+void get_buffer_pointer(GLenum target, GLenum name, void** pointer)
+{
+    SHIM_NAME(glGetBufferPointerv)(target, name, pointer);
+}
+
+} // namespace
+
+const named_entry_point mapbuffer_entry_points[] = {
+    {"glMapBufferOES", reinterpret_cast<entry_point>(&map_buffer)},
+    {"glUnmapBufferOES", reinterpret_cast<entry_point>(&unmap_buffer)},
+    {"glGetBufferPointervOES", reinterpret_cast<entry_point>(&get_buffer_pointer)},
+    {nullptr, nullptr},
+};
+
+const GLubyte* with_mapbuffer_extension(const GLubyte* extensions)
+{
+    if (!extensions)
+        return nullptr;
+    static std::mutex& lock = *new std::mutex;
+    static auto& texts = *new std::set<std::string>; // one for each list that the library has given
+    const std::lock_guard<std::mutex> guard{lock};
+    const std::string text = reinterpret_cast<const char*>(extensions);
+    return reinterpret_cast<const GLubyte*>(
+        texts.insert(text + (text.empty() ? "" : " ") + mapbuffer_extension).first->c_str());
+}
+
+} // namespace shim
