@@ -35,10 +35,7 @@ static void check_state(struct size size)
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     glEnable(GL_SCISSOR_TEST);
     check(glIsEnabled(GL_SCISSOR_TEST) == GL_TRUE && glIsEnabled(GL_BLEND) == GL_FALSE, "glIsEnabled");
-    check_gl("setting state");
-    glEnable(GL_RGBA);
-    check(glGetError() == GL_INVALID_ENUM, "the error of a wrong glEnable");
-    check(glGetError() == GL_NO_ERROR, "an error is told once; the second glGetError");
+    WRONG(glEnable(GL_RGBA), GL_INVALID_ENUM);
 }
 
 static void check_current(EGLDisplay display, EGLSurface surface, EGLContext context)

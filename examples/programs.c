@@ -1,44 +1,13 @@
 /* Compiles and links programs in every way that OpenGL ES 3.1 has, sets uniforms of all types and shapes,
  * asks everything back and prints a checksum of each subject. programs [--frames N] */
 
-#include "window.h"
+#include "report.h"
 
 #include <GLES3/gl31.h>
 
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-static uint64_t sum;
-
-static void begin_sum(void)
-{
-    sum = 0xcbf29ce484222325u;
-}
-
-static void add_bytes(const void* data, size_t size)
-{
-    const unsigned char* bytes = data;
-    for (size_t i = 0; i < size; ++i)
-        sum = (sum ^ bytes[i]) * 0x100000001b3u;
-}
-
-static void add_text(const char* text)
-{
-    add_bytes(text, strlen(text) + 1);
-}
-
-static void add_number(GLint number)
-{
-    add_bytes(&number, sizeof number);
-}
-
-static void end_sum(const char* subject)
-{
-    check_gl(subject);
-    printf("%-24s %016llx\n", subject, (unsigned long long)sum);
-}
 
 static GLuint compile(GLenum type, GLsizei count, const char* const* strings, const GLint* lengths)
 {
@@ -216,12 +185,9 @@ static void set_numbers(GLuint p)
     check(got[0] == 5, "a sampler uniform");
     glUniform1f(-1, 1.0f);
     end_sum("uniform numbers");
-    glUniform1f(12345, 1.0f);
-    check(glGetError() == GL_INVALID_OPERATION, "an unknown location");
-    glUniform1fv(at(p, "scalars"), -1, f);
-    check(glGetError() == GL_INVALID_VALUE, "a negative count");
-    glUniform1i(at(p, "two"), 1);
-    check(glGetError() == GL_INVALID_OPERATION, "a uniform of the wrong type");
+    WRONG(glUniform1f(12345, 1.0f), GL_INVALID_OPERATION);
+    WRONG(glUniform1fv(at(p, "scalars"), -1, f), GL_INVALID_VALUE);
+    WRONG(glUniform1i(at(p, "two"), 1), GL_INVALID_OPERATION);
 }
 
 static void transpose(const GLfloat* from, GLfloat* to, int columns, int rows)
@@ -400,20 +366,13 @@ static void check_failures(void)
     glGetProgramiv(program, GL_LINK_STATUS, &status);
     check(!status, "a link that must fail");
     check_gl("failures");
-    glUseProgram(program);
-    check(glGetError() == GL_INVALID_OPERATION, "using what isn't linked");
-    glUseProgram(shader);
-    check(glGetError() == GL_INVALID_OPERATION, "using a shader");
-    glUseProgram(9999);
-    check(glGetError() == GL_INVALID_VALUE, "using nothing");
-    glAttachShader(program, shader);
-    check(glGetError() == GL_INVALID_OPERATION, "attaching twice");
-    glShaderSource(shader, -1, &wrong, NULL);
-    check(glGetError() == GL_INVALID_VALUE, "a negative count of strings");
-    glCreateShader(GL_TEXTURE_2D);
-    check(glGetError() == GL_INVALID_ENUM, "a shader of no type");
-    glGetProgramiv(program, GL_TEXTURE_2D, &status);
-    check(glGetError() == GL_INVALID_ENUM, "a question for nothing");
+    WRONG(glUseProgram(program), GL_INVALID_OPERATION);
+    WRONG(glUseProgram(shader), GL_INVALID_OPERATION);
+    WRONG(glUseProgram(9999), GL_INVALID_VALUE);
+    WRONG(glAttachShader(program, shader), GL_INVALID_OPERATION);
+    WRONG(glShaderSource(shader, -1, &wrong, NULL), GL_INVALID_VALUE);
+    WRONG(glCreateShader(GL_TEXTURE_2D), GL_INVALID_ENUM);
+    WRONG(glGetProgramiv(program, GL_TEXTURE_2D, &status), GL_INVALID_ENUM);
     GLint range[2] = {0};
     GLint precision = -1;
     glGetShaderPrecisionFormat(GL_FRAGMENT_SHADER, GL_HIGH_FLOAT, range, &precision);
@@ -457,13 +416,34 @@ static void check_varyings(void)
     end_sum("varyings");
 }
 
-static void check_separable(void)
+static const char triangle_vertex[] =
+    "#version 300 es\nin vec4 position; uniform float x; void main() { vec2 at = vec2(gl_VertexID & 1, "
+    "gl_VertexID >> 1);\n  gl_Position = vec4(at * 1.6 - 0.8 + x, 0.0, 1.0) + 0.25 * position; }\n";
+static const char tinted_fragment[] = "#version 300 es\nprecision highp float; uniform vec4 tint; out vec4 "
+                                      "result;\nvoid main() { result = tint + gl_FragCoord / 400.0; }\n";
+
+/* With the program's uniforms set, all of them. */
+static void draw_triangle(GLuint program, struct size size)
+{
+    glUseProgram(program);
+    glUniform1f(at(program, "x"), 0.125f);
+    glUniform4f(at(program, "tint"), 0.25f, 0.5f, 0.125f, 1.0f);
+    glVertexAttrib4f(3, 0.5f, -0.5f, 0.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glDrawArrays(GL_TRIANGLES, 0, 3);
+    add_picture(size);
+    glUseProgram(0);
+}
+
+static void check_separable(struct size size)
 {
     begin_sum();
-    const char* const vertex = "#version 310 es\nuniform float x; void main() { gl_Position = vec4(x); }";
+    const char* const vertex =
+        "#version 310 es\nuniform float x;\n"
+        "void main() { gl_Position = vec4(gl_VertexID == 1 ? x : -x, gl_VertexID == 2 ? x : -x, 0.0, 1.0); }";
     const char* const fragment[] = {"#version 310 es\nprecision highp float;\n",
                                     "uniform vec4 tint[2]; layout(location = 0) out vec4 result;\n",
-                                    "void main() { result = tint[0] + tint[1]; }"};
+                                    "void main() { result = tint[0] - tint[1]; }"};
     const GLuint v = glCreateShaderProgramv(GL_VERTEX_SHADER, 1, &vertex);
     const GLuint f = glCreateShaderProgramv(GL_FRAGMENT_SHADER, 3, fragment);
     GLint linked[2] = {0};
@@ -493,11 +473,53 @@ static void check_separable(void)
     glValidateProgramPipeline(pipeline);
     char log[256] = "";
     glGetProgramPipelineInfoLog(pipeline, sizeof log, NULL, log);
+    glUniform4f(at(f, "tint"), 5.75f, 6.5f, 7.25f, 9.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glDrawArrays(GL_TRIANGLES, 0, 3);
+    add_picture(size);
+    glUseProgramStages(pipeline, GL_FRAGMENT_SHADER_BIT, 0);
+    glGetProgramPipelineiv(pipeline, GL_FRAGMENT_SHADER, &value);
+    check(value == 0, "a stage that was taken away");
+    WRONG(glUseProgramStages(pipeline, GL_VERTEX_SHADER_BIT, 9999), GL_INVALID_VALUE);
+    WRONG(glActiveShaderProgram(pipeline + 1, f), GL_INVALID_OPERATION);
     glBindProgramPipeline(0);
     glDeleteProgramPipelines(1, &pipeline);
     glDeleteProgram(v);
     glDeleteProgram(f);
     end_sum("separable programs");
+}
+
+/* What a driver gives out of a program makes another program; nothing may be written behind it. */
+static void check_binary(struct size size)
+{
+    begin_sum();
+    const GLuint program = link_program(triangle_vertex, tinted_fragment);
+    GLint length = 0; /* a driver may have no formats at all; what is drawn is the same */
+    glGetProgramiv(program, GL_PROGRAM_BINARY_LENGTH, &length);
+    if (length > 0) {
+        unsigned char* const binary = calloc((size_t)length + 1, 1);
+        check(binary != NULL, "calloc");
+        binary[length] = 0x5a;
+        GLenum format = 0;
+        GLsizei written = 0;
+        WRONG(glGetProgramBinary(program, length - 1, &written, &format, binary), GL_INVALID_OPERATION);
+        glGetProgramBinary(program, length, &written, &format, binary);
+        check(written > 0 && written <= length && binary[length] == 0x5a, "glGetProgramBinary");
+        const GLuint copy = glCreateProgram();
+        glProgramBinary(copy, format, binary, written);
+        GLint linked = 0;
+        glGetProgramiv(copy, GL_LINK_STATUS, &linked);
+        add_number(linked);
+        GLint attached = -1;
+        glGetProgramiv(copy, GL_ATTACHED_SHADERS, &attached);
+        add_number(attached);
+        draw_triangle(copy, size);
+        glDeleteProgram(copy);
+        free(binary);
+    }
+    draw_triangle(program, size);
+    glDeleteProgram(program);
+    end_sum("program binaries");
 }
 
 int main(int count, char** arguments)
@@ -508,6 +530,7 @@ int main(int count, char** arguments)
     EGLSurface surface = make_window(display, config);
     EGLContext context = make_context(display, config, 3);
     check(eglMakeCurrent(display, surface, surface, context), "eglMakeCurrent");
+    const struct size size = surface_size(display, surface);
     check_texts();
     check_uniforms();
     check_failures();
@@ -517,7 +540,8 @@ int main(int count, char** arguments)
         glClear(GL_COLOR_BUFFER_BIT);
         check(eglSwapBuffers(display, surface), "eglSwapBuffers");
     }
-    check_separable();
+    check_separable(size);
+    check_binary(size);
     check(eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT), "eglMakeCurrent");
     check(eglDestroyContext(display, context), "eglDestroyContext");
     check(eglDestroySurface(display, surface), "eglDestroySurface");

@@ -21,6 +21,23 @@ void check_gl(const char* what)
     exit(1);
 }
 
+void begin_wrong_call(const char* what)
+{
+    check_gl("what came before a wrong call");
+    fprintf(stderr, "wrong on purpose: %s\n", what);
+}
+
+void end_wrong_call(const char* what, GLenum error)
+{
+    const GLenum got = glGetError();
+    if (got != error || glGetError() != GL_NO_ERROR) {
+        fprintf(stderr, "%s: OpenGL ES error 0x%04x instead of 0x%04x, once\n", what, (unsigned)got,
+                (unsigned)error);
+        exit(1);
+    }
+    fprintf(stderr, "right again\n");
+}
+
 static void print_configs(EGLDisplay display)
 {
     EGLint count = 0;

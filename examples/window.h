@@ -12,6 +12,12 @@ void check(int ok, const char* what);
 /* Fatal when OpenGL ES has an error pending. */
 void check_gl(const char* what);
 
+/* Fatal unless the call has this error. Standard error says that the call is wrong on purpose, so that a
+ * reader of the log knows what complaints about it are worth. */
+#define WRONG(call, error) (begin_wrong_call(#call), (void)(call), end_wrong_call(#call, error))
+void begin_wrong_call(const char* what);
+void end_wrong_call(const char* what, GLenum error);
+
 /* The default display, initialised; its strings and its list of configs are printed. */
 EGLDisplay open_display(void);
 

@@ -50,15 +50,13 @@ TEST_P(endtoend_frames, are_those_of_the_host)
     const std::string application = GetParam();
     const int windows = application == "two_threads" ? 2 : 1;
     run_on_host(application, "20");
-    for (const std::string binaries : {BINARIES, BINARIES32}) {
-        if (binaries.empty())
-            continue;
+    for (const std::string& build : builds_of(application, BINARIES, BINARIES32)) {
         for (const std::string batch : {"0", "1"}) {
             const std::string where =
-                folder + "/" + std::filesystem::path(binaries).filename().string() + batch;
-            const outcome run = run_command({ZELVAR_SIM, "--libzelvar", LIBRARY, "--fb", size, "--frames",
-                                             where, "--alpha", "--set", "batchCommands " + batch, "--",
-                                             binaries + "/" + application, "--frames", "20"});
+                folder + "/" + std::filesystem::path(build).parent_path().filename().string() + batch;
+            const outcome run =
+                run_command({ZELVAR_SIM, "--libzelvar", LIBRARY, "--fb", size, "--frames", where, "--alpha",
+                             "--set", "batchCommands " + batch, "--", build, "--frames", "20"});
             EXPECT_EQ(run.status, 0) << run.output;
             expect_same_frames(where, 20 * windows);
         }

@@ -7,11 +7,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <thread>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <regex.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -128,6 +130,32 @@ outcome run_command(const std::vector<std::string>& command, const std::vector<s
     one.end_input();
     const int status = one.wait();
     return {status, one.output()};
+}
+
+bool kernel_runs(const std::string& program)
+{
+    char* arguments[] = {const_cast<char*>(program.c_str()), nullptr};
+    pid_t child = -1;
+    const int fault = posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments, environ);
+    if (fault == 0) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    return fault != ENOEXEC;
+}
+
+std::vector<std::string> builds_of(const std::string& program, const std::string& folder,
+                                   const std::string& folder32)
+{
+    std::vector<std::string> builds = {folder + "/" + program};
+    if (folder32.empty())
+        return builds;
+    builds.push_back(folder32 + "/" + program);
+    if (!kernel_runs(builds.back())) {
+        std::cout << builds.back() << " is left out, since this kernel runs no 32-bit programs\n";
+        builds.pop_back();
+    }
+    return builds;
 }
 
 bool matches(const std::string& text, const char* pattern)

@@ -47,5 +47,14 @@ struct outcome
 outcome run_command(const std::vector<std::string>& command,
                     const std::vector<std::string>& more_environment = {});
 
+/// False when this kernel refuses programs of that kind, as some do with 32-bit ones. Anything else that may
+/// be wrong with the program is for the test that runs it to find.
+bool kernel_runs(const std::string& program);
+
+/// The program in the folder of 64-bit ones and, where there is one and it can run, its 32-bit build. Says so
+/// when that one is left out.
+std::vector<std::string> builds_of(const std::string& program, const std::string& folder,
+                                   const std::string& folder32);
+
 /// Whether an extended POSIX pattern is found in the text.
 bool matches(const std::string& text, const char* pattern);
