@@ -11,3 +11,16 @@ uint64_t read_pixels_size(const current_pack_params& pack, int32_t width, int32_
 /// Bytes that a driver may touch for the same call by the published formula.
 uint64_t read_pixels_reach(const current_pack_params& pack, int32_t width, int32_t height,
                            uint64_t pixel_bytes);
+
+/// What a texture upload covers. A two-dimensional entry point has one image, whatever the target.
+struct image_extent
+{
+    int32_t width;
+    int32_t height;
+    int32_t depth;
+    bool has_depth;
+};
+/// Bytes that an upload reads from target memory; 0 for a negative size.
+uint64_t unpack_size(const current_pack_params& unpack, const image_extent& extent, uint64_t pixel_bytes);
+/// Bytes that a driver may touch for the same upload by the published formula.
+uint64_t unpack_reach(const current_pack_params& unpack, const image_extent& extent, uint64_t pixel_bytes);
