@@ -78,6 +78,33 @@ static GLuint filled_buffer(int seed)
     return buffer;
 }
 
+static GLuint filled_texture(int seed)
+{
+    unsigned char bytes[4 * 4 * 4];
+    GLuint texture = 0;
+    for (int i = 0; i < 64; ++i)
+        bytes[i] = (unsigned char)(seed * 13 + i * 3);
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 4, 4, 0, GL_RGBA, GL_UNSIGNED_BYTE, bytes);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    return texture;
+}
+
+/* A texture's texels, through a frame buffer object of this context's own. */
+static void add_texture(GLuint texture)
+{
+    const struct size size = {4, 4};
+    GLuint frame = 0;
+    glGenFramebuffers(1, &frame);
+    glBindFramebuffer(GL_FRAMEBUFFER, frame);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    check(glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE, "a complete frame buffer");
+    add_picture(size);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(1, &frame);
+}
+
 /* A program that paints all in one colour, which its fragment shader has in its text. */
 static GLuint painting_program(int seed)
 {
@@ -141,7 +168,8 @@ static void on_one_thread(void)
                      alone = make_sharing(EGL_NO_CONTEXT);
     begin_sum();
     use(surface, first);
-    const GLuint buffer = filled_buffer(1), program = painting_program(200), corner = corner_buffer();
+    const GLuint buffer = filled_buffer(1), program = painting_program(200), corner = corner_buffer(),
+                 texture = filled_texture(1);
     GLuint array = 0;
     glGenVertexArrays(1, &array);
     glBindVertexArray(array);
@@ -149,9 +177,10 @@ static void on_one_thread(void)
     glFinish();
 
     use(surface, second);
-    check(glIsBuffer(buffer) && glIsProgram(program), "objects of the group");
+    check(glIsBuffer(buffer) && glIsProgram(program) && glIsTexture(texture), "objects of the group");
     check(!glIsVertexArray(array), "a vertex array of another context");
     add_buffer(buffer, 64);
+    add_texture(texture);
     paint(program, corner, 0.25f);
     add_surface();
     const GLuint newer = filled_buffer(2);
@@ -159,7 +188,8 @@ static void on_one_thread(void)
     glFinish();
 
     use(surface, alone);
-    check(!glIsBuffer(buffer) && !glIsProgram(program), "no objects of another group");
+    check(!glIsBuffer(buffer) && !glIsProgram(program) && !glIsTexture(texture),
+          "no objects of another group");
     GLuint same = 0;
     do /* until the name is one that the group has */
         same = filled_buffer(3);
@@ -173,6 +203,8 @@ static void on_one_thread(void)
     GLint bound = 0;
     glGetIntegerv(GL_VERTEX_ARRAY_BINDING, &bound);
     check((GLuint)bound == array, "state that waited for its context");
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+    check((GLuint)bound == texture, "a texture that waited for its context");
     add_buffer(buffer, 64);
     add_buffer(newer, 64);
     glClear(GL_COLOR_BUFFER_BIT);
@@ -193,7 +225,8 @@ static void on_one_thread(void)
     check(eglDestroyContext(display, second), "eglDestroyContext");
 }
 
-/* What one context deletes while another one has it bound or in use. */
+/* What one context deletes while another one has it bound or in use. Mapping and copying such a buffer is
+ * left out: targets can't, since a mapping is found by the name of its buffer. */
 static void deleted_elsewhere(void)
 {
     const EGLSurface surface = make_pbuffer(), other = make_pbuffer();
@@ -224,12 +257,72 @@ static void deleted_elsewhere(void)
     glUniform1f(glGetUniformLocation(program, "blue"), 0.75f);
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
     add_surface();
+    glBufferSubData(GL_ARRAY_BUFFER, 0, 4, corners + 1);
+    glGetBufferParameteriv(GL_ARRAY_BUFFER, GL_BUFFER_SIZE, &bound);
+    add_number(bound);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glDrawArrays(GL_TRIANGLE_STRIP, 0, 3);
+    add_surface();
     end_sum("deleted elsewhere");
     glUseProgram(0);
     check(!glIsProgram(program), "a deleted program out of use");
     glBindBuffer(GL_ARRAY_BUFFER, 0);
     use_none();
     check(eglDestroyContext(display, keeper) && eglDestroyContext(display, deleter), "eglDestroyContext");
+    check(eglDestroySurface(display, surface) && eglDestroySurface(display, other), "eglDestroySurface");
+}
+
+/* The same for what pictures are in. */
+static void pictures_deleted_elsewhere(void)
+{
+    const EGLSurface surface = make_pbuffer(), other = make_pbuffer();
+    const EGLContext keeper = make_sharing(EGL_NO_CONTEXT), deleter = make_sharing(keeper);
+    const struct size size = {4, 4};
+    GLuint frames[2] = {0}, render = 0, sampler = 0;
+    begin_sum();
+    use(surface, keeper);
+    const GLuint texture = filled_texture(9);
+    glGenFramebuffers(2, frames);
+    glBindFramebuffer(GL_FRAMEBUFFER, frames[0]);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    glGenRenderbuffers(1, &render);
+    glBindRenderbuffer(GL_RENDERBUFFER, render);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 4, 4);
+    glBindFramebuffer(GL_FRAMEBUFFER, frames[1]);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, render);
+    glClearColor(0.5f, 0.25f, 1.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glGenSamplers(1, &sampler);
+    glBindSampler(1, sampler);
+    glFinish();
+
+    use(other, deleter);
+    glDeleteTextures(1, &texture);
+    glDeleteRenderbuffers(1, &render);
+    glDeleteSamplers(1, &sampler);
+    check(!glIsTexture(texture) && !glIsRenderbuffer(render) && !glIsSampler(sampler), "deleted objects");
+    glFinish();
+
+    use(surface, keeper);
+    add_picture(size);
+    glBindFramebuffer(GL_FRAMEBUFFER, frames[0]);
+    check(glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE, "a frame buffer as it was");
+    add_picture(size);
+    GLint bound = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+    check((GLuint)bound == texture, "a texture that is deleted elsewhere");
+    glGetIntegerv(GL_RENDERBUFFER_BINDING, &bound);
+    check((GLuint)bound == render, "a renderbuffer that is deleted elsewhere");
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, "abcd");
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    add_picture(size);
+    glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_WIDTH, &bound);
+    add_number(bound);
+    end_sum("pictures deleted elsewhere");
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(2, frames);
+    use_none();
+    check(eglDestroyContext(display, deleter) && eglDestroyContext(display, keeper), "eglDestroyContext");
     check(eglDestroySurface(display, surface) && eglDestroySurface(display, other), "eglDestroySurface");
 }
 
@@ -247,6 +340,7 @@ struct worker
     EGLSurface surface;
     pthread_barrier_t* start;
     GLuint kept[rounds];
+    GLuint textures[rounds];
     GLuint program;
     GLsync fence;
 };
@@ -258,6 +352,7 @@ static void* work(void* argument)
     use(self->surface, self->context);
     for (int round = 0; round < rounds; ++round) {
         self->kept[round] = filled_buffer(self->number * rounds + round);
+        self->textures[round] = filled_texture(self->number * rounds + round);
         const GLuint spare = filled_buffer(0), corner = corner_buffer();
         const GLuint program = painting_program(self->number * 50 + round);
         paint(program, corner, 0.5f);
@@ -296,7 +391,7 @@ static void many_threads(void)
     use(surface, context);
     check(pthread_barrier_init(&start, NULL, workers) == 0, "pthread_barrier_init");
     for (int i = 0; i < workers; ++i) {
-        const struct worker one = {i, make_sharing(context), make_pbuffer(), &start, {0}, 0, NULL};
+        const struct worker one = {i, make_sharing(context), make_pbuffer(), &start, {0}, {0}, 0, NULL};
         all[i] = one;
     }
     for (int i = 0; i < workers; ++i)
@@ -311,12 +406,16 @@ static void many_threads(void)
         const GLenum waited = glClientWaitSync(all[i].fence, GL_SYNC_FLUSH_COMMANDS_BIT, 10000000000u);
         check(waited == GL_ALREADY_SIGNALED || waited == GL_CONDITION_SATISFIED, "glClientWaitSync");
         glDeleteSync(all[i].fence);
-        for (int round = 0; round < rounds; ++round)
+        for (int round = 0; round < rounds; ++round) {
             add_buffer(all[i].kept[round], 64);
+            add_texture(all[i].textures[round]);
+        }
         paint(all[i].program, corner, 0.125f);
         add_surface();
         if (i % 2) /* some of the names go before their context, others with it */
             glDeleteBuffers(rounds, all[i].kept);
+        else
+            glDeleteTextures(rounds, all[i].textures);
         check(eglDestroyContext(display, all[i].context), "eglDestroyContext");
         check(eglDestroySurface(display, all[i].surface), "eglDestroySurface");
     }
@@ -483,6 +582,7 @@ int main(void)
     check(eglBindAPI(EGL_OPENGL_ES_API), "eglBindAPI");
     on_one_thread();
     deleted_elsewhere();
+    pictures_deleted_elsewhere();
     many_threads();
     moving();
     crossing();
