@@ -198,8 +198,11 @@ void refuse_deferred_state()
 void zelvar_data_model_init_zelvar_context_data(pid_t pid, tid_t tid, _zelvar_context_data* data)
 {
     refuse_deferred_state();
-    // Another context of the group may have made it already.
-    data->data_shared->textures.try_emplace(0);
+    {
+        // Another context of the group may have made it already, or be at work.
+        Autolock objects_lock{data->data_shared->objects.section};
+        data->data_shared->textures.try_emplace(0);
+    }
     uint32_t format_count = 0;
     if (zelvar_call_on_target())
         read_constants_of_target(pid, tid, data, &format_count);

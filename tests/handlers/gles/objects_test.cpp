@@ -2,7 +2,10 @@
 
 #include "handlers/gles/buffers_fixture.h"
 
+#include "handlers/gles/gles_handlers.h"
 #include "sidechannel_log.h"
+
+#include <thread>
 
 namespace {
 class gles_objects : public buffers_fixture
@@ -53,6 +56,34 @@ TEST_F(gles_objects, WrongCountsNeverReachTheHost)
     target.run(target.make(in::gles20_gen_buffers).i32(INT32_MAX).u64(memory));
     target.run(target.make(in::gles20_delete_buffers).i32(1000).u64(memory).u32(0));
     EXPECT_EQ(fake_host::texts(quiet), texts{});
+}
+
+TEST_F(gles_objects, ContextsOfAGroupWorkSideBySide)
+{
+    // The second context begins, asks and ends while the first makes and deletes what both share.
+    constexpr uint64_t other_thread = 6, other_context = 0xc1;
+    generate(in::gles20_gen_buffers, 1);
+    zelvar_object_manager_add_context(raw_target::pid, other_thread, nullptr, nullptr, other_context, 0xc0, 3,
+                                      1, 3, 1);
+    std::thread other{[&] {
+        zelvar_object_manager_bind_context_to_thread(raw_target::pid, other_context, other_thread, 0, 0,
+                                                     false);
+        for (int i = 0; i < 50; ++i)
+            for (uint32_t pname : {GL_UNIFORM_BUFFER_BINDING, GL_VERTEX_BINDING_BUFFER})
+                gles30_glGetIntegeri_v(raw_target::pid, other_thread, pname, 0, {}, {}, {});
+        gles20_glGetIntegerv(raw_target::pid, other_thread, GL_SAMPLER_BINDING, {}, {}, {});
+        zelvar_object_manager_delete_target_context(raw_target::pid, other_context, true);
+    }};
+    uint32_t last = 1;
+    for (int i = 0; i < 50; ++i) {
+        last = generate(in::gles20_gen_buffers, 1).at(0);
+        generate(in::gles20_gen_textures, 1);
+        remove(in::gles20_delete_buffers, {last});
+    }
+    other.join();
+    EXPECT_EQ(last, 51u);
+    EXPECT_EQ(model().data_shared->buffers.size(), 1u);
+    EXPECT_EQ(model().data_shared->ref_counter, 1);
 }
 
 TEST_F(gles_objects, TheModelFollowsOnlyWhatTheHostAccepts)

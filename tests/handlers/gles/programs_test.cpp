@@ -487,6 +487,8 @@ TEST_F(programs, PipelinesRememberProgramsByStage)
     EXPECT_EQ(error_of_target(), uint32_t{GL_INVALID_OPERATION});
     target.run(target.make(in::gles31_use_program_stages).u32(5).u32(1).u32(create())); // never linked
     EXPECT_EQ(error_of_target(), uint32_t{GL_INVALID_OPERATION});
+    target.run(target.make(in::gles31_get_program_pipeline_info_log).u32(6).i32(9).u64(0).u64(result_at));
+    EXPECT_EQ(error_of_target(), uint32_t{GL_INVALID_VALUE});
     fake_host::hook<&gles::glGetProgramPipelineiv>([](GLuint, GLenum, GLint* v) { *v = 41; });
     target.run(target.make(in::gles31_get_program_pipelineiv).u32(5).u32(GL_VERTEX_SHADER).u64(result_at));
     EXPECT_EQ(target.peek<uint32_t>(result_at), id);

@@ -189,6 +189,7 @@ public:
     {
         if (!_target_buffer)
             return;
+        Autolock objects_lock{_context.data_shared->objects.section};
         auto found = _context.data_shared->buffers.find(_target_buffer);
         if (found == _context.data_shared->buffers.end()) {
             LOG_FATAL("Could not retrieve host-side bound buffer id. FAIL to bind the buffer back to "

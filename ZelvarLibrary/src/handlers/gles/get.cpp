@@ -3,6 +3,7 @@
 
 #include "handlers/gles/gles_handlers.h"
 #include "handlers/gles/pname_table.h"
+#include "handlers/gles/shared_guard.h"
 #include "handlers/handler.h"
 
 #include <algorithm>
@@ -229,9 +230,9 @@ local_answer plain_buffer_binding(const _zelvar_context_data& context, GLenum bu
 }
 
 /// Indexed bindings: the host knows the host id, the model the target's.
-local_answer indexed_buffer_binding(gles_handler& call, const _zelvar_context_data& context,
-                                    const get_request& get)
+local_answer indexed_buffer_binding(gles_handler& call, _zelvar_context_data& context, const get_request& get)
 {
+    shared_guard group_lock{&context};
     GLint host_id = 0;
     if (!call.host<&gles_table::glGetIntegeri_v>(get.pname, get.index, &host_id).ok())
         return {};
@@ -248,8 +249,9 @@ local_answer indexed_buffer_binding(gles_handler& call, const _zelvar_context_da
 }
 
 template <class Map>
-local_answer host_binding(gles_handler& call, const Map& objects, GLenum pname)
+local_answer host_binding(gles_handler& call, _zelvar_context_data& context, const Map& objects, GLenum pname)
 {
+    shared_guard group_lock{&context};
     GLint host_id = 0;
     if (!call.host<&gles_table::glGetIntegerv>(pname, &host_id).ok())
         return {};
@@ -345,9 +347,9 @@ local_answer local_state(gles_handler& call, _zelvar_context_data& context, cons
     case GL_VERTEX_BINDING_BUFFER:
         return indexed_buffer_binding(call, context, get);
     case GL_TRANSFORM_FEEDBACK_BINDING:
-        return host_binding(call, context.data_shared->transform_feedbacks, get.pname);
+        return host_binding(call, context, context.data_shared->transform_feedbacks, get.pname);
     case GL_SAMPLER_BINDING:
-        return host_binding(call, context.data_shared->samplers, get.pname);
+        return host_binding(call, context, context.data_shared->samplers, get.pname);
     case GL_ALIASED_LINE_WIDTH_RANGE:
         return line_width_range(call, get);
     case GL_UNIFORM_BUFFER_OFFSET_ALIGNMENT:

@@ -244,7 +244,7 @@ void gles31_glGetProgramPipelineInfoLog(pid_t pid, tid_t tid, GLuint pipeline, G
         return;
     auto* object = find_pipeline(call, pipeline);
     if (!object)
-        return;
+        return call.fail(GL_INVALID_VALUE); // here the host calls a wrong name a wrong value
     text_room room{bufsize};
     GLsizei written = 0;
     if (call.host<&gles_table::glGetProgramPipelineInfoLog>(object->host_id, room.size(), &written,
