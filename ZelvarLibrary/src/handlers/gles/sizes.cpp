@@ -69,6 +69,8 @@ uint64_t unpack_size(const current_pack_params& unpack, const image_extent& exte
     if (extent.width < 0 || extent.height < 0 || extent.depth < 0)
         return 0;
     const pack_shape shape = shape_of(unpack, extent.width);
+    // Single precision, no skipped pixels, in three dimensions no skipped rows, and an image height in two:
+    // how much a target is asked for stays as targets know it. What lacks of the reach is zero.
     const auto alignment = static_cast<float>(shape.alignment);
     const float row = static_cast<float>(shape.row_pixels) * static_cast<float>(pixel_bytes);
     const auto stride = static_cast<uint64_t>(std::ceil(row / alignment) * alignment);
