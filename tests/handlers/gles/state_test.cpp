@@ -313,7 +313,7 @@ TEST_F(gles_state, ReadPixelsWritesRowsAsTheyArePacked)
     EXPECT_EQ(target.peek<uint8_t>(result_at + 23), 0x11);
     EXPECT_EQ(target.peek<uint8_t>(result_at + 24), 0);
     // With a pack buffer the pointer is an offset and nothing is written.
-    model().data_nonshared->vertex_arrays[0].pixel_pack_buffer = 3;
+    model().host_bindings.pixel_pack_buffer = 3;
     fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
         [](GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void* out) {
             EXPECT_EQ(reinterpret_cast<uintptr_t>(out), 16u);

@@ -176,7 +176,7 @@ bool find_indices(const gles_handler& call, _zelvar_context_data* context,
 {
     if (draw.variant == element_draw::indirect)
         return true; // the host takes them from its own buffers
-    if (vertex_array.element_array_buffer == 0)
+    if (!vertex_array.host_has_element_buffer)
         return fetch_indices(call, draw, out);
     auto* buffer = find_buffer(context, vertex_array.element_array_buffer);
     if (buffer && buffer->contents.bytes && draw.indices.address < buffer->contents.size) {

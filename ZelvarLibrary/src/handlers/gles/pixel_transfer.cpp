@@ -43,12 +43,6 @@ int32_t* pixel_store_field(_zelvar_context_data* context, GLenum pname)
     }
 }
 
-uint32_t bound_pack_buffer(const _zelvar_context_data& context)
-{
-    auto found = context.data_nonshared->vertex_arrays.find(context.bound_vertex_array);
-    return found == context.data_nonshared->vertex_arrays.end() ? 0 : found->second.pixel_pack_buffer;
-}
-
 struct read_request
 {
     GLint x;
@@ -105,7 +99,7 @@ void gles20_glReadPixels(pid_t pid, tid_t tid, GLint x, GLint y, GLsizei width, 
     _zelvar_context_data* context = call.lock("glReadPixels");
     if (!context)
         return;
-    if (bound_pack_buffer(*context))
+    if (context->host_bindings.pixel_pack_buffer)
         call.host<&gles_table::glReadPixels>(x, y, width, height, format, type,
                                              reinterpret_cast<void*>(pixels.address));
     else

@@ -121,7 +121,7 @@ void gles20_shared_vertex_attrib_pointer(gles_handler& call, const char* functio
                   context->bound_vertex_array);
         return;
     }
-    uint32_t buffer = vertex_array->array_buffer;
+    uint32_t buffer = context->host_bindings.array_buffer;
     if (context->bound_vertex_array && !buffer && given.pointer) {
         LOG_ERROR("VAO can't bound to client array ptrs, GL_INVALID_OPERATION is generated");
         call.error = GL_INVALID_OPERATION;
