@@ -3,46 +3,13 @@
  * checksum of each subject. buffers [--frames N] */
 
 #include "report.h"
+#include "shading.h"
 
 #include <GLES3/gl31.h>
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-static GLuint add_shader(GLuint program, GLenum type, const char* text)
-{
-    const GLuint shader = glCreateShader(type);
-    glShaderSource(shader, 1, &text, NULL);
-    glCompileShader(shader);
-    glAttachShader(program, shader);
-    glDeleteShader(shader);
-    return shader;
-}
-
-static void link_program(GLuint program, const char* what)
-{
-    glLinkProgram(program);
-    GLint linked = 0;
-    glGetProgramiv(program, GL_LINK_STATUS, &linked);
-    check(linked, what);
-    glUseProgram(program);
-}
-
-static GLuint make_program(const char* vertex, const char* fragment, const char* varying)
-{
-    const GLuint program = glCreateProgram();
-    add_shader(program, GL_VERTEX_SHADER, vertex);
-    add_shader(program, GL_FRAGMENT_SHADER, fragment);
-    if (varying)
-        glTransformFeedbackVaryings(program, 1, &varying, GL_INTERLEAVED_ATTRIBS);
-    link_program(program, "glLinkProgram");
-    return program;
-}
-
-static const char plain_fragment[] =
-    "#version 300 es\nprecision highp float; in vec4 colour; out vec4 result;\n"
-    "void main() { result = colour; }\n";
 
 /* A vertex shader's inputs come back by transform feedback. */
 
@@ -118,9 +85,9 @@ static void client_arrays(void)
     float got[vertices * 4];
     fill_pattern(array, sizeof array);
     const GLuint program =
-        make_program("#version 300 es\nlayout(location = 2) in vec4 value; out vec4 colour;\n"
-                     "void main() { colour = value; gl_Position = value; }\n",
-                     plain_fragment, "colour");
+        make_feedback_program("#version 300 es\nlayout(location = 2) in vec4 value; out vec4 colour;\n"
+                              "void main() { colour = value; gl_Position = value; }\n",
+                              plain_fragment, 1, &(const char*){"colour"}, GL_INTERLEAVED_ATTRIBS);
     const GLuint buffer = capture_buffer();
     glEnableVertexAttribArray(2);
     begin_sum();
@@ -143,10 +110,10 @@ static void client_arrays(void)
 
     GLint whole[vertices * 4];
     const GLuint integers =
-        make_program("#version 300 es\nlayout(location = 2) in ivec4 value; flat out ivec4 kept;\n"
-                     "out vec4 colour;\n"
-                     "void main() { kept = value; colour = vec4(1.0); gl_Position = colour; }\n",
-                     plain_fragment, "kept");
+        make_feedback_program("#version 300 es\nlayout(location = 2) in ivec4 value; flat out ivec4 kept;\n"
+                              "out vec4 colour;\n"
+                              "void main() { kept = value; colour = vec4(1.0); gl_Position = colour; }\n",
+                              plain_fragment, 1, &(const char*){"kept"}, GL_INTERLEAVED_ATTRIBS);
     begin_sum();
     for (int t = 0; t < 5; ++t) {
         glVertexAttribIPointer(2, 3, types[t].type, 16, array + 8);
@@ -170,7 +137,7 @@ static GLuint picture_program(void)
         "#version 300 es\nlayout(location = 0) in vec2 at; layout(location = 1) in vec4 tint;\n"
         "layout(location = 3) in vec2 move; out vec4 colour;\n"
         "void main() { colour = tint; gl_Position = vec4(at + move, 0.0, 1.0); }\n",
-        plain_fragment, NULL);
+        plain_fragment);
 }
 
 enum
@@ -375,13 +342,11 @@ static void queries_and_fences(void)
 /* A compute shader counts with an atomic and writes the command of the draw. */
 static void compute_and_indirect(struct size size)
 {
-    const GLuint program = glCreateProgram();
-    add_shader(program, GL_COMPUTE_SHADER,
-               "#version 310 es\nlayout(local_size_x = 8) in;\n"
-               "layout(std430, binding = 1) buffer commands { uint count; uint instances; uint first; uint "
-               "zero; };\n"
-               "void main() { atomicAdd(count, 3u); if (gl_GlobalInvocationID.x == 0u) instances = 1u; }\n");
-    link_program(program, "linking a compute shader");
+    const GLuint program = make_compute_program(
+        "#version 310 es\nlayout(local_size_x = 8) in;\n"
+        "layout(std430, binding = 1) buffer commands { uint count; uint instances; uint first; uint "
+        "zero; };\n"
+        "void main() { atomicAdd(count, 3u); if (gl_GlobalInvocationID.x == 0u) instances = 1u; }\n");
     const GLuint cleared[4] = {0, 0, 4, 0};
     GLuint commands = 0, array = 0, points = 0;
     glGenBuffers(1, &commands);
@@ -430,12 +395,8 @@ static void wrong_calls(void)
 int main(int count, char** arguments)
 {
     const int frames = number_option(count, arguments, "--frames", 2);
-    EGLDisplay display = open_display();
-    EGLConfig config = choose_config(display);
-    EGLSurface surface = make_window(display, config);
-    EGLContext context = make_context(display, config, 3);
-    check(eglMakeCurrent(display, surface, surface, context), "eglMakeCurrent");
-    const struct size size = surface_size(display, surface);
+    const struct window window = open_window(3);
+    const struct size size = window.size;
     make_grid();
     client_arrays();
     mapped_and_copied();
@@ -448,12 +409,9 @@ int main(int count, char** arguments)
         vertex_arrays(size);
         glDeleteProgram(program);
         compute_and_indirect(size);
-        check(eglSwapBuffers(display, surface), "eglSwapBuffers");
+        check(eglSwapBuffers(window.display, window.surface), "eglSwapBuffers");
     }
     wrong_calls();
-    check(eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT), "eglMakeCurrent");
-    check(eglDestroyContext(display, context), "eglDestroyContext");
-    check(eglDestroySurface(display, surface), "eglDestroySurface");
-    eglTerminate(display);
+    close_window(window);
     return 0;
 }

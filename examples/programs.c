@@ -2,6 +2,7 @@
  * asks everything back and prints a checksum of each subject. programs [--frames N] */
 
 #include "report.h"
+#include "shading.h"
 
 #include <GLES3/gl31.h>
 
@@ -9,27 +10,10 @@
 #include <stdlib.h>
 #include <string.h>
 
-static GLuint compile(GLenum type, GLsizei count, const char* const* strings, const GLint* lengths)
-{
-    const GLuint shader = glCreateShader(type);
-    check(shader != 0, "glCreateShader");
-    glShaderSource(shader, count, strings, lengths);
-    glCompileShader(shader);
-    GLint compiled = 0;
-    glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
-    if (!compiled) {
-        char log[1024] = "";
-        glGetShaderInfoLog(shader, sizeof log, NULL, log);
-        fprintf(stderr, "%s\n", log);
-    }
-    check(compiled, "glCompileShader");
-    return shader;
-}
-
 static GLuint link_program(const char* vertex, const char* fragment)
 {
-    const GLuint vertex_shader = compile(GL_VERTEX_SHADER, 1, &vertex, NULL);
-    const GLuint fragment_shader = compile(GL_FRAGMENT_SHADER, 1, &fragment, NULL);
+    const GLuint vertex_shader = compile_shader(GL_VERTEX_SHADER, 1, &vertex, NULL);
+    const GLuint fragment_shader = compile_shader(GL_FRAGMENT_SHADER, 1, &fragment, NULL);
     const GLuint program = glCreateProgram();
     check(program != 0, "glCreateProgram");
     glAttachShader(program, vertex_shader);
@@ -127,17 +111,10 @@ static void ask_active_variables(GLuint program)
     check(glGetFragDataLocation(program, "result") == 0, "glGetFragDataLocation");
 }
 
-static GLint at(GLuint program, const char* name)
-{
-    const GLint location = glGetUniformLocation(program, name);
-    check(location >= 0, name);
-    return location;
-}
-
 static void expect_floats(GLuint program, const char* name, const GLfloat* wanted, int count)
 {
     GLfloat values[16] = {0};
-    glGetUniformfv(program, at(program, name), values);
+    glGetUniformfv(program, uniform_at(program, name), values);
     check(memcmp(values, wanted, (size_t)count * sizeof *values) == 0, name);
     add_bytes(values, (size_t)count * sizeof *values);
 }
@@ -147,47 +124,47 @@ static void set_numbers(GLuint p)
     const GLfloat f[] = {1.5f, -2.0f, 3.25f, 4.0f, 5.0f, 6.0f, 7.0f, 8.0f};
     const GLint i[] = {-1, 2, -3, 4, 5, 6, 7, -8};
     const GLuint u[] = {1, 0xffffffffu, 3, 4};
-    glUniform1fv(at(p, "scalars"), 5, f);
+    glUniform1fv(uniform_at(p, "scalars"), 5, f);
     expect_floats(p, "scalars[3]", f + 3, 1);
-    glUniform1f(at(p, "scalars[2]"), 9.0f);
+    glUniform1f(uniform_at(p, "scalars[2]"), 9.0f);
     expect_floats(p, "scalars[2]", (const GLfloat[]){9.0f}, 1);
-    glUniform2f(at(p, "two"), f[0], f[1]);
+    glUniform2f(uniform_at(p, "two"), f[0], f[1]);
     expect_floats(p, "two", f, 2);
-    glUniform3fv(at(p, "three"), 1, f);
+    glUniform3fv(uniform_at(p, "three"), 1, f);
     expect_floats(p, "three", f, 3);
-    glUniform4f(at(p, "four"), f[4], f[5], f[6], f[7]);
+    glUniform4f(uniform_at(p, "four"), f[4], f[5], f[6], f[7]);
     expect_floats(p, "four", f + 4, 4);
-    glUniform3f(at(p, "lights[1].at"), f[2], f[1], f[0]);
+    glUniform3f(uniform_at(p, "lights[1].at"), f[2], f[1], f[0]);
     expect_floats(p, "lights[1].at", (const GLfloat[]){f[2], f[1], f[0]}, 3);
-    glUniform1f(at(p, "lights[0].power"), f[7]);
+    glUniform1f(uniform_at(p, "lights[0].power"), f[7]);
     expect_floats(p, "lights[0].power", f + 7, 1);
-    glUniform1i(at(p, "whole"), i[0]);
-    glUniform2iv(at(p, "whole2"), 1, i);
-    glUniform3i(at(p, "whole3"), i[2], i[1], i[0]);
-    glUniform4iv(at(p, "whole4"), 2, i);
+    glUniform1i(uniform_at(p, "whole"), i[0]);
+    glUniform2iv(uniform_at(p, "whole2"), 1, i);
+    glUniform3i(uniform_at(p, "whole3"), i[2], i[1], i[0]);
+    glUniform4iv(uniform_at(p, "whole4"), 2, i);
     GLint got[4] = {0};
-    glGetUniformiv(p, at(p, "whole4[1]"), got);
+    glGetUniformiv(p, uniform_at(p, "whole4[1]"), got);
     check(memcmp(got, i + 4, sizeof got) == 0, "glUniform4iv");
-    glUniform1ui(at(p, "natural"), u[1]);
-    glUniform2ui(at(p, "natural2"), u[0], u[1]);
-    glUniform3uiv(at(p, "natural3"), 1, u);
-    glUniform4uiv(at(p, "natural4"), 1, u);
+    glUniform1ui(uniform_at(p, "natural"), u[1]);
+    glUniform2ui(uniform_at(p, "natural2"), u[0], u[1]);
+    glUniform3uiv(uniform_at(p, "natural3"), 1, u);
+    glUniform4uiv(uniform_at(p, "natural4"), 1, u);
     GLuint naturals[4] = {0};
-    glGetUniformuiv(p, at(p, "natural4"), naturals);
+    glGetUniformuiv(p, uniform_at(p, "natural4"), naturals);
     check(memcmp(naturals, u, sizeof u) == 0, "glUniform4uiv");
-    glUniform1i(at(p, "truth"), 7);
-    glUniform3i(at(p, "truths"), 0, 1, 0);
-    glGetUniformiv(p, at(p, "truth"), got);
+    glUniform1i(uniform_at(p, "truth"), 7);
+    glUniform3i(uniform_at(p, "truths"), 0, 1, 0);
+    glGetUniformiv(p, uniform_at(p, "truth"), got);
     check(got[0] == 1, "a bool uniform");
-    glUniform1iv(at(p, "pictures"), 2, (const GLint[]){4, 5});
-    glUniform1i(at(p, "sky"), 6);
-    glGetUniformiv(p, at(p, "pictures[1]"), got);
+    glUniform1iv(uniform_at(p, "pictures"), 2, (const GLint[]){4, 5});
+    glUniform1i(uniform_at(p, "sky"), 6);
+    glGetUniformiv(p, uniform_at(p, "pictures[1]"), got);
     check(got[0] == 5, "a sampler uniform");
     glUniform1f(-1, 1.0f);
     end_sum("uniform numbers");
     WRONG(glUniform1f(12345, 1.0f), GL_INVALID_OPERATION);
-    WRONG(glUniform1fv(at(p, "scalars"), -1, f), GL_INVALID_VALUE);
-    WRONG(glUniform1i(at(p, "two"), 1), GL_INVALID_OPERATION);
+    WRONG(glUniform1fv(uniform_at(p, "scalars"), -1, f), GL_INVALID_VALUE);
+    WRONG(glUniform1i(uniform_at(p, "two"), 1), GL_INVALID_OPERATION);
 }
 
 static void transpose(const GLfloat* from, GLfloat* to, int columns, int rows)
@@ -219,9 +196,9 @@ static void set_matrices(GLuint p)
     for (size_t i = 0; i < sizeof shapes / sizeof *shapes; ++i) {
         const int scalars = shapes[i].columns * shapes[i].rows;
         GLfloat turned[16];
-        shapes[i].set(at(p, shapes[i].name), 1, GL_FALSE, values);
+        shapes[i].set(uniform_at(p, shapes[i].name), 1, GL_FALSE, values);
         expect_floats(p, shapes[i].name, values, scalars);
-        shapes[i].set(at(p, shapes[i].name), 1, GL_TRUE, values);
+        shapes[i].set(uniform_at(p, shapes[i].name), 1, GL_TRUE, values);
         transpose(values, turned, shapes[i].columns, shapes[i].rows);
         expect_floats(p, shapes[i].name, turned, scalars);
     }
@@ -276,9 +253,9 @@ static void ask_resources(GLuint p)
     GLint values[4] = {0};
     GLsizei written = 0;
     glGetProgramResourceiv(p, GL_UNIFORM, index, 4, wanted, 4, &written, values);
-    check(written == 4 && values[0] == GL_FLOAT_MAT3x4 && values[2] == at(p, "m34"),
+    check(written == 4 && values[0] == GL_FLOAT_MAT3x4 && values[2] == uniform_at(p, "m34"),
           "glGetProgramResourceiv");
-    check(glGetProgramResourceLocation(p, GL_UNIFORM, "scalars[2]") == at(p, "scalars[2]"),
+    check(glGetProgramResourceLocation(p, GL_UNIFORM, "scalars[2]") == uniform_at(p, "scalars[2]"),
           "a resource's location");
     check(glGetProgramResourceLocation(p, GL_PROGRAM_INPUT, "position") == 3, "an input's location");
     add_number((GLint)index);
@@ -318,9 +295,9 @@ static void check_texts(void)
                                   "\nuniform float a\\\n_name;\n",
                                   "void main() { gl_Position = position * a_name; }"};
     const GLint lengths[] = {35, 6, -1, -1};
-    const GLuint vertex = compile(GL_VERTEX_SHADER, 4, pieces, lengths);
+    const GLuint vertex = compile_shader(GL_VERTEX_SHADER, 4, pieces, lengths);
     const char* const fragment_text = "precision mediump float;\nvoid main() { gl_FragColor = vec4(1.0); }";
-    const GLuint fragment = compile(GL_FRAGMENT_SHADER, 1, &fragment_text, NULL);
+    const GLuint fragment = compile_shader(GL_FRAGMENT_SHADER, 1, &fragment_text, NULL);
     const GLuint program = glCreateProgram();
     glAttachShader(program, vertex);
     glAttachShader(program, fragment);
@@ -393,8 +370,8 @@ static void check_varyings(void)
     const char* const fragment = "#version 300 es\nvoid main() {}";
     const char* const names[] = {"b", "a"};
     const GLuint program = glCreateProgram();
-    const GLuint shaders[] = {compile(GL_VERTEX_SHADER, 1, &vertex, NULL),
-                              compile(GL_FRAGMENT_SHADER, 1, &fragment, NULL)};
+    const GLuint shaders[] = {compile_shader(GL_VERTEX_SHADER, 1, &vertex, NULL),
+                              compile_shader(GL_FRAGMENT_SHADER, 1, &fragment, NULL)};
     glAttachShader(program, shaders[0]);
     glAttachShader(program, shaders[1]);
     glTransformFeedbackVaryings(program, 2, names, GL_INTERLEAVED_ATTRIBS);
@@ -426,8 +403,8 @@ static const char tinted_fragment[] = "#version 300 es\nprecision highp float; u
 static void draw_triangle(GLuint program, struct size size)
 {
     glUseProgram(program);
-    glUniform1f(at(program, "x"), 0.125f);
-    glUniform4f(at(program, "tint"), 0.25f, 0.5f, 0.125f, 1.0f);
+    glUniform1f(uniform_at(program, "x"), 0.125f);
+    glUniform4f(uniform_at(program, "tint"), 0.25f, 0.5f, 0.125f, 1.0f);
     glVertexAttrib4f(3, 0.5f, -0.5f, 0.0f, 0.0f);
     glClear(GL_COLOR_BUFFER_BIT);
     glDrawArrays(GL_TRIANGLES, 0, 3);
@@ -451,9 +428,9 @@ static void check_separable(struct size size)
     glGetProgramiv(f, GL_LINK_STATUS, &linked[1]);
     check(v && f && linked[0] && linked[1], "glCreateShaderProgramv");
     const GLfloat tint[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    glProgramUniform4fv(f, at(f, "tint"), 2, tint);
+    glProgramUniform4fv(f, uniform_at(f, "tint"), 2, tint);
     expect_floats(f, "tint[1]", tint + 4, 4);
-    glProgramUniform1f(v, at(v, "x"), 0.5f);
+    glProgramUniform1f(v, uniform_at(v, "x"), 0.5f);
     expect_floats(v, "x", (const GLfloat[]){0.5f}, 1);
     GLuint pipeline = 0;
     glGenProgramPipelines(1, &pipeline);
@@ -463,7 +440,7 @@ static void check_separable(struct size size)
     glUseProgramStages(pipeline, GL_VERTEX_SHADER_BIT, v);
     glUseProgramStages(pipeline, GL_FRAGMENT_SHADER_BIT, f);
     glActiveShaderProgram(pipeline, f);
-    glUniform4f(at(f, "tint"), 9, 8, 7, 6); /* means the pipeline's active program */
+    glUniform4f(uniform_at(f, "tint"), 9, 8, 7, 6); /* means the pipeline's active program */
     expect_floats(f, "tint", (const GLfloat[]){9, 8, 7, 6}, 4);
     GLint value = 0;
     glGetProgramPipelineiv(pipeline, GL_VERTEX_SHADER, &value);
@@ -473,7 +450,7 @@ static void check_separable(struct size size)
     glValidateProgramPipeline(pipeline);
     char log[256] = "";
     glGetProgramPipelineInfoLog(pipeline, sizeof log, NULL, log);
-    glUniform4f(at(f, "tint"), 5.75f, 6.5f, 7.25f, 9.0f);
+    glUniform4f(uniform_at(f, "tint"), 5.75f, 6.5f, 7.25f, 9.0f);
     glClear(GL_COLOR_BUFFER_BIT);
     glDrawArrays(GL_TRIANGLES, 0, 3);
     add_picture(size);
@@ -525,12 +502,8 @@ static void check_binary(struct size size)
 int main(int count, char** arguments)
 {
     const int frames = number_option(count, arguments, "--frames", 2);
-    EGLDisplay display = open_display();
-    EGLConfig config = choose_config(display);
-    EGLSurface surface = make_window(display, config);
-    EGLContext context = make_context(display, config, 3);
-    check(eglMakeCurrent(display, surface, surface, context), "eglMakeCurrent");
-    const struct size size = surface_size(display, surface);
+    const struct window window = open_window(3);
+    const struct size size = window.size;
     check_texts();
     check_uniforms();
     check_failures();
@@ -538,13 +511,10 @@ int main(int count, char** arguments)
     for (int frame = 0; frame < frames; ++frame) {
         glClearColor(0.0f, 0.5f, (float)frame / (float)frames, 1.0f);
         glClear(GL_COLOR_BUFFER_BIT);
-        check(eglSwapBuffers(display, surface), "eglSwapBuffers");
+        check(eglSwapBuffers(window.display, window.surface), "eglSwapBuffers");
     }
     check_separable(size);
     check_binary(size);
-    check(eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT), "eglMakeCurrent");
-    check(eglDestroyContext(display, context), "eglDestroyContext");
-    check(eglDestroySurface(display, surface), "eglDestroySurface");
-    eglTerminate(display);
+    close_window(window);
     return 0;
 }

@@ -163,11 +163,15 @@ struct _zelvar_vertex_attribute_array_descriptor
     uint32_t divisor = 0;
     bool integer = false;
     bool separate_format = false;
+    /// The buffer was deleted while this array was bound: the host would take the offset for an address.
+    bool buffer_is_gone = false;
+    bool reads_client_memory() const
+    {
+        return enabled && (buffer == 0 || buffer_is_gone) && !separate_format;
+    }
 };
-/// All buffer bindings live here, so switching vertex arrays switches what glGet reports for every binding.
-struct _zelvar_vertex_array_object_descriptor
+struct _zelvar_buffer_bindings
 {
-    uint32_t host_id = 0;
     uint32_t array_buffer = 0;
     uint32_t element_array_buffer = 0;
     uint32_t pixel_pack_buffer = 0;
@@ -182,8 +186,15 @@ struct _zelvar_vertex_array_object_descriptor
     uint32_t shader_storage_buffer = 0;
     std::map<uint32_t, uint32_t> indexed_shader_storage; // target buffer id to index
     uint32_t texture_buffer = 0;
+};
+/// All buffer bindings live here, so switching vertex arrays switches what glGet reports for every binding.
+struct _zelvar_vertex_array_object_descriptor : _zelvar_buffer_bindings
+{
+    uint32_t host_id = 0;
     std::map<uint32_t, _zelvar_vertex_attribute_array_descriptor> attribute_arrays;
     bool was_bound = false; // a name alone is no vertex array yet
+    /// The host's array still has its indices: a buffer that is deleted leaves the bound array only.
+    bool host_has_element_buffer = false;
 };
 
 /// A critical section that lives as long as its owner.
@@ -313,6 +324,9 @@ struct _zelvar_context_data
     uint32_t read_framebuffer = 0;
     uint32_t bound_renderbuffer = 0;
     uint32_t bound_vertex_array = 0;
+    /// What the host has bound, which calls act on: but for the element array buffer a switch of vertex
+    /// arrays leaves it alone.
+    _zelvar_buffer_bindings host_bindings;
     uint32_t bound_program_pipeline = 0;
     _zelvar_extensions extensions;
     std::map<uint32_t, target_ptr> target_strings; // glGetString name to its copy on the target
@@ -325,9 +339,6 @@ struct _zelvar_context_data
     std::map<uint32_t, owned_block> parked_arrays;
     /// Pixels on their way to the host; kept for the next upload unless large.
     owned_block upload_block;
-    /// Target id of what the host has bound for pixel uploads: vertex arrays tell what the target asks for,
-    /// but a host with nothing bound would follow an offset as a pointer.
-    uint32_t host_unpack_buffer = 0;
     int32_t target_major_version = 0;
     int32_t target_minor_version = 0;
     int32_t host_major_version = 0;

@@ -150,7 +150,7 @@ TEST_F(swap, ReadsThePackBufferlessHostAndPutsTheBufferBack)
 {
     library::aside([&] {
         auto* model = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
-        model->data_nonshared->vertex_arrays[0].pixel_pack_buffer = 5;
+        model->host_bindings.pixel_pack_buffer = 5;
         model->data_shared->buffers[5].host_id = 105;
         model->pack_params.row_length = 9;
         zelvar_object_manager_unlock_context_data(model);

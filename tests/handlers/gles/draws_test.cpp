@@ -184,6 +184,37 @@ TEST_F(gles_draws, AnArrayBufferThatIsBoundIsLeftAside)
                      "glBindBuffer(34962, " + host_id + ")", "glDrawArrays(0, 0, 1)"}));
 }
 
+TEST_F(gles_draws, WhatTheHostHasBoundOutlivesASwitchOfVertexArrays)
+{
+    auto use_array = [&](uint32_t id) { target.run(target.make(in::gles30_bind_vertex_array).u32(id)); };
+    const uint32_t array = generate(in::gles30_gen_vertex_arrays, 1)[0];
+    use_program({0});
+    bind(GL_ARRAY_BUFFER, 1);
+    use_array(array);
+    fake_host::clear();
+    point(0, 4, GL_UNSIGNED_BYTE, 0, 8);
+    EXPECT_EQ(fake_host::count("glVertexAttribPointer"), 1u) << "8 is an offset";
+    EXPECT_EQ(model().data_nonshared->vertex_arrays.at(array).attribute_arrays.at(0).buffer, 1u);
+
+    // Deleted while another array is bound: the host's array keeps both.
+    bind(GL_ELEMENT_ARRAY_BUFFER, 2);
+    use_array(0);
+    remove(in::gles20_delete_buffers, {1, 2});
+    use_array(array);
+    draw_elements(3, GL_UNSIGNED_BYTE, 16);
+    EXPECT_EQ(fake_host::count("glDrawElements"), 1u);
+    EXPECT_TRUE(host_indices.empty()) << "16 is an offset";
+
+    // Deleted while it is bound: the host must not take the offset for an address of its own.
+    bind(GL_ARRAY_BUFFER, 3);
+    point(0, 4, GL_UNSIGNED_BYTE, 0, array_at);
+    remove(in::gles20_delete_buffers, {3});
+    host_pointer = nullptr;
+    draw_arrays(0, 1);
+    EXPECT_NE(host_pointer, nullptr);
+    EXPECT_NE(host_pointer, reinterpret_cast<const void*>(array_at));
+}
+
 TEST_F(gles_draws, IndicesTellWhichVerticesAreRead)
 {
     use_program({0});

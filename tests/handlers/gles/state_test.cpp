@@ -334,8 +334,7 @@ TEST_F(gles_state, WhatATargetWithoutAGpuHasReadIsReplaced)
 TEST_F(gles_state, ReadPixelsIntoAPackBufferWritesNothing)
 {
     become_current();
-    model().data_nonshared->vertex_arrays[0].pixel_pack_buffer = 3;
-    fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([](GLenum, GLint* value) { *value = 33; });
+    model().host_bindings.pixel_pack_buffer = 3;
     fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
         [](GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void* out) {
             EXPECT_EQ(reinterpret_cast<uintptr_t>(out), 16u);

@@ -247,7 +247,7 @@ void deliver(egl_handler& call, const _zelvar_context_data& context, const buffe
         LOG_DEBUG("pixel_stride < display_width, adjusting pixel_stride");
         delivery.info.stride = delivery.info.width;
     }
-    pack_buffer_off pack_buffer{context, vertex_array->second.pixel_pack_buffer};
+    pack_buffer_off pack_buffer{context, context.host_bindings.pixel_pack_buffer};
     if (zelvar_target_gpu() == TARGET_GPU_REAL)
         park(delivery, target_display, target_surface);
     else if (zelvar_helpers_is_shim_runs_android(call.pid, call.tid))

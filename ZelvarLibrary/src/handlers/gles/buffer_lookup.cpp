@@ -6,35 +6,35 @@
 #include <cstdlib>
 #include <cstring>
 
-uint32_t* buffer_binding(_zelvar_vertex_array_object_descriptor& vertex_array, uint32_t buffer_target)
+uint32_t* buffer_binding(_zelvar_buffer_bindings& bindings, uint32_t buffer_target)
 {
     switch (buffer_target) {
     case GL_ARRAY_BUFFER:
-        return &vertex_array.array_buffer;
+        return &bindings.array_buffer;
     case GL_ELEMENT_ARRAY_BUFFER:
-        return &vertex_array.element_array_buffer;
+        return &bindings.element_array_buffer;
     case GL_PIXEL_PACK_BUFFER:
-        return &vertex_array.pixel_pack_buffer;
+        return &bindings.pixel_pack_buffer;
     case GL_PIXEL_UNPACK_BUFFER:
-        return &vertex_array.pixel_unpack_buffer;
+        return &bindings.pixel_unpack_buffer;
     case GL_COPY_READ_BUFFER:
-        return &vertex_array.copy_read_buffer;
+        return &bindings.copy_read_buffer;
     case GL_COPY_WRITE_BUFFER:
-        return &vertex_array.copy_write_buffer;
+        return &bindings.copy_write_buffer;
     case GL_TRANSFORM_FEEDBACK_BUFFER:
-        return &vertex_array.transform_feedback_buffer;
+        return &bindings.transform_feedback_buffer;
     case GL_UNIFORM_BUFFER:
-        return &vertex_array.uniform_buffer;
+        return &bindings.uniform_buffer;
     case GL_ATOMIC_COUNTER_BUFFER:
-        return &vertex_array.atomic_counter_buffer;
+        return &bindings.atomic_counter_buffer;
     case GL_DISPATCH_INDIRECT_BUFFER:
-        return &vertex_array.dispatch_indirect_buffer;
+        return &bindings.dispatch_indirect_buffer;
     case GL_DRAW_INDIRECT_BUFFER:
-        return &vertex_array.draw_indirect_buffer;
+        return &bindings.draw_indirect_buffer;
     case GL_SHADER_STORAGE_BUFFER:
-        return &vertex_array.shader_storage_buffer;
+        return &bindings.shader_storage_buffer;
     case GL_TEXTURE_BUFFER:
-        return &vertex_array.texture_buffer;
+        return &bindings.texture_buffer;
     default:
         return nullptr;
     }
@@ -42,14 +42,17 @@ uint32_t* buffer_binding(_zelvar_vertex_array_object_descriptor& vertex_array, u
 
 bool is_buffer_target(uint32_t buffer_target)
 {
-    _zelvar_vertex_array_object_descriptor any;
+    _zelvar_buffer_bindings any;
     return buffer_target != GL_TEXTURE_BUFFER && buffer_binding(any, buffer_target) != nullptr;
 }
 
 uint32_t bound_buffer(_zelvar_context_data* context, uint32_t buffer_target)
 {
-    auto* vertex_array = bound_vertex_array(context);
-    uint32_t* binding = vertex_array ? buffer_binding(*vertex_array, buffer_target) : nullptr;
+    if (buffer_target == GL_ELEMENT_ARRAY_BUFFER) {
+        auto* vertex_array = bound_vertex_array(context);
+        return vertex_array ? vertex_array->element_array_buffer : 0;
+    }
+    const uint32_t* binding = buffer_binding(context->host_bindings, buffer_target);
     return binding ? *binding : 0;
 }
 

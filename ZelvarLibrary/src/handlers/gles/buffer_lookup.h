@@ -21,13 +21,13 @@ inline _zelvar_buffer_object_descriptor* find_buffer(_zelvar_context_data* conte
     return found == context->data_shared->buffers.end() ? nullptr : &found->second;
 }
 
-/// Where a vertex array remembers the buffer of a binding point; null for a target that has none.
-uint32_t* buffer_binding(_zelvar_vertex_array_object_descriptor& vertex_array, uint32_t buffer_target);
+/// Where the buffer of a binding point is remembered; null for a target that has none.
+uint32_t* buffer_binding(_zelvar_buffer_bindings& bindings, uint32_t buffer_target);
 
 /// Whether glBufferData and its like accept the target: all binding points but GL_TEXTURE_BUFFER.
 bool is_buffer_target(uint32_t buffer_target);
 
-/// The target id of what is bound to `buffer_target`; 0 when nothing is or the target is unknown.
+/// The target id of what calls with `buffer_target` act on; 0 when nothing is or the target is unknown.
 uint32_t bound_buffer(_zelvar_context_data* context, uint32_t buffer_target);
 
 /// The copy's bytes, made (zeroed) at the remembered size if there are none yet; null without a size or

@@ -45,9 +45,9 @@ bool bind_on_host(gles_handler& call, const bind_buffer_request& bind, uint32_t 
         .ok();
 }
 
-void note_binding(_zelvar_vertex_array_object_descriptor& vertex_array, const bind_buffer_request& bind)
+void note_binding(_zelvar_buffer_bindings& bindings, const bind_buffer_request& bind)
 {
-    uint32_t* binding = buffer_binding(vertex_array, bind.target);
+    uint32_t* binding = buffer_binding(bindings, bind.target);
     if (!binding)
         return;
     *binding = bind.buffer;
@@ -55,9 +55,9 @@ void note_binding(_zelvar_vertex_array_object_descriptor& vertex_array, const bi
         return;
     // Who stood at this index has no index any more: after a dispatch each buffer is bound again where it
     // stands.
-    std::erase_if(vertex_array.indexed_shader_storage, [&](auto& row) { return row.second == bind.index; });
+    std::erase_if(bindings.indexed_shader_storage, [&](auto& row) { return row.second == bind.index; });
     if (bind.buffer)
-        vertex_array.indexed_shader_storage[bind.buffer] = bind.index;
+        bindings.indexed_shader_storage[bind.buffer] = bind.index;
 }
 
 void gles20_shared_bindbuffer_handle(gles_handler& call, const char* function,
@@ -87,8 +87,9 @@ void gles20_shared_bindbuffer_handle(gles_handler& call, const char* function,
     if (!bind_on_host(call, bind, buffer ? buffer->host_id : 0))
         return;
     note_binding(*vertex_array, bind);
-    if (bind.target == GL_PIXEL_UNPACK_BUFFER)
-        context->host_unpack_buffer = bind.buffer;
+    note_binding(context->host_bindings, bind);
+    if (bind.target == GL_ELEMENT_ARRAY_BUFFER)
+        vertex_array->host_has_element_buffer = bind.buffer != 0;
     if (buffer)
         buffer->was_bound = true;
 }

@@ -44,11 +44,11 @@ bool point_host_at(gles_handler& call, uint32_t index,
 }
 
 /// A host with an array buffer bound would take the pointer for an offset.
-bool hand_over(gles_handler& call, _zelvar_context_data* context,
-               const _zelvar_vertex_array_object_descriptor& vertex_array, const client_array_draw& draw,
+bool hand_over(gles_handler& call, _zelvar_context_data* context, const client_array_draw& draw,
                uint32_t index, const _zelvar_vertex_attribute_array_descriptor& attribute, const void* bytes)
 {
-    auto* bound = vertex_array.array_buffer ? find_buffer(context, vertex_array.array_buffer) : nullptr;
+    const uint32_t array_buffer = context->host_bindings.array_buffer;
+    auto* bound = array_buffer ? find_buffer(context, array_buffer) : nullptr;
     if (bound && !bind_array_buffer(call, 0)) {
         LOG_ERROR("Could not unbind array buffer. The call will not be executed.");
         return false;
@@ -88,7 +88,7 @@ bool fetch_array(gles_handler& call, _zelvar_context_data* context,
         return false;
     }
     const auto& attribute = found->second;
-    if (!attribute.enabled || attribute.buffer != 0 || attribute.separate_format)
+    if (!attribute.reads_client_memory())
         return true;
     if (draw.indirect) {
         if (draw.elements)
@@ -119,7 +119,7 @@ bool fetch_array(gles_handler& call, _zelvar_context_data* context,
         fetch(call, attribute.pointer, extent.skip, extent.length, bytes);
     if (extent.length && extent.skip && extent.by_instance)
         fetch(call, attribute.pointer, 0, extent.length, bytes);
-    return hand_over(call, context, vertex_array, draw, index, attribute, bytes);
+    return hand_over(call, context, draw, index, attribute, bytes);
 }
 } // namespace
 

@@ -43,10 +43,9 @@ bool refresh_storage_buffer(_zelvar_buffer_object_descriptor& buffer, uint32_t i
 }
 
 /// A compute shader may have written to any storage buffer; what it wrote may be the next draw's command.
-void refresh_storage_buffers(_zelvar_context_data* context,
-                             const _zelvar_vertex_array_object_descriptor& vertex_array)
+void refresh_storage_buffers(_zelvar_context_data* context)
 {
-    for (const auto& [id, index] : vertex_array.indexed_shader_storage) {
+    for (const auto& [id, index] : context->host_bindings.indexed_shader_storage) {
         auto* buffer = find_buffer(context, id);
         if (!buffer) {
             LOG_FATAL("Host buffer id not found or invalid, DSYNC ahead.");
@@ -73,7 +72,7 @@ void gles31_shared_dispatch_compute(gles_handler& call, const char* function, On
         return;
     }
     if (on_host())
-        refresh_storage_buffers(context, *vertex_array);
+        refresh_storage_buffers(context);
 }
 } // namespace
 

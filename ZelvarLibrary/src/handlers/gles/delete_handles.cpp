@@ -77,18 +77,23 @@ bool delete_on_host(gles_handler& call, _shared_gen_handler_type kind, const std
     return false;
 }
 
-void unbind_buffer(_zelvar_vertex_array_object_descriptor& vertex_array, uint32_t id)
+void clear_if(uint32_t& binding, uint32_t id)
+{
+    if (binding == id)
+        binding = 0;
+}
+
+void unbind_buffer(_zelvar_buffer_bindings& bindings, uint32_t id)
 {
     for (uint32_t* binding :
-         {&vertex_array.array_buffer, &vertex_array.element_array_buffer, &vertex_array.pixel_pack_buffer,
-          &vertex_array.pixel_unpack_buffer, &vertex_array.copy_read_buffer, &vertex_array.copy_write_buffer,
-          &vertex_array.transform_feedback_buffer, &vertex_array.uniform_buffer,
-          &vertex_array.atomic_counter_buffer, &vertex_array.dispatch_indirect_buffer,
-          &vertex_array.draw_indirect_buffer, &vertex_array.shader_storage_buffer,
-          &vertex_array.texture_buffer})
+         {&bindings.array_buffer, &bindings.element_array_buffer, &bindings.pixel_pack_buffer,
+          &bindings.pixel_unpack_buffer, &bindings.copy_read_buffer, &bindings.copy_write_buffer,
+          &bindings.transform_feedback_buffer, &bindings.uniform_buffer, &bindings.atomic_counter_buffer,
+          &bindings.dispatch_indirect_buffer, &bindings.draw_indirect_buffer, &bindings.shader_storage_buffer,
+          &bindings.texture_buffer})
         if (*binding == id)
             *binding = 0;
-    vertex_array.indexed_shader_storage.erase(id);
+    bindings.indexed_shader_storage.erase(id);
 }
 
 void forget_buffer(_zelvar_context_data* context, uint32_t id)
@@ -98,15 +103,20 @@ void forget_buffer(_zelvar_context_data* context, uint32_t id)
     if (buffer == buffers.end())
         return; // named twice in one call
     auto& vertex_arrays = context->data_nonshared->vertex_arrays;
+    auto bound = vertex_arrays.find(context->bound_vertex_array);
+    if (bound != vertex_arrays.end() && bound->second.element_array_buffer == id)
+        bound->second.host_has_element_buffer = false;
     for (auto& [array_id, vertex_array] : vertex_arrays)
         unbind_buffer(vertex_array, id);
-    if (context->host_unpack_buffer == id)
-        context->host_unpack_buffer = 0;
-    if (auto bound = vertex_arrays.find(context->bound_vertex_array); bound != vertex_arrays.end())
+    unbind_buffer(context->host_bindings, id);
+    if (bound != vertex_arrays.end()) {
+        auto& attributes = bound->second.attribute_arrays;
+        for (auto& [index, attribute] : attributes)
+            attribute.buffer_is_gone |= attribute.buffer == id;
         for (uint32_t index : buffer->second.attributes)
-            if (auto attribute = bound->second.attribute_arrays.find(index);
-                attribute != bound->second.attribute_arrays.end())
+            if (auto attribute = attributes.find(index); attribute != attributes.end())
                 attribute->second.buffer = 0;
+    }
     context->data_shared->deleted_buffers[buffer->second.host_id] = id;
     buffers.erase(buffer);
 }
@@ -133,12 +143,6 @@ void forget_renderbuffer(_zelvar_context_data* context, uint32_t id)
     context->data_shared->renderbuffers.erase(renderbuffer);
     if (context->bound_renderbuffer == id)
         context->bound_renderbuffer = 0;
-}
-
-void clear_if(uint32_t& binding, uint32_t id)
-{
-    if (binding == id)
-        binding = 0;
 }
 
 void forget_object(_zelvar_context_data* context, _shared_gen_handler_type kind, uint32_t id)

@@ -176,7 +176,7 @@ bool find_indices(const gles_handler& call, _zelvar_context_data* context,
 {
     if (draw.variant == element_draw::indirect)
         return true; // the host takes them from its own buffers
-    if (vertex_array.element_array_buffer == 0)
+    if (!vertex_array.host_has_element_buffer)
         return fetch_indices(call, draw, out);
     auto* buffer = find_buffer(context, vertex_array.element_array_buffer);
     if (buffer && buffer->contents.bytes && draw.indices.address < buffer->contents.size) {
@@ -231,7 +231,7 @@ bool reads_client_memory(const _zelvar_context_data* context,
     if (context->enabled_vertex_attrib_arrays == 0)
         return false;
     for (const auto& [index, attribute] : vertex_array.attribute_arrays)
-        if (attribute.enabled && attribute.buffer == 0 && !attribute.separate_format)
+        if (attribute.reads_client_memory())
             return true;
     return false;
 }

@@ -43,18 +43,6 @@ int32_t* pixel_store_field(_zelvar_context_data* context, GLenum pname)
     }
 }
 
-/// Whether an address is an offset into a pack buffer. Bindings go with vertex arrays in the model and don't
-/// on the host, and where the host has none it would take the target's address for one of its own.
-bool reads_into_buffer(_zelvar_context_data* context)
-{
-    auto* vertex_array = bound_vertex_array(context);
-    if (!vertex_array || !vertex_array->pixel_pack_buffer)
-        return false;
-    GLint on_host = 0;
-    host::gl<&gles_table::glGetIntegerv>(GL_PIXEL_PACK_BUFFER_BINDING, &on_host);
-    return on_host != 0;
-}
-
 struct read_request
 {
     GLint x;
@@ -111,7 +99,7 @@ void gles20_glReadPixels(pid_t pid, tid_t tid, GLint x, GLint y, GLsizei width, 
     _zelvar_context_data* context = call.lock("glReadPixels");
     if (!context)
         return;
-    if (reads_into_buffer(context))
+    if (context->host_bindings.pixel_pack_buffer)
         call.host<&gles_table::glReadPixels>(x, y, width, height, format, type,
                                              reinterpret_cast<void*>(pixels.address));
     else

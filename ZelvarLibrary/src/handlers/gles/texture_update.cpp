@@ -72,8 +72,8 @@ void set_unpack_state(const _zelvar_context_data& context, int32_t alignment, co
 /// The host takes pixels for an offset while an application's buffer is bound.
 void bind_unpack_buffer(const _zelvar_context_data& context, bool bound)
 {
-    auto buffer = context.data_shared->buffers.find(context.host_unpack_buffer);
-    if (context.host_unpack_buffer && buffer != context.data_shared->buffers.end())
+    auto buffer = context.data_shared->buffers.find(context.host_bindings.pixel_unpack_buffer);
+    if (context.host_bindings.pixel_unpack_buffer && buffer != context.data_shared->buffers.end())
         host::gl<&gles_table::glBindBuffer>(GLenum{GL_PIXEL_UNPACK_BUFFER},
                                             bound ? buffer->second.host_id : 0u);
 }

@@ -15,7 +15,7 @@ constexpr uint64_t largest_kept_block = uint64_t{16} << 20; // bytes
 
 bool upload::is_in_target(_zelvar_context_data* context, target_ptr address)
 {
-    return address && !(context->host_unpack_buffer && bound_buffer(context, GL_PIXEL_UNPACK_BUFFER));
+    return address && !context->host_bindings.pixel_unpack_buffer;
 }
 
 bool upload::read(const gles_handler& call, _zelvar_context_data* context, target_ptr address, uint64_t told,

@@ -121,7 +121,7 @@ void gles20_shared_vertex_attrib_pointer(gles_handler& call, const char* functio
                   context->bound_vertex_array);
         return;
     }
-    uint32_t buffer = vertex_array->array_buffer;
+    uint32_t buffer = context->host_bindings.array_buffer;
     if (context->bound_vertex_array && !buffer && given.pointer) {
         LOG_ERROR("VAO can't bound to client array ptrs, GL_INVALID_OPERATION is generated");
         call.error = GL_INVALID_OPERATION;
@@ -139,6 +139,7 @@ void gles20_shared_vertex_attrib_pointer(gles_handler& call, const char* functio
     attribute.stride = given.stride;
     attribute.pointer = given.pointer;
     attribute.buffer = buffer;
+    attribute.buffer_is_gone = false;
     attribute.type = given.type;
     attribute.integer = variant == pointer_variant::integer;
     attribute.separate_format = false;
