@@ -1,5 +1,6 @@
 /* Framebuffers of the application's own: several targets at once, blits, samples, what is given up, what is
- * attached, and reading back in every layout. Prints a checksum of each subject. framebuffers [--frames N] */
+ * attached, parts of textures, and reading back in every layout. Prints a checksum of each subject.
+ * framebuffers [--frames N] */
 
 #include "report.h"
 #include "shading.h"
@@ -455,6 +456,118 @@ static void attachments(void)
     glDeleteFramebuffers(1, &other);
 }
 
+/* Levels, layers and faces of textures. */
+
+static void add_texture_point(GLuint texture)
+{
+    static const GLenum names[] = {
+        GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE, GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL,
+        GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_CUBE_MAP_FACE, GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LAYER};
+    for (size_t i = 0; i < sizeof names / sizeof names[0]; ++i) {
+        GLint value = -1;
+        glGetFramebufferAttachmentParameteriv(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, names[i], &value);
+        add_number(value);
+    }
+    add_attachment(GL_COLOR_ATTACHMENT0, texture);
+}
+
+/* Each part gets a colour of its own; only then they are read, so that one that hit another shows. */
+static void paint(float shade)
+{
+    check(glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE, "a texture's part");
+    glClearColor(shade, 1.0f - shade, 0.5f, shade * shade);
+    glClear(GL_COLOR_BUFFER_BIT);
+}
+
+static void textures_with_layers(GLenum target)
+{
+    enum
+    {
+        layers = 5
+    };
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(target, texture);
+    glTexStorage3D(target, 2, GL_RGBA8, width, height, layers);
+    for (int pass = 0; pass < 2; ++pass)
+        for (GLint layer = 0; layer < layers; ++layer) {
+            const GLint level = layer < 2; /* a second level of a 3D texture has half as many */
+            glFramebufferTextureLayer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, texture, level, layer);
+            if (pass)
+                add_drawn();
+            else
+                paint((float)layer / layers);
+            add_texture_point(texture);
+        }
+    glDeleteTextures(1, &texture);
+}
+
+static void texture_faces(void)
+{
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_CUBE_MAP, texture);
+    glTexStorage2D(GL_TEXTURE_CUBE_MAP, 3, GL_RGBA8, height, height);
+    for (int pass = 0; pass < 2; ++pass)
+        for (GLenum face = 0; face < 6; ++face) {
+            glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0,
+                                   GL_TEXTURE_CUBE_MAP_POSITIVE_X + face, texture, (GLint)face / 2);
+            if (pass)
+                add_read(0, 0, 12, 12, GL_RGBA, GL_UNSIGNED_BYTE);
+            else
+                paint((float)face / 6);
+            add_texture_point(texture);
+        }
+    glDeleteTextures(1, &texture);
+}
+
+static const char sampled[] =
+    "#version 300 es\nprecision highp float; in vec2 place; uniform sampler2D drawn; out vec4 colour;\n"
+    "void main() { colour = texture(drawn, place * 2.0).bgra; }\n";
+
+/* A texture that was drawn is drawn with; its numbers are floats where the driver can. */
+static void drawn_texture(GLenum format, GLenum type)
+{
+    const struct drawing into = make_drawing(GL_RGBA8, 0);
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glTexStorage2D(GL_TEXTURE_2D, 1, format, width, height);
+    const GLuint framebuffer = bind_framebuffer();
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    if (glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE) {
+        GLuint program = pattern_program(2.5f, 0.0f); /* more than a colour holds */
+        draw();
+        glDeleteProgram(program);
+        add_whole(GL_RGBA, type);
+        glBindFramebuffer(GL_FRAMEBUFFER, into.framebuffer);
+        program = make_program(whole_target, sampled);
+        draw();
+        glDeleteProgram(program);
+        add_drawn();
+    }
+    glDeleteTextures(1, &texture);
+    glDeleteFramebuffers(1, &framebuffer);
+    free_drawing(&into);
+}
+
+static void textures(void)
+{
+    const GLuint framebuffer = bind_framebuffer();
+    begin_sum();
+    textures_with_layers(GL_TEXTURE_2D_ARRAY);
+    textures_with_layers(GL_TEXTURE_3D);
+    texture_faces();
+    end_sum("parts of textures");
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(1, &framebuffer);
+    begin_sum();
+    drawn_texture(GL_RGBA8, GL_UNSIGNED_BYTE);
+    drawn_texture(GL_RGBA16F, GL_HALF_FLOAT);
+    drawn_texture(GL_RGBA32F, GL_FLOAT);
+    end_sum("drawn textures");
+}
+
 /* Reading back: where each pixel lands. */
 
 static const struct
@@ -603,28 +716,21 @@ static void show(struct size size, int frame, int frames)
 int main(int count, char** arguments)
 {
     const int frames = number_option(count, arguments, "--frames", 3);
-    EGLDisplay display = open_display();
-    EGLConfig config = choose_config(display);
-    EGLSurface surface = make_window(display, config);
-    EGLContext context = make_context(display, config, 3);
-    check(eglMakeCurrent(display, surface, surface, context), "eglMakeCurrent");
-    const struct size size = surface_size(display, surface);
+    const struct window window = open_window(3);
     multiple_targets();
     blits();
     samples();
     invalidations();
     read_and_draw_buffers();
     attachments();
+    textures();
     read_back();
     pack_buffers();
     wrong_calls();
     for (int frame = 0; frame < frames; ++frame) {
-        show(size, frame, frames);
-        check(eglSwapBuffers(display, surface), "eglSwapBuffers");
+        show(window.size, frame, frames);
+        check(eglSwapBuffers(window.display, window.surface), "eglSwapBuffers");
     }
-    check(eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT), "eglMakeCurrent");
-    check(eglDestroyContext(display, context), "eglDestroyContext");
-    check(eglDestroySurface(display, surface), "eglDestroySurface");
-    eglTerminate(display);
+    close_window(window);
     return 0;
 }

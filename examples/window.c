@@ -129,6 +129,26 @@ struct size surface_size(EGLDisplay display, EGLSurface surface)
     return found;
 }
 
+struct window open_window(EGLint version)
+{
+    struct window window;
+    window.display = open_display();
+    EGLConfig config = choose_config(window.display);
+    window.surface = make_window(window.display, config);
+    window.context = make_context(window.display, config, version);
+    check(eglMakeCurrent(window.display, window.surface, window.surface, window.context), "eglMakeCurrent");
+    window.size = surface_size(window.display, window.surface);
+    return window;
+}
+
+void close_window(struct window window)
+{
+    check(eglMakeCurrent(window.display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT), "eglMakeCurrent");
+    check(eglDestroyContext(window.display, window.context), "eglDestroyContext");
+    check(eglDestroySurface(window.display, window.surface), "eglDestroySurface");
+    eglTerminate(window.display);
+}
+
 int number_option(int count, char** arguments, const char* name, int fallback)
 {
     for (int i = 1; i < count; ++i) {

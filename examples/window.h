@@ -36,6 +36,17 @@ struct size
 };
 struct size surface_size(EGLDisplay display, EGLSurface surface);
 
+/* All of that at once: a window with a current context. */
+struct window
+{
+    EGLDisplay display;
+    EGLSurface surface;
+    EGLContext context;
+    struct size size;
+};
+struct window open_window(EGLint version);
+void close_window(struct window window);
+
 /* Value of "--NAME N" on the command line, or the default. Fatal when it isn't a number of 1 to 1000000. */
 int number_option(int count, char** arguments, const char* name, int fallback);
 

@@ -72,11 +72,8 @@ void read_to_target(gles_handler& call, const _zelvar_context_data& context, con
 {
     uint64_t pixel_bytes = zelvar_data_get_pixel_size(read.format, read.type);
     uint64_t size = read_pixels_size(context.pack_params, read.width, read.height, pixel_bytes);
-    // Unknown formats have no size here, though the host may know them: room for the widest pixel. Nothing
-    // touches that room otherwise, so it costs no memory.
-    constexpr uint64_t widest_pixel = 16;
-    uint64_t reach =
-        read_pixels_reach(context.pack_params, read.width, read.height, std::max(pixel_bytes, widest_pixel));
+    uint64_t reach = read_pixels_reach(context.pack_params, read.width, read.height,
+                                       zelvar_data_get_pixel_reach(read.format, read.type));
     owned_block block;
     if (size <= largest_transfer && reach <= 16 * largest_transfer)
         block = allocate_block(std::max<uint64_t>({size, reach, 1}));
