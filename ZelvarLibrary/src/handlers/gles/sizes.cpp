@@ -1,5 +1,7 @@
 #include "handlers/gles/sizes.h"
 
+#include "wire/api.h"
+
 #include <cmath>
 
 namespace {
@@ -67,6 +69,8 @@ uint64_t unpack_size(const current_pack_params& unpack, const image_extent& exte
     if (extent.width < 0 || extent.height < 0 || extent.depth < 0)
         return 0;
     const pack_shape shape = shape_of(unpack, extent.width);
+    // Single precision, no skipped pixels, in three dimensions no skipped rows, and an image height in two:
+    // how much a target is asked for stays as targets know it. What lacks of the reach is zero.
     const auto alignment = static_cast<float>(shape.alignment);
     const float row = static_cast<float>(shape.row_pixels) * static_cast<float>(pixel_bytes);
     const auto stride = static_cast<uint64_t>(std::ceil(row / alignment) * alignment);
@@ -91,4 +95,26 @@ uint64_t unpack_reach(const current_pack_params& unpack, const image_extent& ext
         reach += saturating_product(saturating_product(stride, rows), last_image);
     }
     return reach + (shape.skip_pixels + natural(extent.width)) * pixel_bytes;
+}
+
+void zelvar_helpers_get_targetside_gl_tex_image_pixels_array_size(uint32_t format, int32_t width,
+                                                                  int32_t height, int32_t depth,
+                                                                  uint32_t type, uint64_t* out)
+{
+    uint64_t components = 0, bytes = 0;
+    if (format == GL_ALPHA || format == GL_LUMINANCE)
+        components = 1;
+    else if (format == GL_LUMINANCE_ALPHA)
+        components = 2;
+    else if (format == GL_RGB)
+        components = 3;
+    else if (format == GL_RGBA)
+        components = 4;
+    if (type == GL_UNSIGNED_BYTE)
+        bytes = 1;
+    else if (type == GL_UNSIGNED_SHORT_5_6_5 || type == GL_UNSIGNED_SHORT_4_4_4_4 ||
+             type == GL_UNSIGNED_SHORT_5_5_5_1)
+        bytes = 2;
+    const uint64_t pixels = saturating_product(natural(width) * natural(height), natural(depth));
+    *out = saturating_product(pixels, components * bytes);
 }

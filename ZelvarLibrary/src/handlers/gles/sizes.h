@@ -24,3 +24,9 @@ struct image_extent
 uint64_t unpack_size(const current_pack_params& unpack, const image_extent& extent, uint64_t pixel_bytes);
 /// Bytes that a driver may touch for the same upload by the published formula.
 uint64_t unpack_reach(const current_pack_params& unpack, const image_extent& extent, uint64_t pixel_bytes);
+
+/// Bytes of tightly packed pixels of the formats of version 2, where packed types count once a component; 0
+/// for other types and negative sizes.
+void zelvar_helpers_get_targetside_gl_tex_image_pixels_array_size(uint32_t format, int32_t width,
+                                                                  int32_t height, int32_t depth,
+                                                                  uint32_t type, uint64_t* out);

@@ -283,7 +283,7 @@ void gles30_glGetInternalformativ(pid_t pid, tid_t tid, GLenum target, GLenum in
     std::vector<GLint> values(static_cast<size_t>(std::max(asked, 1)));
     if (!call.host<&gles_table::glGetInternalformativ>(target, internal_format, pname, asked, values.data())
              .ok() ||
-        !params)
+        !params || zelvar_call_on_target())
         return;
     // What the host has not filled is none of the target's business.
     GLint filled = 1;
