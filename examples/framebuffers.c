@@ -716,12 +716,7 @@ static void show(struct size size, int frame, int frames)
 int main(int count, char** arguments)
 {
     const int frames = number_option(count, arguments, "--frames", 3);
-    EGLDisplay display = open_display();
-    EGLConfig config = choose_config(display);
-    EGLSurface surface = make_window(display, config);
-    EGLContext context = make_context(display, config, 3);
-    check(eglMakeCurrent(display, surface, surface, context), "eglMakeCurrent");
-    const struct size size = surface_size(display, surface);
+    const struct window window = open_window(3);
     multiple_targets();
     blits();
     samples();
@@ -733,12 +728,9 @@ int main(int count, char** arguments)
     pack_buffers();
     wrong_calls();
     for (int frame = 0; frame < frames; ++frame) {
-        show(size, frame, frames);
-        check(eglSwapBuffers(display, surface), "eglSwapBuffers");
+        show(window.size, frame, frames);
+        check(eglSwapBuffers(window.display, window.surface), "eglSwapBuffers");
     }
-    check(eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT), "eglMakeCurrent");
-    check(eglDestroyContext(display, context), "eglDestroyContext");
-    check(eglDestroySurface(display, surface), "eglDestroySurface");
-    eglTerminate(display);
+    close_window(window);
     return 0;
 }

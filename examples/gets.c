@@ -440,6 +440,164 @@ static void buffers(void)
     check_gl("buffers");
 }
 
+/* Every value of one object; a row of each table for each kind. */
+
+typedef void ask_object(GLuint object, GLenum name, GLint* into);
+
+static void print_object(const char* kind, GLuint object, const struct named_value* names, size_t count,
+                         ask_object* ask_one)
+{
+    for (size_t i = 0; i < count; ++i) {
+        GLint values[8];
+        memset(values, untouched, sizeof values);
+        ask_one(object, names[i].value, values);
+        printf("%s %s", kind, names[i].text);
+        for (int v = 0; v < 8 && values[v] != 0x5a5a5a5a; ++v)
+            printf(" %d", (int)values[v]);
+        printf(" error 0x%04x\n", (unsigned)oldest_error());
+    }
+}
+#define PRINT_OBJECT(kind, object, names, ask_one) print_object(kind, object, names, COUNT(names), ask_one)
+
+static void ask_texture(GLuint target, GLenum name, GLint* into)
+{
+    GLfloat real = -1.0f;
+    glGetTexParameteriv(target, name, into);
+    glGetTexParameterfv(target, name, &real);
+    printf("%.9g ", (double)real);
+}
+static void ask_level(GLuint level, GLenum name, GLint* into)
+{
+    GLfloat real = -1.0f;
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, (GLint)level, name, into);
+    glGetTexLevelParameterfv(GL_TEXTURE_2D, (GLint)level, name, &real);
+    printf("%.9g ", (double)real);
+}
+static void ask_sampler(GLuint sampler, GLenum name, GLint* into)
+{
+    GLfloat real = -1.0f;
+    glGetSamplerParameteriv(sampler, name, into);
+    glGetSamplerParameterfv(sampler, name, &real);
+    printf("%.9g ", (double)real);
+}
+static void ask_renderbuffer(GLuint target, GLenum name, GLint* into)
+{
+    glGetRenderbufferParameteriv(target, name, into);
+}
+static void ask_attachment(GLuint attachment, GLenum name, GLint* into)
+{
+    glGetFramebufferAttachmentParameteriv(GL_FRAMEBUFFER, attachment, name, into);
+}
+static void ask_frame(GLuint target, GLenum name, GLint* into)
+{
+    glGetFramebufferParameteriv(target, name, into);
+}
+
+static void images(void)
+{
+    GLuint texture = 0, sampler = 0, render = 0, frame = 0;
+    printf("== images\n");
+    begin_wrong_call("questions that an attachment has no answer to");
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    PRINT_OBJECT("new texture", GL_TEXTURE_2D, texture_names, ask_texture);
+    glTexStorage2D(GL_TEXTURE_2D, 3, GL_RGB10_A2, 20, 9);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_MIRRORED_REPEAT);
+    glTexParameterf(GL_TEXTURE_2D, GL_TEXTURE_MIN_LOD, 0.75f);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 1);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_SWIZZLE_B, GL_ONE);
+    PRINT_OBJECT("texture", GL_TEXTURE_2D, texture_names, ask_texture);
+    PRINT_OBJECT("level 1", 1, level_names, ask_level);
+    PRINT_OBJECT("level 7", 7, level_names, ask_level);
+    glGenSamplers(1, &sampler);
+    PRINT_OBJECT("new sampler", sampler, sampler_names, ask_sampler);
+    glSamplerParameteri(sampler, GL_TEXTURE_COMPARE_MODE, GL_COMPARE_REF_TO_TEXTURE);
+    glSamplerParameterf(sampler, GL_TEXTURE_MAX_LOD, 2.5f);
+    PRINT_OBJECT("sampler", sampler, sampler_names, ask_sampler);
+    glGenRenderbuffers(1, &render);
+    glBindRenderbuffer(GL_RENDERBUFFER, render);
+    PRINT_OBJECT("new renderbuffer", GL_RENDERBUFFER, renderbuffer_names, ask_renderbuffer);
+    glRenderbufferStorageMultisample(GL_RENDERBUFFER, 4, GL_DEPTH24_STENCIL8, 20, 9);
+    PRINT_OBJECT("renderbuffer", GL_RENDERBUFFER, renderbuffer_names, ask_renderbuffer);
+    PRINT_OBJECT("back", GL_BACK, attachment_names, ask_attachment);
+    PRINT_OBJECT("depth of the window", GL_DEPTH, attachment_names, ask_attachment);
+    glGenFramebuffers(1, &frame);
+    glBindFramebuffer(GL_FRAMEBUFFER, frame);
+    PRINT_OBJECT("new frame buffer", GL_FRAMEBUFFER, frame_names, ask_frame);
+    glFramebufferParameteri(GL_FRAMEBUFFER, GL_FRAMEBUFFER_DEFAULT_WIDTH, 33);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 1);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, render);
+    PRINT_OBJECT("frame buffer", GL_FRAMEBUFFER, frame_names, ask_frame);
+    PRINT_OBJECT("colour", GL_COLOR_ATTACHMENT0, attachment_names, ask_attachment);
+    PRINT_OBJECT("no colour", GL_COLOR_ATTACHMENT1, attachment_names, ask_attachment);
+    PRINT_OBJECT("stencil", GL_STENCIL_ATTACHMENT, attachment_names, ask_attachment);
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(1, &frame);
+    glDeleteRenderbuffers(1, &render);
+    glDeleteSamplers(1, &sampler);
+    glDeleteTextures(1, &texture);
+    end_wrong_call("the last attachment", GL_NO_ERROR);
+}
+
+static void ask_shader(GLuint shader, GLenum name, GLint* into)
+{
+    glGetShaderiv(shader, name, into);
+}
+static void ask_program(GLuint program, GLenum name, GLint* into)
+{
+    glGetProgramiv(program, name, into);
+}
+static void ask_pipeline(GLuint pipeline, GLenum name, GLint* into)
+{
+    glGetProgramPipelineiv(pipeline, name, into);
+}
+
+static void objects(void)
+{
+    GLuint pipeline = 0, query = 0;
+    printf("== objects\n");
+    const GLuint shader = glCreateShader(GL_COMPUTE_SHADER), program = glCreateProgram(),
+                 linked = simple_program();
+    begin_wrong_call("questions that only a compute shader has an answer to");
+    PRINT_OBJECT("new shader", shader, shader_names, ask_shader);
+    PRINT_OBJECT("new program", program, program_names, ask_program);
+    PRINT_OBJECT("program", linked, program_names, ask_program);
+    glGenProgramPipelines(1, &pipeline);
+    glBindProgramPipeline(pipeline);
+    PRINT_OBJECT("pipeline", pipeline, pipeline_names, ask_pipeline);
+    glBindProgramPipeline(0);
+    end_wrong_call("the last pipeline", GL_NO_ERROR);
+    glGenQueries(1, &query);
+    for (int i = 0; i < 3; ++i) {
+        GLint current = -1;
+        if (i == 1)
+            glBeginQuery(GL_TRANSFORM_FEEDBACK_PRIMITIVES_WRITTEN, query);
+        else if (i == 2)
+            glEndQuery(GL_TRANSFORM_FEEDBACK_PRIMITIVES_WRITTEN);
+        glGetQueryiv(GL_TRANSFORM_FEEDBACK_PRIMITIVES_WRITTEN, GL_CURRENT_QUERY, &current);
+        printf("current query: %d\n", (int)current);
+    }
+    GLuint result = 7;
+    glGetQueryObjectuiv(query, GL_QUERY_RESULT, &result);
+    printf("result of a query: %u\n", (unsigned)result);
+    const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    glFinish();
+    for (size_t i = 0; i < COUNT(sync_names); ++i) {
+        GLint value = -1;
+        GLsizei length = -1;
+        glGetSynciv(fence, sync_names[i].value, 1, &length, &value);
+        printf("%s %d, %d\n", sync_names[i].text, (int)value, (int)length);
+    }
+    glDeleteSync(fence);
+    glDeleteQueries(1, &query);
+    glDeleteProgramPipelines(1, &pipeline);
+    glDeleteShader(shader);
+    glDeleteProgram(program);
+    glDeleteProgram(linked);
+    check_gl("objects");
+}
+
 static void precisions(void)
 {
     printf("== precisions\n");
@@ -503,6 +661,8 @@ int main(void)
     print_changes("with images unbound");
     print_compressed_formats();
     buffers();
+    images();
+    objects();
     precisions();
     formats_and_samples();
     check_gl("the end");

@@ -42,3 +42,14 @@ void end_sum(const char* subject)
     check_gl(subject);
     printf("%-24s %016llx\n", subject, (unsigned long long)sum);
 }
+
+void print_errors(const char* what)
+{
+    printf("%-70s", what);
+    GLenum error = glGetError();
+    do {
+        printf(" 0x%04x", (unsigned)error);
+        error = glGetError();
+    } while (error != GL_NO_ERROR);
+    printf("\n");
+}

@@ -12,5 +12,7 @@ void add_number(GLint number);
 void add_picture(struct size size);
 /* Prints the sum. Fatal when an error is pending. */
 void end_sum(const char* subject);
+/* Prints all errors that are pending, in the order in which they are told. */
+void print_errors(const char* what);
 
 #endif

@@ -5,6 +5,7 @@
 #include "handlers/gles/gles_handlers.h"
 #include "sidechannel_log.h"
 
+#include <atomic>
 #include <thread>
 
 namespace {
@@ -60,29 +61,37 @@ TEST_F(gles_objects, WrongCountsNeverReachTheHost)
 
 TEST_F(gles_objects, ContextsOfAGroupWorkSideBySide)
 {
-    // The second context begins, asks and ends while the first makes and deletes what both share.
-    constexpr uint64_t other_thread = 6, other_context = 0xc1;
-    generate(in::gles20_gen_buffers, 1);
-    zelvar_object_manager_add_context(raw_target::pid, other_thread, nullptr, nullptr, other_context, 0xc0, 3,
-                                      1, 3, 1);
-    std::thread other{[&] {
-        zelvar_object_manager_bind_context_to_thread(raw_target::pid, other_context, other_thread, 0, 0,
-                                                     false);
-        for (int i = 0; i < 50; ++i)
+    // Other contexts begin, ask and end while the first makes and deletes what all share.
+    constexpr uint64_t other_thread = 6;
+    constexpr GLint stranger = 0x777; // is looked for among all
+    fake_host::hook<&gles::glGetIntegeri_v>([](GLenum, GLuint, GLint* v) { *v = stranger; });
+    fake_host::hook<&gles::glGetIntegerv>([](GLenum pname, GLint* v) {
+        *v = pname == GL_SAMPLER_BINDING ? stranger : pname == GL_NUM_COMPRESSED_TEXTURE_FORMATS ? 0 : 8;
+    });
+    generate(in::gles20_gen_buffers, 300); // so that the search takes a while
+    std::atomic<bool> done = false;
+    std::thread others{[&] {
+        for (uint64_t context = 0xc1; !done; ++context) {
+            zelvar_object_manager_add_context(raw_target::pid, other_thread, nullptr, nullptr, context, 0xc0,
+                                              3, 1, 3, 1);
+            zelvar_object_manager_bind_context_to_thread(raw_target::pid, context, other_thread, 0, 0, false);
             for (uint32_t pname : {GL_UNIFORM_BUFFER_BINDING, GL_VERTEX_BINDING_BUFFER})
                 gles30_glGetIntegeri_v(raw_target::pid, other_thread, pname, 0, {}, {}, {});
-        gles20_glGetIntegerv(raw_target::pid, other_thread, GL_SAMPLER_BINDING, {}, {}, {});
-        zelvar_object_manager_delete_target_context(raw_target::pid, other_context, true);
+            gles20_glGetIntegerv(raw_target::pid, other_thread, GL_SAMPLER_BINDING, {}, {}, {});
+            zelvar_object_manager_delete_target_context(raw_target::pid, context, true);
+        }
     }};
-    uint32_t last = 1;
-    for (int i = 0; i < 50; ++i) {
+    uint32_t last = 0;
+    for (int i = 0; i < 200; ++i) {
         last = generate(in::gles20_gen_buffers, 1).at(0);
         generate(in::gles20_gen_textures, 1);
+        generate(in::gles30_gen_samplers, 1);
         remove(in::gles20_delete_buffers, {last});
     }
-    other.join();
-    EXPECT_EQ(last, 51u);
-    EXPECT_EQ(model().data_shared->buffers.size(), 1u);
+    done = true;
+    others.join();
+    EXPECT_EQ(last, 500u);
+    EXPECT_EQ(model().data_shared->buffers.size(), 300u);
     EXPECT_EQ(model().data_shared->ref_counter, 1);
 }
 
