@@ -34,8 +34,11 @@ protected:
     }
     _zelvar_context_data& model()
     {
-        auto* data = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
-        zelvar_object_manager_unlock_context_data(data);
+        _zelvar_context_data* data = nullptr;
+        library::aside([&] {
+            data = zelvar_object_manager_lock_context_data(raw_target::pid, raw_target::tid);
+            zelvar_object_manager_unlock_context_data(data);
+        });
         return *data;
     }
     uint32_t error_of_target() { return target.run(target.make(in::gles20_get_error)).at(0).at<uint32_t>(1); }
