@@ -322,6 +322,7 @@ struct _zelvar_context_data
 
     uint32_t draw_framebuffer = 0; // target ids
     uint32_t read_framebuffer = 0;
+    bool has_read_nothing = false; // some read buffer was set to GL_NONE
     uint32_t bound_renderbuffer = 0;
     uint32_t bound_vertex_array = 0;
     /// What the host has bound, which calls act on: but for the element array buffer a switch of vertex

@@ -126,6 +126,14 @@ TEST_F(swap, WithoutAFrameBufferItSucceedsAndDoesNothing)
     EXPECT_EQ(fake_host::count("glReadPixels"), 0u);
 }
 
+TEST_F(swap, WithoutAReadBufferNothingIsRead)
+{
+    target.run(target.make(in::gles30_read_buffer).u32(GL_NONE));
+    fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([](GLenum, GLint* value) { *value = GL_NONE; });
+    EXPECT_EQ(run(swap_message()), uint32_t{EGL_TRUE});
+    EXPECT_EQ(fake_host::count("glReadPixels"), 0u);
+}
+
 TEST_F(swap, ReadsSixteenBitFramesAs565)
 {
     run(swap_message(16));

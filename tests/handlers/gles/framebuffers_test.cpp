@@ -341,6 +341,34 @@ TEST_F(gles_framebuffers, ListsOfBuffersStandInTheMessage)
     }
 }
 
+TEST_F(gles_framebuffers, NothingIsReadFromNoBuffer)
+{
+    GLint buffer = GL_BACK;
+    fake_host::hook<&gles::glGetIntegerv>([&](GLenum, GLint* value) { *value = buffer; });
+    auto read = [&](size_t reads, uint32_t error) {
+        fake_host::clear();
+        auto call = target.make(in::gles20_read_pixels).i32(0).i32(0).i32(1).i32(1);
+        target.run(call.u32(GL_RGBA).u32(GL_UNSIGNED_BYTE).u64(memory));
+        EXPECT_EQ(fake_host::count("glReadPixels"), reads);
+        EXPECT_EQ(error_of_target(), error);
+    };
+    read(1, 0);
+    EXPECT_EQ(fake_host::count("glGetIntegerv"), 0u) << "nobody has set one, so nobody is asked";
+    buffer = GL_NONE;
+    fake_host::gl_errors({GL_INVALID_ENUM});
+    target.run(target.make(in::gles30_read_buffer).u32(GL_NONE));
+    EXPECT_EQ(error_of_target(), uint32_t{GL_INVALID_ENUM});
+    read(1, 0);
+    target.run(target.make(in::gles30_read_buffer).u32(GL_NONE));
+    read(0, GL_INVALID_OPERATION);
+    auto copy = target.make(in::gles20_copy_tex_image_2d).u32(GL_TEXTURE_2D).i32(0).u32(GL_RGBA);
+    target.run(copy.i32(0).i32(0).i32(1).i32(1).i32(0));
+    EXPECT_EQ(fake_host::count("glCopyTexImage2D"), 0u);
+    EXPECT_EQ(error_of_target(), uint32_t{GL_INVALID_OPERATION});
+    buffer = GL_COLOR_ATTACHMENT0;
+    read(1, 0);
+}
+
 TEST_F(gles_framebuffers, RenderbuffersAnswerForThemselves)
 {
     bind_renderbuffer(3);

@@ -4,6 +4,7 @@
 #include "combiner.h"
 #include "handlers/egl/egl_handlers.h"
 #include "handlers/handler.h"
+#include "pixels/read_buffer.h"
 #include "pixels/read_host_pixels.h"
 
 #include <algorithm>
@@ -241,6 +242,10 @@ void deliver(egl_handler& call, const _zelvar_context_data& context, const buffe
     if (vertex_array == vertex_arrays.end()) {
         LOG_FATAL("Could not find currently bound vertex array object descriptor id [%d].",
                   context.bound_vertex_array);
+        return;
+    }
+    if (reads_nothing(context)) {
+        LOG_WARN("There is no read buffer. Visual data will not be copied from host-side to target-side.");
         return;
     }
     if (delivery.info.stride < delivery.info.width) {

@@ -255,7 +255,7 @@ void gles20_glGetFramebufferAttachmentParameteriv(pid_t pid, tid_t tid, GLenum t
     if (pname == GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME && value) {
         // Textures and renderbuffers have name spaces of their own.
         GLint type = GL_NONE;
-        call.host<&gles_table::glGetFramebufferAttachmentParameteriv>(
+        host::gl<&gles_table::glGetFramebufferAttachmentParameteriv>(
             target, attachment, GLenum{GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE}, &type);
         value = static_cast<GLint>(
             attached_name(context, static_cast<uint32_t>(type), static_cast<uint32_t>(value)));

@@ -85,8 +85,9 @@ void gles30_glReadBuffer(pid_t pid, tid_t tid, GLenum source, gles_target_error 
 {
     gles_handler call{"gles30_glReadBuffer", pid, tid, target_error};
     call.trace("src", source);
-    if (call.lock("glReadBuffer"))
-        call.host<&gles_table::glReadBuffer>(source);
+    _zelvar_context_data* context = call.lock("glReadBuffer");
+    if (context && call.host<&gles_table::glReadBuffer>(source).ok() && source == GL_NONE)
+        context->has_read_nothing = true;
 }
 
 void gles30_glDrawBuffers(pid_t pid, tid_t tid, GLsizei n, target_ptr, inline_array<GLenum> buffers,

@@ -4,6 +4,7 @@
 #include "handlers/gles/gles_handlers.h"
 #include "handlers/gles/sizes.h"
 #include "handlers/handler.h"
+#include "pixels/read_buffer.h"
 
 #include <algorithm>
 #include <cstring>
@@ -99,6 +100,11 @@ void gles20_glReadPixels(pid_t pid, tid_t tid, GLint x, GLint y, GLsizei width, 
     _zelvar_context_data* context = call.lock("glReadPixels");
     if (!context)
         return;
+    if (reads_nothing(*context)) {
+        LOG_ERROR("There is no read buffer, GL_INVALID_OPERATION is generated.");
+        call.error = GL_INVALID_OPERATION;
+        return;
+    }
     if (context->host_bindings.pixel_pack_buffer)
         call.host<&gles_table::glReadPixels>(x, y, width, height, format, type,
                                              reinterpret_cast<void*>(pixels.address));

@@ -2,6 +2,7 @@
 
 #include "handlers/gles/textures_handlers.h"
 #include "handlers/handler.h"
+#include "pixels/read_buffer.h"
 
 using gles_table = sidechannel_gles_imports;
 
@@ -145,8 +146,15 @@ void gles20_glCopyTexImage2D(pid_t pid, tid_t tid, GLenum target, GLint level, G
     gles_handler call{"gles20_glCopyTexImage2D", pid, tid, target_error};
     call.trace("target", target, "level", level, "internalformat", internal_format, "x", x, "y", y, "width",
                width, "height", height, "border", border);
-    if (call.lock("glCopyTexImage2D"))
-        call.host<&gles_table::glCopyTexImage2D>(target, level, internal_format, x, y, width, height, border);
+    _zelvar_context_data* context = call.lock("glCopyTexImage2D");
+    if (!context)
+        return;
+    if (reads_nothing(*context)) {
+        LOG_ERROR("There is no read buffer, GL_INVALID_OPERATION is generated.");
+        call.error = GL_INVALID_OPERATION;
+        return;
+    }
+    call.host<&gles_table::glCopyTexImage2D>(target, level, internal_format, x, y, width, height, border);
 }
 
 void gles20_glCopyTexSubImage2D(pid_t pid, tid_t tid, GLenum target, GLint level, GLint x_offset,
