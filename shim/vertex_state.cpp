@@ -2,6 +2,7 @@
 
 #include "shim/process_lock.h"
 
+#include <bit>
 #include <map>
 
 namespace shim {
@@ -23,8 +24,8 @@ vertex_array::vertex_array()
 
 bool vertex_array::reads_buffers_only() const
 {
-    for (uint32_t i = 0; i < tracked_attributes; ++i)
-        if ((enabled >> i & 1) && buffer[binding_of[i]] == 0)
+    for (uint32_t left = enabled; left != 0; left &= left - 1)
+        if (buffer[binding_of[static_cast<uint32_t>(std::countr_zero(left))]] == 0)
             return false;
     return true;
 }
@@ -74,6 +75,7 @@ void vertex_state::delete_arrays(GLsizei count, const GLuint* ids)
         if (ids[i] == 0)
             continue;
         arrays.erase(ids[i]);
+        bound_record = nullptr;
         if (bound_array == ids[i])
             bound_array = 0;
     }

@@ -36,15 +36,25 @@ struct vertex_state
     GLuint indirect_buffer = 0;
     GLuint bound_array = 0;
     std::unordered_map<GLuint, vertex_array> arrays;
+    vertex_array* bound_record = nullptr; // of `bound_array`; null: look it up
 
-    vertex_array& bound() { return arrays[bound_array]; }
+    vertex_array& bound()
+    {
+        if (!bound_record)
+            bound_record = &arrays[bound_array];
+        return *bound_record;
+    }
 
     /// Whether a draw of this kind reads nothing of the application's memory.
     bool may_wait(gather kind);
 
     void bind_buffer(GLenum target, GLuint buffer);
     void delete_buffers(GLsizei count, const GLuint* ids);
-    void bind_array(GLuint id) { bound_array = id; }
+    void bind_array(GLuint id)
+    {
+        bound_array = id;
+        bound_record = nullptr;
+    }
     void delete_arrays(GLsizei count, const GLuint* ids);
     void enable(GLuint attribute, bool on);
     void set_pointer(GLuint attribute);

@@ -153,7 +153,8 @@ bool connection::exchange(const link_request& request)
         complain("a message is too long, or comes before the last answer was taken; the connection is ended");
         return false;
     }
-    std::vector<uint8_t> message(request.message_length);
+    std::vector<uint8_t>& message = _incoming;
+    message.resize(request.message_length);
     if (_memory.read(request.message, message.data(), request.message_length) != request.message_length) {
         complain("a message can't be read; the connection is ended");
         return false;
@@ -165,7 +166,7 @@ bool connection::exchange(const link_request& request)
     }
     _model->answers().clear();
     _delivered = 0;
-    send_own(std::move(message));
+    send_own(message);
     deliver(request);
     count();
     using namespace std::chrono;
@@ -175,10 +176,10 @@ bool connection::exchange(const link_request& request)
 }
 
 /// Hands the message to the library, which takes it through the model.
-void connection::send_own(std::vector<uint8_t> message)
+void connection::send_own(std::vector<uint8_t>& message)
 {
     const auto length = static_cast<uint32_t>(message.size());
-    _model->offer(std::move(message));
+    _model->offer(message);
     _channel->write(answer_address, length, _model.get());
 }
 
@@ -243,7 +244,7 @@ void connection::say_farewell()
     std::vector<uint8_t> farewell = _talk->farewell();
     if (!_talk->admit(farewell))
         return;
-    send_own(std::move(farewell));
+    send_own(farewell);
     settle();
 }
 
@@ -257,7 +258,7 @@ void connection::settle()
                 complain("ended while the library waited for a call on the target; that worker stays");
                 return;
             }
-            send_own(std::move(confirmation));
+            send_own(confirmation);
         }
         _model->answers().clear();
         read_answer();

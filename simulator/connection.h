@@ -81,7 +81,7 @@ private:
     void finish_frame();
     void say_farewell();
     void settle();
-    void send_own(std::vector<uint8_t> message);
+    void send_own(std::vector<uint8_t>& message);
     void count();
     void complain(const char* what) const;
 
@@ -92,6 +92,7 @@ private:
     std::string _application;
     std::unique_ptr<conversation> _talk;
     std::unique_ptr<channel_model> _model;
+    std::vector<uint8_t> _incoming;         // memory for the next message
     scChannelInterface* _channel = nullptr; // the library's own, never freed
     size_t _delivered = 0;                  // of the model's answers
     window_numbers _windows;

@@ -42,8 +42,9 @@ class channel_model final : public scModelInterface
 public:
     channel_model(process_memory& memory, conversation& talk, traffic& moved);
 
-    /// The message that the next `channel->write` takes.
-    void offer(std::vector<uint8_t> message) { _message = std::move(message); }
+    /// The message that the next `channel->write` takes. The caller gets the memory of the last one for the
+    /// next, since fresh memory for every batch would cost more than the copy.
+    void offer(std::vector<uint8_t>& message) { _message.swap(message); }
     const std::vector<uint8_t>& offered() const { return _message; }
     /// Bytes of answers that no target has taken yet.
     std::vector<uint8_t>& answers() { return _answers; }

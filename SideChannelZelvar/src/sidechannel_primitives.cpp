@@ -38,6 +38,13 @@ bool init_recursive(pthread_mutex_t& mutex)
     return done;
 }
 
+/// By the holder, who is the only one: a locked instruction on every call would be for nothing.
+void change(std::atomic<uint32_t>& recursion, int by)
+{
+    recursion.store(recursion.load(std::memory_order_relaxed) + static_cast<uint32_t>(by),
+                    std::memory_order_relaxed);
+}
+
 /// Waits through signals; 0 or an errno value.
 int wait_for(sem_t& semaphore)
 {
@@ -104,7 +111,7 @@ ZELVAR_TSA(no_thread_safety_analysis) void critical_section_enter(critical_secti
         LOG_ERROR("Error locking critical section.");
         return;
     }
-    cs->recursion.fetch_add(1);
+    change(cs->recursion, 1);
     LOG_FINE("critical_section_enter(cs=[%p]) leaves with success.", cs);
 }
 
@@ -116,9 +123,9 @@ ZELVAR_TSA(no_thread_safety_analysis) void critical_section_leave(critical_secti
         return;
     }
     // Counted down first: after the unlock the next holder may release the section.
-    cs->recursion.fetch_sub(1);
+    change(cs->recursion, -1);
     if (pthread_mutex_unlock(&cs->mutex) != 0) {
-        cs->recursion.fetch_add(1);
+        change(cs->recursion, 1);
         LOG_ERROR("Error unlocking critical section.");
         return;
     }

@@ -1,6 +1,7 @@
 // Contexts on one thread: finding, binding, locking, deleting.
 #include "object_manager/registry_fixture.h"
 
+#include "object_manager/context_memory.h"
 #include "shim/zelvar_shim_dispatch.h"
 #include "wire/wire.h"
 
@@ -47,6 +48,26 @@ TEST_F(contexts, ALockedContextIsHeldUntilItIsGivenBackAsOftenAsItWasTaken)
     EXPECT_TRUE(zelvar_object_manager_unlock_context_data(data));
     EXPECT_TRUE(critical_section_verify(section));
     EXPECT_TRUE(zelvar_object_manager_verify_context_data_lock(pid, tid));
+}
+
+TEST_F(contexts, WhatABatchRemembersFollowsEveryChangeOfAThreadsContext)
+{
+    add(3);
+    add(5);
+    make_current(3);
+    zelvar_object_manager_context_memory memory;
+    EXPECT_EQ(found_by(tid), 3u);
+    make_current(5);
+    EXPECT_EQ(found_by(tid), 5u);
+    EXPECT_EQ(found_by(other_tid), 0u) << "a command of another thread";
+    EXPECT_EQ(found_by(tid), 5u);
+    auto* section = pid_to_process_data_map[pid].contexts.at(5)->cs;
+    auto* data = zelvar_object_manager_lock_context_data(pid, tid);
+    EXPECT_FALSE(critical_section_verify(section)) << "remembered, and locked all the same";
+    EXPECT_TRUE(zelvar_object_manager_unlock_context_data(data));
+    EXPECT_TRUE(critical_section_verify(section));
+    EXPECT_TRUE(zelvar_object_manager_delete_target_context(pid, 5, false));
+    EXPECT_EQ(found_by(tid), 0u);
 }
 
 TEST_F(contexts, UnlockingWhatNobodyHasIsRefusedQuietly)

@@ -2,6 +2,7 @@
 
 #include "inbound/cursor.h"
 #include "inbound/message_table.h"
+#include "object_manager/context_memory.h"
 #include "settings/zelvar_settings.h"
 #include "shim/zelvar_shim_dispatch.h"
 #include "sidechannel_log.h"
@@ -50,6 +51,13 @@ void run_commands(uint8_t* at, uint64_t left, uint32_t count, uint32_t outer_typ
         left -= header.size;
     }
 }
+
+void run_batch(uint8_t* at, uint64_t left, uint32_t count, uint32_t outer_type)
+{
+    // Gone before the target is released, which may delete the context then.
+    zelvar_object_manager_context_memory memory;
+    run_commands(at, left, count, outer_type);
+}
 } // namespace
 
 void zelvar_register_callbacks(inbound_decoder* table)
@@ -73,7 +81,7 @@ void _zelvar_inbound_traffic_batch_commands(pid_t pid, tid_t tid, void* message,
     if (nesting > deepest_nesting)
         LOG_ERROR("Batches are nested more than %d deep: the inner one is left out.", deepest_nesting);
     else if (in.rest())
-        run_commands(static_cast<uint8_t*>(message) + in.wanted(), in.rest_size(), count,
-                     wire::inbound::batch_commands);
+        run_batch(static_cast<uint8_t*>(message) + in.wanted(), in.rest_size(), count,
+                  wire::inbound::batch_commands);
     zelvar_shim_dispatch_leave_message_processing_loop(pid, tid);
 }

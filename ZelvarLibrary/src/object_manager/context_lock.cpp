@@ -1,10 +1,12 @@
 // How a thread finds, locks and gives back the model of its context. A scan, not an index: contexts are few,
 // and the order of the scan decides which one a thread finds first.
+#include "object_manager/context_memory.h"
 #include "object_manager/registry.h"
 #include "object_manager/zelvar_object_manager.h"
 #include "registration/zelvar_test_support.h"
 #include "sidechannel_log.h"
 
+#include <atomic>
 #include <new>
 
 using registry::context_ptr;
@@ -83,6 +85,10 @@ _zelvar_context_data* lock_what_is_found(Find find)
     return nullptr;
 }
 
+/// Changes of threads' contexts so far.
+std::atomic<uint64_t> binding_changes{0};
+thread_local zelvar_object_manager_context_memory* memory_of_thread = nullptr;
+
 /// By the address of its model, among all processes.
 context_ptr find_context_of_data(const _zelvar_context_data* data)
 {
@@ -106,6 +112,16 @@ _zelvar_context_data* zelvar_object_manager_lock_context_data(pid_t pid, tid_t t
 {
     if (zelvar_internal_call_fails(zelvar_internal_lock_context_data))
         return nullptr;
+    auto* memory = memory_of_thread;
+    if (!memory)
+        return lock_what_is_found([=] { return find_context_to_lock(pid, tid); });
+    if (!memory->holds(pid, tid)) {
+        // Read first: a change during the search makes the next call search again.
+        const uint64_t bindings = binding_changes.load(std::memory_order_acquire);
+        memory->keep(pid, tid, bindings, find_context_to_lock(pid, tid));
+    }
+    if (memory->context() && enter_unless_removed(memory->context())) [[likely]]
+        return &memory->context()->data;
     return lock_what_is_found([=] { return find_context_to_lock(pid, tid); });
 }
 
@@ -119,6 +135,14 @@ bool zelvar_object_manager_unlock_context_data(_zelvar_context_data* data)
 {
     if (zelvar_internal_call_fails(zelvar_internal_unlock_context_data))
         return false;
+    if (auto* memory = memory_of_thread; memory && memory->holds(data)) [[likely]] {
+        const context_ptr& context = memory->context();
+        if (context->target_context != 0)
+            leave_context(*context);
+        if (context->removed) [[unlikely]]
+            registry::drop_retired_context(context);
+        return true;
+    }
     context_ptr context;
     {
         Autolock process_lock{pid_to_process_data_map_cs};
@@ -149,6 +173,35 @@ bool zelvar_object_manager_verify_context_data_lock(pid_t pid, tid_t tid)
         LOG_FATAL("context_data still locked before leave processing loop!");
     ZELVAR_ASSERT(context_data_unlocked);
     return true;
+}
+
+zelvar_object_manager_context_memory::zelvar_object_manager_context_memory() : _outer(memory_of_thread)
+{
+    memory_of_thread = this;
+}
+
+zelvar_object_manager_context_memory::~zelvar_object_manager_context_memory()
+{
+    memory_of_thread = _outer;
+}
+
+bool zelvar_object_manager_context_memory::holds(pid_t pid, tid_t tid) const
+{
+    return _context && _pid == pid && _tid == tid &&
+           _bindings == binding_changes.load(std::memory_order_acquire);
+}
+
+void zelvar_object_manager_context_memory::keep(pid_t pid, tid_t tid, uint64_t bindings, context_ptr context)
+{
+    _context = std::move(context);
+    _pid = pid;
+    _tid = tid;
+    _bindings = bindings;
+}
+
+void registry::note_binding_change()
+{
+    binding_changes.fetch_add(1, std::memory_order_release);
 }
 
 void zelvar_object_manager_lock_process_data() ZELVAR_TSA(no_thread_safety_analysis)

@@ -100,6 +100,7 @@ void registry::_deinit_zelvar_object_manager_context(_zelvar_object_manager_cont
 
 void registry::retire_context(const context_ptr& context)
 {
+    note_binding_change();
     context->removed = true;
     retired_contexts.push_back(context);
 }

@@ -251,6 +251,7 @@ bool zelvar_object_manager_bind_context_to_thread(pid_t pid, uint64_t target_con
                       target_context, tid);
             return false;
         }
+        registry::note_binding_change();
         if (created)
             return bind_created_context(pid, *process, target_context, tid, target_draw, target_read);
         if (target_context == 0)

@@ -27,6 +27,7 @@ void clear_process_maps()
     if (!pid_to_process_data_map.empty())
         LOG_WARN("PID->context data map is not empty. Zelvar exiting with %d processes still handled",
                  static_cast<int>(pid_to_process_data_map.size()));
+    registry::note_binding_change();
     pid_to_process_data_map.clear();
     target_display_configs_map.clear();
     target_config_in_use_map.clear();

@@ -33,6 +33,9 @@ context_ptr find_retired_context(const _zelvar_context_data* data);
 /// Forgets a retired record once nobody has it locked any more. Call without the context's section.
 void drop_retired_context(const context_ptr& context);
 
+/// Counts up with every change of what context a thread has. Call under pid_to_process_data_map_cs.
+void note_binding_change();
+
 /// From here on a first message makes a worker; off while the library goes down.
 void accept_workers(bool accept);
 /// Forgets the semaphores of threads that never had a worker.

@@ -34,6 +34,7 @@ void zelvar_object_manager_delete_all_contexts_for_pid(pid_t pid, bool flag)
         if (process == pid_to_process_data_map.end())
             return;
         extensions.swap(process->second.extensions);
+        registry::note_binding_change();
         pid_to_process_data_map.erase(process);
     }
     for (const auto& [display, of_display] : extensions)

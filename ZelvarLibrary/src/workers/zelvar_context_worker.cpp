@@ -71,6 +71,26 @@ bool push_task(_zelvar_context_worker& worker, const _zelvar_context_worker_task
     return true;
 }
 
+/// Batches are large and follow each other: fresh memory for each would come from the kernel every time.
+constexpr uint32_t smallest_spare = 4 * 1024;
+constexpr uint32_t spare_size = 256 * 1024;
+
+void* space_for_message(_zelvar_context_worker& worker, uint32_t size)
+{
+    if (size < smallest_spare || size > spare_size)
+        return std::malloc(size ? size : 1);
+    void* spare = worker.spare.exchange(nullptr, std::memory_order_acquire);
+    return spare ? spare : std::malloc(spare_size);
+}
+
+void keep_for_next(_zelvar_context_worker& worker, const _zelvar_context_worker_task& task)
+{
+    void* message = task.message;
+    if (task.size >= smallest_spare && task.size <= spare_size)
+        message = worker.spare.exchange(message, std::memory_order_release);
+    std::free(message);
+}
+
 /// The thread's entry function: no exception leaves it.
 void* worker_thread(void* argument)
 {
@@ -89,7 +109,7 @@ void* worker_thread(void* argument)
             LOG_FATAL("A decoder has thrown; the message of <%d, %ld> is dropped.", task.pid,
                       static_cast<long>(task.tid));
         }
-        std::free(task.message);
+        keep_for_next(worker, task);
     }
     tidy_host_thread();
     decode_scratch_release();
@@ -146,6 +166,7 @@ _zelvar_context_worker::~_zelvar_context_worker()
     // Tasks that were queued behind the end are not run; their copies end here.
     for (; !tasks.empty(); tasks.pop())
         std::free(tasks.front().message);
+    std::free(spare.load());
     if (done)
         semaphore_release(done);
     if (queue_semaphore)
@@ -178,7 +199,7 @@ void zelvar_context_worker_enqueue(const std::shared_ptr<_zelvar_context_worker>
                                    inbound_decoder callback, pid_t pid, tid_t tid, const void* message,
                                    uint32_t size)
 {
-    void* copy = worker ? std::malloc(size ? size : 1) : nullptr;
+    void* copy = worker ? space_for_message(*worker, size) : nullptr;
     if (!copy) {
         LOG_FATAL("Cannot enqueue new task - out of memory while allocating %d bytes for internal message "
                   "storage!",

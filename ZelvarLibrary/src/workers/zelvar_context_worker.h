@@ -30,6 +30,7 @@ struct _zelvar_context_worker
     unsigned long thread = 0;
     std::queue<_zelvar_context_worker_task> tasks; // guarded by queue_cs
     critical_section__* queue_cs = nullptr;
+    std::atomic<void*> spare{nullptr}; // memory of a batch that is done, for the next one
 
     ~_zelvar_context_worker();
 };
