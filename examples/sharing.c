@@ -338,7 +338,6 @@ struct worker
     int number;
     EGLContext context;
     EGLSurface surface;
-    pthread_barrier_t* start;
     GLuint kept[rounds];
     GLuint textures[rounds];
     GLuint program;
@@ -348,7 +347,6 @@ struct worker
 static void* work(void* argument)
 {
     struct worker* self = argument;
-    pthread_barrier_wait(self->start);
     use(self->surface, self->context);
     for (int round = 0; round < rounds; ++round) {
         self->kept[round] = filled_buffer(self->number * rounds + round);
@@ -383,15 +381,13 @@ static void* work(void* argument)
 
 static void many_threads(void)
 {
-    pthread_barrier_t start;
     pthread_t threads[workers];
     struct worker all[workers];
     const EGLSurface surface = make_pbuffer();
     const EGLContext context = make_sharing(EGL_NO_CONTEXT);
     use(surface, context);
-    check(pthread_barrier_init(&start, NULL, workers) == 0, "pthread_barrier_init");
     for (int i = 0; i < workers; ++i) {
-        const struct worker one = {i, make_sharing(context), make_pbuffer(), &start, {0}, {0}, 0, NULL};
+        const struct worker one = {i, make_sharing(context), make_pbuffer(), {0}, {0}, 0, NULL};
         all[i] = one;
     }
     for (int i = 0; i < workers; ++i)
@@ -421,7 +417,6 @@ static void many_threads(void)
     }
     end_sum("many threads");
     use_none();
-    pthread_barrier_destroy(&start);
     check(eglDestroyContext(display, context), "eglDestroyContext");
     check(eglDestroySurface(display, surface), "eglDestroySurface");
 }
