@@ -163,6 +163,7 @@ struct _zelvar_vertex_attribute_array_descriptor
     uint32_t divisor = 0;
     bool integer = false;
     bool separate_format = false;
+    uint32_t binding = 0; // where its buffer is bound; counts when the array has `buffers_of_bindings`
     /// The buffer was deleted while this array was bound: the host would take the offset for an address.
     bool buffer_is_gone = false;
     bool reads_client_memory() const
@@ -195,6 +196,10 @@ struct _zelvar_vertex_array_object_descriptor : _zelvar_buffer_bindings
     bool was_bound = false; // a name alone is no vertex array yet
     /// The host's array still has its indices: a buffer that is deleted leaves the bound array only.
     bool host_has_element_buffer = false;
+    /// Buffers of vertex bindings, once the application binds them apart from pointers; 0 where there is
+    /// none.
+    std::map<uint32_t, uint32_t> buffers_of_bindings;
+    bool has_separate_bindings = false;
 };
 
 /// A critical section that lives as long as its owner.

@@ -215,6 +215,40 @@ TEST_F(gles_draws, WhatTheHostHasBoundOutlivesASwitchOfVertexArrays)
     EXPECT_NE(host_pointer, reinterpret_cast<const void*>(array_at));
 }
 
+TEST_F(gles_draws, BindingsWithoutABufferAreNotDrawnFrom)
+{
+    auto bind_vertex_buffer = [&](uint32_t binding, uint32_t buffer) {
+        target.run(target.make(in::gles31_bind_vertex_buffer).u32(binding).u32(buffer).u64(0).i32(16));
+    };
+    auto drawn = [&] {
+        fake_host::clear();
+        draw_arrays(0, 1);
+        const bool reached = fake_host::count("glDrawArrays") == 1;
+        EXPECT_EQ(error_of_target(), reached ? uint32_t{GL_NO_ERROR} : uint32_t{GL_INVALID_OPERATION});
+        return reached;
+    };
+    const uint32_t array = generate(in::gles30_gen_vertex_arrays, 1)[0];
+    target.run(target.make(in::gles30_bind_vertex_array).u32(array));
+    use_program({2});
+    target.run(target.make(in::gles20_enable_vertex_attrib_array).u32(2));
+    target.run(target.make(in::gles31_vertex_attrib_binding).u32(2).u32(5));
+    EXPECT_FALSE(drawn());
+    bind_vertex_buffer(5, 1);
+    EXPECT_TRUE(drawn());
+    bind_vertex_buffer(5, 0);
+    EXPECT_FALSE(drawn());
+    bind_vertex_buffer(5, 2);
+    remove(in::gles20_delete_buffers, {2});
+    EXPECT_FALSE(drawn());
+
+    // A pointer binds at the attribute's own place, which may lose its buffer too.
+    bind(GL_ARRAY_BUFFER, 1);
+    point(2, 4, GL_UNSIGNED_BYTE, 0, 0);
+    EXPECT_TRUE(drawn());
+    bind_vertex_buffer(2, 0);
+    EXPECT_FALSE(drawn());
+}
+
 TEST_F(gles_draws, IndicesTellWhichVerticesAreRead)
 {
     use_program({0});

@@ -116,6 +116,8 @@ void forget_buffer(_zelvar_context_data* context, uint32_t id)
         for (uint32_t index : buffer->second.attributes)
             if (auto attribute = attributes.find(index); attribute != attributes.end())
                 attribute->second.buffer = 0;
+        for (auto& [binding, bound_here] : bound->second.buffers_of_bindings)
+            clear_if(bound_here, id);
     }
     context->data_shared->deleted_buffers[buffer->second.host_id] = id;
     buffers.erase(buffer);

@@ -110,6 +110,26 @@ _zelvar_vertex_array_object_descriptor* array_of_draw(_zelvar_context_data* cont
     return vertex_array;
 }
 
+/// A host reads an attribute from address 0 on where its binding has no buffer.
+bool have_bindings_buffers(gles_handler& call, const _zelvar_vertex_array_object_descriptor& vertex_array)
+{
+    if (!vertex_array.has_separate_bindings)
+        return true;
+    for (const auto& [index, attribute] : vertex_array.attribute_arrays) {
+        if (!attribute.enabled || attribute.reads_client_memory())
+            continue;
+        auto found = vertex_array.buffers_of_bindings.find(attribute.binding);
+        if (found != vertex_array.buffers_of_bindings.end() && found->second)
+            continue;
+        LOG_ERROR("Vertex attribute array [%d] has no buffer at its binding [%d], GL_INVALID_OPERATION is "
+                  "generated.",
+                  index, attribute.binding);
+        call.error = GL_INVALID_OPERATION;
+        return false;
+    }
+    return true;
+}
+
 void draw_arrays_on_host(gles_handler& call, const array_request& draw)
 {
     switch (draw.variant) {
@@ -135,7 +155,7 @@ void gles20_shared_draw_array(gles_handler& call, const char* function, const ar
         return;
     shared_guard group_lock{context};
     auto* vertex_array = array_of_draw(context);
-    if (!vertex_array)
+    if (!vertex_array || !have_bindings_buffers(call, *vertex_array))
         return;
     const vertex_range range{draw.first, static_cast<uint64_t>(draw.count), draw.instances};
     const client_array_draw kind{function, false, draw.variant == array_draw::indirect};
@@ -245,7 +265,7 @@ void gles20_shared_draw_element(gles_handler& call, const char* function, const 
         return;
     shared_guard group_lock{context};
     auto* vertex_array = array_of_draw(context);
-    if (!vertex_array)
+    if (!vertex_array || !have_bindings_buffers(call, *vertex_array))
         return;
     draw_indices indices;
     if (!find_indices(call, context, *vertex_array, draw, indices))

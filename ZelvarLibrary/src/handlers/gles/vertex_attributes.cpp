@@ -143,6 +143,8 @@ void gles20_shared_vertex_attrib_pointer(gles_handler& call, const char* functio
     attribute.type = given.type;
     attribute.integer = variant == pointer_variant::integer;
     attribute.separate_format = false;
+    attribute.binding = given.index;
+    vertex_array->buffers_of_bindings[given.index] = buffer;
     if (buffer)
         context->parked_arrays.erase(given.index);
 }
@@ -275,8 +277,11 @@ void gles31_glVertexAttribBinding(pid_t pid, tid_t tid, GLuint index, GLuint bin
                   call.error);
         return;
     }
-    if (call.host<&gles_table::glVertexAttribBinding>(index, binding).ok())
-        attribute->separate_format = true;
+    if (!call.host<&gles_table::glVertexAttribBinding>(index, binding).ok())
+        return;
+    attribute->separate_format = true;
+    attribute->binding = binding;
+    bound_vertex_array(context)->has_separate_bindings = true;
 }
 
 void gles31_glBindVertexBuffer(pid_t pid, tid_t tid, GLuint binding, GLuint buffer, GLintptr offset,
@@ -294,7 +299,13 @@ void gles31_glBindVertexBuffer(pid_t pid, tid_t tid, GLuint binding, GLuint buff
         LOG_ERROR("Target buffer object[%d] not found. Reporting error code [%#x].", buffer, call.error);
         return;
     }
-    call.host<&gles_table::glBindVertexBuffer>(binding, known ? known->host_id : 0, offset, stride);
+    auto bound =
+        call.host<&gles_table::glBindVertexBuffer>(binding, known ? known->host_id : 0, offset, stride);
+    auto* vertex_array = bound_vertex_array(context);
+    if (!bound.ok() || !vertex_array)
+        return;
+    vertex_array->buffers_of_bindings[binding] = buffer;
+    vertex_array->has_separate_bindings = true;
 }
 
 void gles31_glVertexAttribFormat(pid_t pid, tid_t tid, GLuint index, GLint size, GLenum type,
