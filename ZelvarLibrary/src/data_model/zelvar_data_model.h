@@ -323,6 +323,11 @@ struct _zelvar_context_data
     /// What the host's attribute pointers point at after a draw from client memory, by attribute. A driver
     /// may look at a pointer that it still has, so a block stays until the attribute is set again.
     std::map<uint32_t, owned_block> parked_arrays;
+    /// Pixels on their way to the host; kept for the next upload unless large.
+    owned_block upload_block;
+    /// Target id of what the host has bound for pixel uploads: vertex arrays tell what the target asks for,
+    /// but a host with nothing bound would follow an offset as a pointer.
+    uint32_t host_unpack_buffer = 0;
     int32_t target_major_version = 0;
     int32_t target_minor_version = 0;
     int32_t host_major_version = 0;
@@ -417,6 +422,8 @@ bool zelvar_data_get_target_bind_buffer(const _zelvar_vertex_array_object_descri
 uint64_t zelvar_data_get_type_size(uint32_t type, uint64_t count);
 /// Bytes of one pixel.
 uint64_t zelvar_data_get_pixel_size(uint32_t format, uint32_t type);
+/// The most that a driver may take a pixel for, which is more where a pair isn't known here.
+uint64_t zelvar_data_get_pixel_reach(uint32_t format, uint32_t type);
 bool zelvar_data_model_get_target_texture_from_host_texture(uint32_t host_id,
                                                             const _zelvar_context_data* data, uint32_t* out);
 bool zelvar_data_model_get_target_renderbuffer_from_host_renderbuffer(uint32_t host_id,

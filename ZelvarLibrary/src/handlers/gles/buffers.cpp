@@ -87,6 +87,8 @@ void gles20_shared_bindbuffer_handle(gles_handler& call, const char* function,
     if (!bind_on_host(call, bind, buffer ? buffer->host_id : 0))
         return;
     note_binding(*vertex_array, bind);
+    if (bind.target == GL_PIXEL_UNPACK_BUFFER)
+        context->host_unpack_buffer = bind.buffer;
     if (buffer)
         buffer->was_bound = true;
 }

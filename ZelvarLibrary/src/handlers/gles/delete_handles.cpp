@@ -100,6 +100,8 @@ void forget_buffer(_zelvar_context_data* context, uint32_t id)
     auto& vertex_arrays = context->data_nonshared->vertex_arrays;
     for (auto& [array_id, vertex_array] : vertex_arrays)
         unbind_buffer(vertex_array, id);
+    if (context->host_unpack_buffer == id)
+        context->host_unpack_buffer = 0;
     if (auto bound = vertex_arrays.find(context->bound_vertex_array); bound != vertex_arrays.end())
         for (uint32_t index : buffer->second.attributes)
             if (auto attribute = bound->second.attribute_arrays.find(index);

@@ -2,6 +2,7 @@
 
 #include "handlers/gles/shader_source.h"
 
+#include "handlers/gles/copy_aligned.h"
 #include "handlers/gles/gles_programs.h"
 #include "handlers/gles/program_support.h"
 #include "handlers/gles/shader_filter.h"
@@ -28,8 +29,8 @@ std::vector<target_ptr> read_pointers(pid_t pid, tid_t tid, GLsizei count, targe
         zelvar_shim_dispatch_read_from_shim_address_space(pid, tid, static_cast<uint32_t>(raw.size()), table,
                                                           raw.data());
     std::vector<target_ptr> pointers(static_cast<size_t>(count));
-    for (size_t i = 0; i < pointers.size(); ++i)
-        std::memcpy(&pointers[i].address, raw.data() + i * width, width);
+    if (!pointers.empty())
+        zelvar_helpers_copy_aligned(pointers.data(), sizeof(target_ptr), raw.data(), width, pointers.size());
     return pointers;
 }
 

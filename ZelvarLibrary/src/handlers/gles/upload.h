@@ -1,0 +1,25 @@
+#pragma once
+// Pixels on their way from the target to a texture.
+
+#include "data_model/zelvar_data_model.h"
+#include "handlers/handler.h"
+
+/// What a call hands the host for pixels: a block with a copy of target memory, an offset into a bound
+/// buffer, or null. Lives as long as its call, which holds the context.
+class upload
+{
+public:
+    const void* pixels() const { return _pixels; }
+
+    /// Whether `address` means target memory.
+    static bool is_in_target(_zelvar_context_data* context, target_ptr address);
+    void pass_through(target_ptr address) { _pixels = reinterpret_cast<const void*>(address.address); }
+    /// Reads `told` bytes of the target straight into the block that the host will read; what the host may
+    /// touch beyond, up to `reach`, is zero. False when there is no memory for it.
+    bool read(const gles_handler& call, _zelvar_context_data* context, target_ptr address, uint64_t told,
+              uint64_t reach);
+
+private:
+    const void* _pixels = nullptr;
+    owned_block _large;
+};
