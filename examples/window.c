@@ -21,6 +21,23 @@ void check_gl(const char* what)
     exit(1);
 }
 
+void begin_wrong_call(const char* what)
+{
+    check_gl("what came before a wrong call");
+    fprintf(stderr, "wrong on purpose: %s\n", what);
+}
+
+void end_wrong_call(const char* what, GLenum error)
+{
+    const GLenum got = glGetError();
+    if (got != error || glGetError() != GL_NO_ERROR) {
+        fprintf(stderr, "%s: OpenGL ES error 0x%04x instead of 0x%04x, once\n", what, (unsigned)got,
+                (unsigned)error);
+        exit(1);
+    }
+    fprintf(stderr, "right again\n");
+}
+
 static void print_configs(EGLDisplay display)
 {
     EGLint count = 0;
@@ -110,6 +127,26 @@ struct size surface_size(EGLDisplay display, EGLSurface surface)
     check(width > 0 && height > 0, "a surface with a size");
     const struct size found = {width, height};
     return found;
+}
+
+struct window open_window(EGLint version)
+{
+    struct window window;
+    window.display = open_display();
+    EGLConfig config = choose_config(window.display);
+    window.surface = make_window(window.display, config);
+    window.context = make_context(window.display, config, version);
+    check(eglMakeCurrent(window.display, window.surface, window.surface, window.context), "eglMakeCurrent");
+    window.size = surface_size(window.display, window.surface);
+    return window;
+}
+
+void close_window(struct window window)
+{
+    check(eglMakeCurrent(window.display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT), "eglMakeCurrent");
+    check(eglDestroyContext(window.display, window.context), "eglDestroyContext");
+    check(eglDestroySurface(window.display, window.surface), "eglDestroySurface");
+    eglTerminate(window.display);
 }
 
 int number_option(int count, char** arguments, const char* name, int fallback)

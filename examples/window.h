@@ -12,6 +12,12 @@ void check(int ok, const char* what);
 /* Fatal when OpenGL ES has an error pending. */
 void check_gl(const char* what);
 
+/* Fatal unless the call has this error. Standard error says that the call is wrong on purpose, so that a
+ * reader of the log knows what complaints about it are worth. */
+#define WRONG(call, error) (begin_wrong_call(#call), (void)(call), end_wrong_call(#call, error))
+void begin_wrong_call(const char* what);
+void end_wrong_call(const char* what, GLenum error);
+
 /* The default display, initialised; its strings and its list of configs are printed. */
 EGLDisplay open_display(void);
 
@@ -29,6 +35,17 @@ struct size
     int height;
 };
 struct size surface_size(EGLDisplay display, EGLSurface surface);
+
+/* All of that at once: a window with a current context. */
+struct window
+{
+    EGLDisplay display;
+    EGLSurface surface;
+    EGLContext context;
+    struct size size;
+};
+struct window open_window(EGLint version);
+void close_window(struct window window);
 
 /* Value of "--NAME N" on the command line, or the default. Fatal when it isn't a number of 1 to 1000000. */
 int number_option(int count, char** arguments, const char* name, int fallback);

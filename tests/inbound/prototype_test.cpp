@@ -3,6 +3,7 @@
 
 #include "handlers/egl/egl_handlers.h"
 #include "handlers/gles/buffers_handlers.h"
+#include "handlers/gles/framebuffers_handlers.h"
 #include "handlers/gles/gles_handlers.h"
 #include "handlers/gles/gles_programs.h"
 #include "handlers/gles/textures_handlers.h"
@@ -369,6 +370,29 @@ FITS(gles30_glSamplerParameteri, glSamplerParameteri)
 FITS(gles30_glSamplerParameteriv, glSamplerParameteriv)
 FITS(gles30_glGetSamplerParameterfv, glGetSamplerParameterfv)
 FITS(gles30_glGetSamplerParameteriv, glGetSamplerParameteriv)
+FITS(gles20_glBindFramebuffer, glBindFramebuffer)
+FITS(gles20_glIsFramebuffer, glIsFramebuffer)
+FITS(gles20_glCheckFramebufferStatus, glCheckFramebufferStatus)
+FITS(gles30_glReadBuffer, glReadBuffer)
+FITS(gles30_glDrawBuffers, glDrawBuffers)
+FITS(gles31_glFramebufferParameteri, glFramebufferParameteri)
+FITS(gles31_glGetFramebufferParameteriv, glGetFramebufferParameteriv)
+FITS(gles20_glFramebufferRenderbuffer, glFramebufferRenderbuffer)
+FITS(gles20_glFramebufferTexture2D, glFramebufferTexture2D)
+FITS(gles20_glFramebufferTexture2DMultisampleEXT, glFramebufferTexture2DMultisampleEXT)
+FITS(gles20_glFramebufferTexture3DOES, glFramebufferTexture3DOES)
+FITS(gles30_glFramebufferTextureLayer, glFramebufferTextureLayer)
+FITS(gles20_glGetFramebufferAttachmentParameteriv, glGetFramebufferAttachmentParameteriv)
+FITS(gles30_glBlitFramebuffer, glBlitFramebuffer)
+FITS(gles30_glInvalidateFramebuffer, glInvalidateFramebuffer)
+FITS(gles30_glInvalidateSubFramebuffer, glInvalidateSubFramebuffer)
+FITS(gles20_glDiscardFramebufferEXT, glDiscardFramebufferEXT)
+FITS(gles20_glBindRenderbuffer, glBindRenderbuffer)
+FITS(gles20_glIsRenderbuffer, glIsRenderbuffer)
+FITS(gles20_glRenderbufferStorage, glRenderbufferStorage)
+FITS(gles30_glRenderbufferStorageMultisample, glRenderbufferStorageMultisample)
+FITS(gles20_glRenderbufferStorageMultisampleEXT, glRenderbufferStorageMultisampleEXT)
+FITS(gles20_glGetRenderbufferParameteriv, glGetRenderbufferParameteriv)
 #define ZELVAR_OBJECT_KIND(group, gen, remove, kind) FITS(group##_##gen, gen) FITS(group##_##remove, remove)
 #include "handlers/gles/object_kinds.inc"
 #undef ZELVAR_OBJECT_KIND

@@ -312,8 +312,30 @@ TEST_F(gles_state, ReadPixelsWritesRowsAsTheyArePacked)
                    .u64(result_at));
     EXPECT_EQ(target.peek<uint8_t>(result_at + 23), 0x11);
     EXPECT_EQ(target.peek<uint8_t>(result_at + 24), 0);
-    // With a pack buffer the pointer is an offset and nothing is written.
+}
+
+TEST_F(gles_state, WhatATargetWithoutAGpuHasReadIsReplaced)
+{
+    become_current();
+    library::set_target_gpu(TARGET_GPU_DUMMY);
+    fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
+        [](GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void* out) { std::memset(out, 0x22, 4); });
+    target.run(target.make(in::gles20_read_pixels)
+                   .i32(0)
+                   .i32(0)
+                   .i32(1)
+                   .i32(1)
+                   .u32(GL_RGBA)
+                   .u32(GL_UNSIGNED_BYTE)
+                   .u64(result_at));
+    EXPECT_EQ(target.peek<uint32_t>(result_at), 0x22222222u);
+}
+
+TEST_F(gles_state, ReadPixelsIntoAPackBufferWritesNothing)
+{
+    become_current();
     model().data_nonshared->vertex_arrays[0].pixel_pack_buffer = 3;
+    fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([](GLenum, GLint* value) { *value = 33; });
     fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
         [](GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void* out) {
             EXPECT_EQ(reinterpret_cast<uintptr_t>(out), 16u);
@@ -329,6 +351,19 @@ TEST_F(gles_state, ReadPixelsWritesRowsAsTheyArePacked)
                                .u64(16));
     EXPECT_EQ(sent.size(), 1u);
     EXPECT_EQ(fake_host::count("glReadPixels"), 1u);
+    // The host has no such buffer bound: there an offset would be an address.
+    fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([](GLenum, GLint* value) { *value = 0; });
+    fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
+        [](GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void* out) { std::memset(out, 0x33, 4); });
+    target.run(target.make(in::gles20_read_pixels)
+                   .i32(0)
+                   .i32(0)
+                   .i32(1)
+                   .i32(1)
+                   .u32(GL_RGBA)
+                   .u32(GL_UNSIGNED_BYTE)
+                   .u64(result_at));
+    EXPECT_EQ(target.peek<uint32_t>(result_at), 0x33333333u);
 }
 
 TEST_F(gles_state, ReadPixelsSurvivesImpossibleSizes)

@@ -1,12 +1,12 @@
 // Pixel store state and glReadPixels.
 
+#include "handlers/gles/buffer_lookup.h"
 #include "handlers/gles/gles_handlers.h"
 #include "handlers/gles/sizes.h"
 #include "handlers/handler.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
+#include <cstring>
 
 using gles_table = sidechannel_gles_imports;
 
@@ -43,10 +43,16 @@ int32_t* pixel_store_field(_zelvar_context_data* context, GLenum pname)
     }
 }
 
-uint32_t bound_pack_buffer(const _zelvar_context_data& context)
+/// Whether an address is an offset into a pack buffer. Bindings go with vertex arrays in the model and don't
+/// on the host, and where the host has none it would take the target's address for one of its own.
+bool reads_into_buffer(_zelvar_context_data* context)
 {
-    auto found = context.data_nonshared->vertex_arrays.find(context.bound_vertex_array);
-    return found == context.data_nonshared->vertex_arrays.end() ? 0 : found->second.pixel_pack_buffer;
+    auto* vertex_array = bound_vertex_array(context);
+    if (!vertex_array || !vertex_array->pixel_pack_buffer)
+        return false;
+    GLint on_host = 0;
+    host::gl<&gles_table::glGetIntegerv>(GL_PIXEL_PACK_BUFFER_BINDING, &on_host);
+    return on_host != 0;
 }
 
 struct read_request
@@ -59,29 +65,29 @@ struct read_request
     GLenum type;
 };
 
-/// Reads on the host into a block and writes the told amount to the target.
+/// Reads on the host into a block and writes the told amount to the target, in every mode: what a target
+/// without a GPU has read by itself is no picture.
 void read_to_target(gles_handler& call, const _zelvar_context_data& context, const read_request& read,
                     target_ptr pixels)
 {
     uint64_t pixel_bytes = zelvar_data_get_pixel_size(read.format, read.type);
     uint64_t size = read_pixels_size(context.pack_params, read.width, read.height, pixel_bytes);
-    // Unknown formats have no size here, though the host may know them: room for the widest pixel.
-    constexpr uint64_t widest_pixel = 16;
-    uint64_t reach =
-        read_pixels_reach(context.pack_params, read.width, read.height, std::max(pixel_bytes, widest_pixel));
-    std::unique_ptr<uint8_t, decltype(&std::free)> block{nullptr, &std::free};
+    uint64_t reach = read_pixels_reach(context.pack_params, read.width, read.height,
+                                       zelvar_data_get_pixel_reach(read.format, read.type));
+    owned_block block;
     if (size <= largest_transfer && reach <= 16 * largest_transfer)
-        block.reset(static_cast<uint8_t*>(std::calloc(std::max<uint64_t>({size, reach, 1}), 1)));
-    if (!block) {
+        block = allocate_block(std::max<uint64_t>({size, reach, 1}));
+    if (!block.bytes) {
         LOG_FATAL("Zelvar failed to allocate [%d] bytes.",
                   static_cast<int>(std::min<uint64_t>(size, INT32_MAX)));
         return;
     }
+    std::memset(block.bytes.get(), 0, size); // what the host leaves out goes to the target too
     auto done = call.host<&gles_table::glReadPixels>(read.x, read.y, read.width, read.height, read.format,
-                                                     read.type, block.get());
-    if (done.ok() && size > 0 && pixels && !zelvar_call_on_target())
+                                                     read.type, block.bytes.get());
+    if (done.ok() && size > 0 && pixels)
         zelvar_shim_dispatch_write_to_shim_address_space_force(
-            call.pid, call.tid, static_cast<uint32_t>(size), block.get(), pixels);
+            call.pid, call.tid, static_cast<uint32_t>(size), block.bytes.get(), pixels);
 }
 } // namespace
 
@@ -105,7 +111,7 @@ void gles20_glReadPixels(pid_t pid, tid_t tid, GLint x, GLint y, GLsizei width, 
     _zelvar_context_data* context = call.lock("glReadPixels");
     if (!context)
         return;
-    if (bound_pack_buffer(*context))
+    if (reads_into_buffer(context))
         call.host<&gles_table::glReadPixels>(x, y, width, height, format, type,
                                              reinterpret_cast<void*>(pixels.address));
     else
