@@ -96,7 +96,8 @@ private:
         }
         if (argument.type == "GLsync" || argument.type == "GLeglImageOES") {
             auto results = _target.results();
-            return choice < 4 || results.empty() ? choice : *(results.end() - 1 - choice % results.size());
+            return choice < 4 || results.empty() ? choice
+                                                 : results[results.size() - 1 - choice % results.size()];
         }
         auto set = argument_sets::of(of, argument);
         return set[choice % set.size()];
@@ -132,7 +133,7 @@ private:
         if (count > 0 && (belongs.kind == gles_layouts::tail::counted))
             size = std::min(size_t{belongs.bytes} * static_cast<size_t>(count), longest);
         if (count > 0 && belongs.kind == gles_layouts::tail::strings)
-            return add_strings(arguments, std::min(count + (how & 1), 64), how);
+            return add_strings(arguments, std::min(count, 64) + (how & 1), how);
         if ((how & 7) == 7)
             size -= std::min<size_t>(size, 1 + how / 8);
         else

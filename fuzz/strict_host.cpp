@@ -47,6 +47,7 @@ struct vertex_array
 struct context
 {
     std::map<GLenum, GLuint> bound;
+    std::map<GLenum, GLint> pixel_store;
     std::map<GLuint, vertex_array> arrays;
     GLuint array = 0, program = 0, pipeline = 0;
     bool restarts = false;
@@ -363,6 +364,17 @@ void switch_capability(GLenum capability, bool on)
         now->restarts = on;
 }
 
+void store_pixels(GLenum name, GLint value)
+{
+    guard lock{host().lock};
+    context* now = current();
+    const bool is_alignment = name == GL_UNPACK_ALIGNMENT || name == GL_PACK_ALIGNMENT;
+    if (is_alignment ? value != 1 && value != 2 && value != 4 && value != 8 : value < 0)
+        return fail(GL_INVALID_VALUE);
+    if (now)
+        now->pixel_store[name] = value;
+}
+
 void use_program(GLuint id)
 {
     guard lock{host().lock};
@@ -549,6 +561,7 @@ void add_draws(sidechannel_gles_imports& table)
     table.glVertexAttribDivisor = divide_attribute;
     table.glEnable = [](GLenum capability) { switch_capability(capability, true); };
     table.glDisable = [](GLenum capability) { switch_capability(capability, false); };
+    table.glPixelStorei = store_pixels;
     table.glUseProgram = use_program;
     table.glDrawArrays = draw_arrays;
     table.glDrawArraysInstanced = draw_arrays_instanced;
@@ -558,6 +571,20 @@ void add_draws(sidechannel_gles_imports& table)
     table.glShaderSource = shader_source;
 }
 } // namespace
+
+GLint pixel_store(GLenum name)
+{
+    guard lock{host().lock};
+    context* now = current();
+    return now ? now->pixel_store[name] : 0;
+}
+
+bool has_buffer(GLenum target)
+{
+    guard lock{host().lock};
+    context* now = current();
+    return now && host().buffers.contains(binding(*now, target));
+}
 
 void touch(const void* bytes, uint64_t size)
 {
@@ -588,6 +615,7 @@ void gles_stream_host::install()
 #undef ZELVAR_MESSAGE
     strict_host::add_buffers(table);
     strict_host::add_draws(table);
+    strict_host::add_pixels(table);
     strict_host::add_queries(table);
     zelvar_test_support_imports_init(&fake_driver::egl(), &table);
 }

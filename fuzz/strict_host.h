@@ -16,6 +16,13 @@ void fail(unsigned error);
 /// What a program of this host has, whichever it is.
 inline constexpr GLint attribute_count = 2, uniform_count = 3, block_count = 1;
 
+/// A pixel store value of the current context; zero before it was set, and where none is current.
+GLint pixel_store(GLenum name);
+/// Whether the current context has a buffer at a target, so that pointers are offsets.
+bool has_buffer(GLenum target);
+
+// strict_pixels.cpp
+void add_pixels(sidechannel_gles_imports& table);
 // strict_queries.cpp
 void add_queries(sidechannel_gles_imports& table);
 } // namespace strict_host
