@@ -1,11 +1,13 @@
 #pragma once
-// How many result bytes the library expects of an answer. Another number is a broken shim, on which the
-// library stops by design, so the scripted target always answers in the right size.
+// How many result bytes the library expects of an answer, for calls on the target as well as for services.
+// The scripted target always answers in the right size.
+
+#include "wire/answer_sizes.h"
 
 #include <cstdint>
 
 namespace answer_sizes {
-inline constexpr int32_t not_answered = -1;
+using wire::not_answered;
 
 /// Result bytes of the answer to a request by its type, or `not_answered`.
 int32_t of_request(uint32_t type);

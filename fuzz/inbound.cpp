@@ -3,19 +3,15 @@
 // out.
 
 #include "inbound_input.h"
+#include "library_under_test.h"
 #include "scripted_target.h"
 
-#include "inbound/message_table.h"
 #include "object_manager/zelvar_object_manager.h"
 #include "settings/zelvar_settings.h"
-#include "sidechannel_log.h"
-#include "sidechannel_plugin_interface_wrapper.h"
-#include "sidechannel_zelvar_init.h"
 #include "support/fake_host.h"
 #include "support/message.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
 /// Takes an input apart; zeros past its end.
@@ -141,56 +137,23 @@ void run_record(scripted_target& target, uint8_t how, reader content)
 void apply_settings(uint8_t settings, uint8_t target)
 {
     using namespace inbound_input;
-    zelvar_settings.callOnTargetAPI = (settings & 3) % 3;
-    zelvar_settings.callOnTarget = zelvar_settings.callOnTargetAPI != 0;
-    zelvar_settings.batchCommands = settings & batched;
-    zelvar_settings.batchTargetCommands = settings & target_batched;
-    zelvar_only_settings.directTargetMemoryReads = settings & direct_reads;
-    zelvar_only_settings.directTargetMemoryWrites = settings & direct_writes;
-    zelvar_settings.checkErrorCode = settings & errors_checked;
-    // Everything is formatted, or nothing.
-    sidechannel_set_log_level(settings & loud ? 7000 : 0);
-
+    library_under_test::apply_settings(settings);
     fb_xres = fb_yres = target & screen_sized_frames ? 16 : 0;
     zelvar_only_settings.cacheAndroidNativeBuffer = target & frames_cached;
     zelvar_only_settings.showFPS = target & rate_shown;
     zelvar_only_settings.tpakForTRV = target & frames_compressed;
     zelvar_only_settings.forceHostEGLConfigID = target & config_forced ? 2 : 0;
 }
-
-/// The library without its entry point: over the fake host, and started afresh for each input.
-scripted_target& the_target()
-{
-    static scripted_target* target = nullptr;
-    if (!target) {
-        sidechannel_set_log_level(0);
-        setenv("TRV_ZELVAR_SETTINGS_PATH", "/nonexistent/settings.ini", 1);
-        zelvar_settings_init();
-        sidechannel_set_log_level(0);
-        fake_host::install_quiet();
-        zelvar_inbound_traffic_init();
-        zelvar_register_callbacks(pZelvar_LUT);
-        sidechannel_init_zelvar(new PluginInterfaceWrapper);
-        zelvar_object_manager_init(false);
-        target = new scripted_target;
-        zelvar_object_manager_stop_all_workers();
-        zelvar_object_manager_deinit();
-    }
-    return *target;
-}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     reader input({data, size});
-    scripted_target& target = the_target();
+    scripted_target& target = library_under_test::target_over(fake_host::install_quiet);
     uint8_t settings = input.u8();
     uint8_t target_kind = input.u8();
     apply_settings(settings, target_kind);
-    zelvar_object_manager_init(false);
-    zelvar_object_manager_set_target_bit(scripted_target::pid, 0,
-                                         target_kind & inbound_input::narrow_pointers ? 32 : 64);
-    target.begin(input.take(input.u16()));
+    library_under_test::begin(target, target_kind & inbound_input::narrow_pointers, input.take(input.u16()));
     while (!input.empty()) {
         uint8_t how = input.u8();
         auto given = input.take(input.u16());
@@ -198,8 +161,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         target.fill_in_results(content);
         run_record(target, how, reader(content));
     }
-    target.end();
-    zelvar_object_manager_stop_all_workers();
-    zelvar_object_manager_deinit();
+    library_under_test::end(target);
     return 0;
 }

@@ -5,6 +5,7 @@
 //
 // and a record is: kind (1 byte), length (2 bytes), content.
 
+#include "library_under_test.h"
 #include "support/message.h"
 
 #include <cstdint>
@@ -24,17 +25,7 @@ enum class kind : uint8_t
     confirmation, // of nothing: thread (1), then the payload
 };
 
-enum setting : uint8_t
-{
-    target_runs_dummy = 1,
-    target_runs_gpu = 2,
-    batched = 4,
-    target_batched = 8,
-    direct_reads = 16,
-    direct_writes = 32,
-    errors_checked = 64,
-    loud = 128,
-};
+using namespace library_under_test;
 
 /// The second byte: what kind of target, and settings that change a frame's way to it.
 enum target : uint8_t

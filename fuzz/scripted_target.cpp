@@ -146,6 +146,13 @@ void scripted_target::begin(std::span<const uint8_t> script)
     _results.clear();
 }
 
+uint64_t scripted_target::peek(uint64_t address, uint32_t size)
+{
+    uint64_t value = 0;
+    _memory.read(address, &value, size);
+    return value;
+}
+
 void scripted_target::end()
 {
     complete_started_message();

@@ -63,6 +63,8 @@ public:
     /// Fresh memory, a new script and, if the last one is beyond use, a fresh channel.
     void begin(std::span<const uint8_t> script);
     void poke(uint64_t offset, std::span<const uint8_t> data) { _memory.poke(offset, data); }
+    /// A value of up to 8 bytes in the target's memory, zero where there is none.
+    uint64_t peek(uint64_t address, uint32_t size);
 
     /// Writes bytes to the channel in one piece, if it is still of use.
     void write(std::span<const uint8_t> bytes);
@@ -74,6 +76,8 @@ public:
     /// Eight bytes in an input, "RETVAL", n, 0, stand for the nth value that the library has returned: how an
     /// input names objects whose ids it can't know. Puts the values in.
     void fill_in_results(std::span<uint8_t> bytes) const;
+    /// All values that the library has returned.
+    std::span<const uint64_t> results() const { return _results; }
 
 private:
     void open_channel();

@@ -1,5 +1,7 @@
 #include "conversation.h"
 
+#include "wire/answer_sizes.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -60,53 +62,6 @@ bool wants_no_confirmation(uint32_t type)
 
 } // namespace
 
-int confirmation_size(uint32_t outbound_type)
-{
-    using namespace wire::outbound;
-    switch (outbound_type) {
-    case read_from_shim_address_space:
-    case write_to_shim_address_space:
-    case set_fb_depth:
-    case set_cursor_visibility:
-    case set_screensaver_status:
-    case shim_sync_object_destroy:
-    case shim_sync_object_signal:
-    case store_attribute_index_used_by_program_in_shim_context:
-    case winsys_disconnect_window:
-        return 0;
-    case winsys_connect_window:
-        return 1;
-    case get_egl_attribute_list_length:
-    case get_fb_height:
-    case get_fb_width:
-    case get_string_length:
-    case get_target_pointer_size:
-    case get_pixmap_data:
-    case shim_sync_object_wait:
-    case winsys_buffer_object_end_use:
-    case winsys_get_target_os_version:
-    case winsys_get_window_height:
-    case winsys_get_window_width:
-    case winsys_unmap_buffer_object:
-        return 4;
-    case allocate_memory_block:
-    case get_proc_address:
-    case shim_sync_object_create:
-    case vkAllocateMemory:
-    case get_target_process_name_address:
-        return 8;
-    case get_pixmap_properties:
-        return 16;
-    case winsys_map_buffer_object_vk:
-        return 32;
-    case winsys_buffer_object_begin_use:
-    case winsys_map_buffer_object:
-        return 56;
-    default:
-        return -1;
-    }
-}
-
 conversation::conversation(uint32_t wire_pid, const talk_settings& initial)
     : _wire_pid(wire_pid & pid_mask), _settings(initial)
 {
@@ -146,7 +101,7 @@ bool conversation::admit_confirmation(std::span<const uint8_t> message)
         return refuse("a confirmation confirms nothing");
     if (message.size() < confirmation_head)
         return refuse("a confirmation is too short");
-    const int wanted = confirmation_size(_pending_request);
+    const int wanted = wire::answer_size_of_service(_pending_request);
     const int carried = message[wire::header_size + 4];
     if (message.size() != confirmation_head + static_cast<size_t>(carried) ||
         (wanted >= 0 && carried != wanted))
@@ -279,7 +234,7 @@ void conversation::take_answer(std::span<const uint8_t> message)
 
 std::vector<uint8_t> conversation::confirmation() const
 {
-    const int results = _pending_request ? confirmation_size(_pending_request) : -1;
+    const int results = _pending_request ? wire::answer_size_of_service(_pending_request) : -1;
     if (results < 0)
         return {};
     std::vector<uint8_t> message = begin_message(wire::inbound::command_executed, _wire_pid, _thread);

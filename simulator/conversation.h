@@ -96,7 +96,4 @@ private:
     uint64_t _calls = 0;
 };
 
-/// Result bytes that the confirmation of a service carries; -1 for calls on the target.
-int confirmation_size(uint32_t outbound_type);
-
 } // namespace simulator

@@ -5,6 +5,7 @@
 #include "shim/transport.h"
 #include "simulator/conversation.h"
 #include "simulator/protocol.h"
+#include "wire/answer_sizes.h"
 #include "wire/wire.h"
 
 #include <csignal>
@@ -101,7 +102,7 @@ public:
     {
         bytes payload;
         put(payload, uint32_t{0});
-        bytes result(static_cast<size_t>(std::max(0, simulator::confirmation_size(request))));
+        bytes result(static_cast<size_t>(std::max(0, wire::answer_size_of_service(request))));
         fill(request, result);
         payload.push_back(static_cast<uint8_t>(result.size()));
         payload.insert(payload.end(), result.begin(), result.end());

@@ -193,6 +193,38 @@ TEST_F(gles_buffers, DeletingAMappedBufferForgetsTheMapping)
     EXPECT_EQ(error_of_target(), uint32_t{GL_INVALID_OPERATION});
 }
 
+TEST_F(gles_buffers, AMappingEndsWithTheStoreThatItLedInto)
+{
+    let_host_map();
+    auto is_mapped = [&] { return !model().data_shared->mapped_areas.empty(); };
+    auto map_whole = [&] {
+        fill(GL_ARRAY_BUFFER, abcd.data(), 4);
+        map(GL_MAP_WRITE_BIT, 0, 4);
+        ASSERT_TRUE(is_mapped());
+    };
+    map_whole();
+    fill(GL_ARRAY_BUFFER, abcd.data(), 4);
+    EXPECT_FALSE(is_mapped());
+    fake_host::clear();
+    unmap();
+    EXPECT_EQ(error_of_target(), uint32_t{GL_INVALID_OPERATION});
+    EXPECT_EQ(fake_host::count("glUnmapBuffer"), 0u);
+
+    map_whole();
+    fake_host::gl_errors({GL_INVALID_ENUM}); // refused: the old store stays
+    fill(GL_ARRAY_BUFFER, abcd.data(), 4);
+    EXPECT_TRUE(is_mapped());
+    fake_host::gl_errors({GL_OUT_OF_MEMORY});
+    fill(GL_ARRAY_BUFFER, abcd.data(), 4);
+    EXPECT_FALSE(is_mapped());
+
+    map_whole();
+    fake_host::returns<&gles::glUnmapBuffer>(GL_FALSE); // its contents are lost
+    EXPECT_EQ(returned(unmap()), uint64_t{GL_FALSE});
+    EXPECT_FALSE(is_mapped());
+    EXPECT_EQ(contents(1), abcd);
+}
+
 TEST_F(gles_buffers, ATargetWithADriverUnmapsBetweenTwoStages)
 {
     library::set_target_gpu(TARGET_GPU_DUMMY);

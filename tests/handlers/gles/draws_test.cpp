@@ -88,6 +88,8 @@ protected:
                 drawn.assign(bytes, bytes + look_size);
         };
         fake_host::hook<&gles::glDrawArrays>([look](GLenum, GLint, GLsizei) { look(); });
+        fake_host::hook<&gles::glDrawRangeElements>(
+            [look](GLenum, GLuint, GLuint, GLsizei, GLenum, const void*) { look(); });
         fake_host::hook<&gles::glDrawElements>(
             [this, look](GLenum, GLsizei count, GLenum, const void* indices) {
                 look();
@@ -275,6 +277,31 @@ TEST_F(gles_draws, IndicesTellWhichVerticesAreRead)
     look_at = 0;
     draw_elements(2, GL_UNSIGNED_BYTE, 1000);
     EXPECT_EQ(drawn, (std::vector<uint8_t>{0, 1, 2, 3}));
+}
+
+TEST_F(gles_draws, IndicesOutsideOfThePromisedRangeStayInsideTheBlock)
+{
+    use_program({0});
+    point(0, 4, GL_UNSIGNED_BYTE, 0, array_at);
+    auto draw_range = [&](uint8_t index) {
+        target.poke<uint8_t>(memory + 0x200, index);
+        target.run(target.make(in::gles30_draw_range_elements)
+                       .u32(GL_POINTS)
+                       .u32(1)
+                       .u32(2)
+                       .i32(1)
+                       .u32(GL_UNSIGNED_BYTE)
+                       .u64(memory + 0x200));
+    };
+    look_at = 4;
+    look_size = 8;
+    draw_range(2);
+    EXPECT_EQ(drawn, (std::vector<uint8_t>{4, 5, 6, 7, 8, 9, 10, 11}));
+    look_at = 200 * 4; // a block of the promised size ends at 12
+    look_size = 4;
+    drawn.clear();
+    draw_range(200);
+    EXPECT_EQ(drawn, (std::vector<uint8_t>{0, 0, 0, 0}));
 }
 
 TEST_F(gles_draws, AnAllRestartDrawReadsNothing)

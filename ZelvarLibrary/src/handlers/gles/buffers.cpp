@@ -186,11 +186,16 @@ void gles20_glBufferData(pid_t pid, tid_t tid, GLenum target, GLsizeiptr size, t
     owned_block block = read_upload(call, data, size, &failed);
     if (failed)
         return;
-    if (!call.host<&gles_table::glBufferData>(target, size, block.bytes.get(), usage).ok()) {
+    const uint32_t id = bound_buffer(context, target);
+    const bool filled = call.host<&gles_table::glBufferData>(target, size, block.bytes.get(), usage).ok();
+    // A mapping ends with the store that it led into, also when there was no memory for a new one.
+    if (filled || call.error == GL_OUT_OF_MEMORY)
+        gles20_shared_remove_mapped_area_mapping(call, context, id);
+    if (!filled) {
         LOG_ERROR("glBufferSubData() failed on host side, host side context data will not update.");
         return;
     }
-    if (auto* buffer = find_buffer(context, bound_buffer(context, target))) {
+    if (auto* buffer = find_buffer(context, id)) {
         buffer->contents = std::move(block);
         buffer->contents.size = static_cast<uint64_t>(size); // known also where no data came
     }

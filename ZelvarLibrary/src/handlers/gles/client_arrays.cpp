@@ -2,6 +2,7 @@
 
 #include "handlers/gles/buffer_lookup.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -78,6 +79,12 @@ void fetch(const gles_handler& call, target_ptr from, uint64_t offset, uint64_t 
         std::memset(bytes + offset, 0, length);
 }
 
+/// What `count` vertices from the first on take.
+uint64_t size_of_vertices(const _zelvar_vertex_attribute_array_descriptor& attribute, uint64_t count)
+{
+    return count ? extent_of_array(attribute, {0, count, 0}).length : 0;
+}
+
 bool fetch_array(gles_handler& call, _zelvar_context_data* context,
                  _zelvar_vertex_array_object_descriptor& vertex_array, const client_array_draw& draw,
                  const vertex_range& range, uint32_t index)
@@ -104,7 +111,7 @@ bool fetch_array(gles_handler& call, _zelvar_context_data* context,
         return false;
     }
     const array_extent extent = extent_of_array(attribute, range);
-    const uint64_t size = extent.skip + extent.length;
+    const uint64_t size = std::max(extent.skip + extent.length, size_of_vertices(attribute, range.reach));
     uint8_t* bytes = nullptr;
     if (size) {
         bytes = block_for(context, index, size);
@@ -117,6 +124,8 @@ bool fetch_array(gles_handler& call, _zelvar_context_data* context,
     }
     if (extent.length)
         fetch(call, attribute.pointer, extent.skip, extent.length, bytes);
+    if (size > extent.skip + extent.length)
+        std::memset(bytes + extent.skip + extent.length, 0, size - extent.skip - extent.length);
     if (extent.length && extent.skip && extent.by_instance)
         fetch(call, attribute.pointer, 0, extent.length, bytes);
     return hand_over(call, context, draw, index, attribute, bytes);

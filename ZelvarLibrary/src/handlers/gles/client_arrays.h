@@ -11,6 +11,9 @@ struct vertex_range
     int64_t first = 0;
     uint64_t count = 0;
     int32_t instances = 0;
+    /// Vertices that the host may look at though the draw promised otherwise: there has to be memory for
+    /// them.
+    uint64_t reach = 0;
 };
 
 struct client_array_draw

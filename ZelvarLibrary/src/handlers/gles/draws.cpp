@@ -157,7 +157,7 @@ void gles20_shared_draw_array(gles_handler& call, const char* function, const ar
     auto* vertex_array = array_of_draw(context);
     if (!vertex_array || !have_bindings_buffers(call, *vertex_array))
         return;
-    const vertex_range range{draw.first, static_cast<uint64_t>(draw.count), draw.instances};
+    const vertex_range range{draw.first, static_cast<uint64_t>(draw.count), draw.instances, 0};
     const client_array_draw kind{function, false, draw.variant == array_draw::indirect};
     if (fetch_client_arrays(call, context, *vertex_array, kind, range))
         draw_arrays_on_host(call, draw);
@@ -210,17 +210,19 @@ vertex_range vertices_of(_zelvar_context_data* context, const element_request& d
                          const draw_indices& indices)
 {
     index_range found;
-    if (draw.variant == element_draw::range) {
-        found = {draw.start, draw.end, true};
-    } else if (draw.variant != element_draw::indirect && draw.count > 0) {
+    if (draw.variant != element_draw::indirect && draw.count > 0) {
         bool restart = zelvar_data_model_is_rendering_mode_enabled(context, GL_PRIMITIVE_RESTART_FIXED_INDEX);
         found =
             scan_indices(draw.type, indices.bytes, indices.size, static_cast<uint64_t>(draw.count), restart);
     }
+    // What is promised is fetched. The promise may be broken, and then the host must not leave the block.
+    const uint64_t reach = draw.variant == element_draw::range && found.any ? uint64_t{found.highest} + 1 : 0;
+    if (draw.variant == element_draw::range)
+        found = {draw.start, draw.end, true};
     if (!found.any)
-        return {0, 0, draw.instances};
+        return {0, 0, draw.instances, 0};
     return {int64_t{found.lowest} + draw.base_vertex, uint64_t{found.highest} - found.lowest + 1,
-            draw.instances};
+            draw.instances, reach};
 }
 
 void draw_elements_on_host(gles_handler& call, const element_request& draw, const void* indices)

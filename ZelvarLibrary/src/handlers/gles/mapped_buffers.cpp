@@ -110,9 +110,10 @@ void unmap_on_host(gles_handler& call, _zelvar_context_data* context, GLenum tar
         std::memcpy(written.bytes.get(), area->host_pointer, area->length);
     auto unmapped = call.host<&gles_table::glUnmapBuffer>(target);
     *result = unmapped.result;
-    if (!unmapped.ok() || !unmapped.result)
+    if (!unmapped.ok())
         return;
-    auto* buffer = find_buffer(context, id);
+    // False tells that the contents are lost; the host's pointer is gone all the same.
+    auto* buffer = unmapped.result ? find_buffer(context, id) : nullptr;
     if (buffer && written.bytes) {
         if (contents_of(*buffer))
             update_contents(*buffer, area->offset, written.bytes.get(), written.size);

@@ -1,0 +1,28 @@
+#pragma once
+// A host that reads all that a driver would read through its arguments, and writes all that one would write.
+// So a sanitizer sees where the library hands over a block that is too small, or one that is gone.
+
+#include "hosttables/host_tables.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace strict_host {
+/// Reads `size` bytes.
+void touch(const void* bytes, uint64_t size);
+/// The error that the next glGetError of this thread answers.
+void fail(unsigned error);
+
+/// What a program of this host has, whichever it is.
+inline constexpr GLint attribute_count = 2, uniform_count = 3, block_count = 1;
+
+/// A pixel store value of the current context; zero before it was set, and where none is current.
+GLint pixel_store(GLenum name);
+/// Whether the current context has a buffer at a target, so that pointers are offsets.
+bool has_buffer(GLenum target);
+
+// strict_pixels.cpp
+void add_pixels(sidechannel_gles_imports& table);
+// strict_queries.cpp
+void add_queries(sidechannel_gles_imports& table);
+} // namespace strict_host
