@@ -49,8 +49,8 @@ def score(scene, size, duration, environment, folder, front=()):
 
 def verdict(direct, ours, virgl):
     """Empty when all is well."""
-    faults = []
-    if not direct or ours < least_ratio * direct:
+    faults = ["DIDN'T RUN"] if not direct or not ours or virgl == 0 else []
+    if ours < least_ratio * direct:
         faults.append(f"BELOW {least_ratio}")
     if virgl is not None and ours <= virgl:
         faults.append("BEHIND virgl")

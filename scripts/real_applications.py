@@ -5,6 +5,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -77,15 +78,21 @@ def glmark2_scenes(output):
 @contextlib.contextmanager
 def virgl_server(folder):
     """virgl's server, whose clients render with the host's driver behind a socket. Gives their environment."""
-    socket = folder / "virgl"
-    command = ["virgl_test_server", "--use-egl-surfaceless", "--use-gles", "--socket-path", str(socket)]
+    # Mesa's client knows no other place.
+    address = pathlib.Path("/tmp/.virgl_test")
+    with contextlib.suppress(OSError), socket.socket(socket.AF_UNIX) as trial:
+        trial.connect(str(address))
+        raise RuntimeError(f"a server of somebody else listens at {address}")
+    address.unlink(missing_ok=True)
     with open(folder / "virgl.log", "w", encoding="utf-8") as log:
-        server = subprocess.Popen(command, stdout=log, stderr=subprocess.STDOUT)
+        server = subprocess.Popen(["virgl_test_server", "--use-egl-surfaceless", "--use-gles"], stdout=log,
+                                  stderr=subprocess.STDOUT)
     try:
-        wait_until(socket.exists, 10)
-        yield {"GALLIUM_DRIVER": "virpipe", "VTEST_SOCKET_NAME": str(socket)}
+        wait_until(address.exists, 10)
+        yield {"GALLIUM_DRIVER": "virpipe"}
     finally:
         end(server)
+        address.unlink(missing_ok=True)
 
 
 def wait_until(condition, seconds):

@@ -10,6 +10,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <sys/ipc.h>
+#include <sys/shm.h>
 #include <sys/uio.h>
 #include <unistd.h>
 #include <vector>
@@ -37,6 +39,24 @@ struct xcb_functions
     decltype(&::xcb_poll_for_event) poll_for_event = nullptr;
     decltype(&::xcb_get_input_focus) get_input_focus = nullptr;
     decltype(&::xcb_get_input_focus_reply) get_input_focus_reply = nullptr;
+    decltype(&::xcb_flush) flush = nullptr;
+    decltype(&::xcb_get_extension_data) get_extension_data = nullptr;
+    decltype(&::xcb_request_check) request_check = nullptr;
+
+    bool load();
+};
+
+/// What is used of libxcb-shm, which isn't everywhere. Its header is not needed for that.
+struct xcb_shm_functions
+{
+    xcb_extension_t* extension = nullptr;
+    xcb_void_cookie_t (*attach)(xcb_connection_t*, uint32_t segment, uint32_t id,
+                                uint8_t read_only) = nullptr;
+    xcb_void_cookie_t (*detach)(xcb_connection_t*, uint32_t segment) = nullptr;
+    xcb_void_cookie_t (*put_image)(xcb_connection_t*, xcb_drawable_t, xcb_gcontext_t, uint16_t total_width,
+                                   uint16_t total_height, uint16_t x, uint16_t y, uint16_t width,
+                                   uint16_t height, int16_t to_x, int16_t to_y, uint8_t depth, uint8_t format,
+                                   uint8_t send_event, uint32_t segment, uint32_t offset) = nullptr;
 
     bool load();
 };
@@ -65,7 +85,38 @@ bool xcb_functions::load()
            load_function(library, get_maximum_request_length, "xcb_get_maximum_request_length") &&
            load_function(library, poll_for_event, "xcb_poll_for_event") &&
            load_function(library, get_input_focus, "xcb_get_input_focus") &&
-           load_function(library, get_input_focus_reply, "xcb_get_input_focus_reply");
+           load_function(library, get_input_focus_reply, "xcb_get_input_focus_reply") &&
+           load_function(library, flush, "xcb_flush") &&
+           load_function(library, get_extension_data, "xcb_get_extension_data") &&
+           load_function(library, request_check, "xcb_request_check");
+}
+
+bool xcb_shm_functions::load()
+{
+    void* library = dlopen("libxcb-shm.so.0", RTLD_NOW | RTLD_LOCAL);
+    extension = library ? static_cast<xcb_extension_t*>(dlsym(library, "xcb_shm_id")) : nullptr;
+    return extension && load_function(library, attach, "xcb_shm_attach_checked") &&
+           load_function(library, detach, "xcb_shm_detach") &&
+           load_function(library, put_image, "xcb_shm_put_image");
+}
+
+/// R, G, B, A bytes to the B, G, R, A of X servers.
+void swap_red_and_blue(const uint8_t* from, uint8_t* to, size_t pixels)
+{
+    using four_pixels = uint32_t __attribute__((vector_size(16)));
+    const auto swapped = [](auto v) { return (v & 0xff00ff00u) | ((v >> 16) & 0xffu) | ((v & 0xffu) << 16); };
+    for (; pixels >= 4; pixels -= 4, from += 16, to += 16) {
+        four_pixels v;
+        std::memcpy(&v, from, sizeof v);
+        v = swapped(v);
+        std::memcpy(to, &v, sizeof v);
+    }
+    for (; pixels > 0; --pixels, from += 4, to += 4) {
+        uint32_t v;
+        std::memcpy(&v, from, sizeof v);
+        v = swapped(v);
+        std::memcpy(to, &v, sizeof v);
+    }
 }
 
 /// Results of libxcb are released with free.
@@ -95,15 +146,24 @@ private:
         uint8_t depth = 0;
     };
 
+    /// Memory that the server sees too, for frames of so many bytes; null where it can't be had.
+    uint8_t* shared_memory(size_t bytes);
     void put_rows(xcb_window_t window, const canvas& to, const frame_view& frame, uint32_t first,
                   uint32_t rows);
+    void put_in_pieces(xcb_window_t window, const canvas& to, const frame_view& frame);
     void drop_errors();
 
     xcb_functions xcb_;
+    xcb_shm_functions shm_;
     xcb_connection_t* connection_ = nullptr;
     uint32_t visual_ = 0;
     std::map<uint64_t, canvas> canvases_;
     std::vector<uint8_t> rows_;
+    bool shares_memory_ = false;
+    uint32_t segment_ = 0;
+    uint8_t* shared_ = nullptr;
+    size_t shared_bytes_ = 0;
+    bool put_under_way_ = false; // the server may still read from the shared memory
 };
 
 bool x_server::open(const char* name)
@@ -123,7 +183,39 @@ bool x_server::open(const char* name)
         xcb_.screen_next(&screen);
     if (screen.rem > 0)
         visual_ = screen.data->root_visual;
+    if (shm_.load()) {
+        const auto* found = xcb_.get_extension_data(connection_, shm_.extension);
+        shares_memory_ = found && found->present;
+    }
     return true;
+}
+
+uint8_t* x_server::shared_memory(size_t bytes)
+{
+    if (!shares_memory_ || (shared_ && bytes <= shared_bytes_))
+        return shares_memory_ ? shared_ : nullptr;
+    if (shared_) {
+        shm_.detach(connection_, segment_);
+        shmdt(shared_);
+        shared_ = nullptr;
+    }
+    shares_memory_ = false;
+    const int id = shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+    void* memory = id < 0 ? nullptr : shmat(id, nullptr, 0);
+    if (memory && memory != reinterpret_cast<void*>(-1)) {
+        segment_ = xcb_.generate_id(connection_);
+        // A server on another machine, or in another name space, says no.
+        shares_memory_ = !own(xcb_.request_check(
+            connection_, shm_.attach(connection_, segment_, static_cast<uint32_t>(id), 1)));
+        if (shares_memory_)
+            shared_ = static_cast<uint8_t*>(memory);
+        else
+            shmdt(memory);
+    }
+    if (id >= 0)
+        shmctl(id, IPC_RMID, nullptr); // goes when the last of both has left it
+    shared_bytes_ = bytes;
+    return shared_;
 }
 
 bool x_server::size_of(uint64_t window, window_size& size)
@@ -133,6 +225,7 @@ bool x_server::size_of(uint64_t window, window_size& size)
     const auto geometry =
         own(xcb_.get_geometry_reply(connection_, xcb_.get_geometry(connection_, id), &failure));
     const auto error = own(failure);
+    put_under_way_ = false; // the answer stands behind it
     if (!geometry) {
         canvases_.erase(window);
         return false;
@@ -154,38 +247,52 @@ void x_server::put_rows(xcb_window_t window, const canvas& to, const frame_view&
     const uint32_t width = frame.size.width;
     rows_.resize(size_t{width} * rows * 4);
     uint8_t* at = rows_.data();
-    for (uint32_t y = first; y < first + rows; ++y) {
-        const uint8_t* from = frame.pixels + size_t{y} * frame.stride * 4;
-        for (uint32_t x = 0; x < width; ++x, from += 4, at += 4) {
-            at[0] = from[2];
-            at[1] = from[1];
-            at[2] = from[0];
-            at[3] = from[3];
-        }
-    }
+    for (uint32_t y = first; y < first + rows; ++y, at += size_t{width} * 4)
+        swap_red_and_blue(frame.pixels + size_t{y} * frame.stride * 4, at, width);
     xcb_.put_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window, to.context, static_cast<uint16_t>(width),
                    static_cast<uint16_t>(rows), 0, static_cast<int16_t>(first), 0, to.depth,
                    static_cast<uint32_t>(rows_.size()), rows_.data());
 }
 
+void x_server::put_in_pieces(xcb_window_t window, const canvas& to, const frame_view& frame)
+{
+    const uint64_t request_bytes = uint64_t{xcb_.get_maximum_request_length(connection_)} * 4;
+    const uint64_t row_bytes = uint64_t{frame.size.width} * 4;
+    const uint64_t most = (request_bytes - 64) / row_bytes;
+    for (uint64_t y = 0; most && y < frame.size.height; y += most)
+        put_rows(window, to, frame, static_cast<uint32_t>(y),
+                 static_cast<uint32_t>(std::min<uint64_t>(most, frame.size.height - y)));
+}
+
 void x_server::show(uint64_t window, const frame_view& frame)
 {
     const auto found = canvases_.find(window);
-    if (found == canvases_.end() || frame.size.width == 0)
+    const window_size size = frame.size;
+    if (found == canvases_.end() || size.width == 0 || size.height == 0)
         return;
     const canvas& to = found->second;
     if (to.depth != 24 && to.depth != 32) {
         SHIM_SAY_ONCE(gate::error, "A window of %u bits can't show frames; 24 and 32 can.", to.depth);
         return;
     }
-    const uint64_t request_bytes = uint64_t{xcb_.get_maximum_request_length(connection_)} * 4;
-    const uint64_t row_bytes = uint64_t{frame.size.width} * 4;
-    const uint64_t most = (request_bytes - 64) / row_bytes;
-    for (uint64_t y = 0; most && y < frame.size.height; y += most)
-        put_rows(static_cast<xcb_window_t>(window), to, frame, static_cast<uint32_t>(y),
-                 static_cast<uint32_t>(std::min<uint64_t>(most, frame.size.height - y)));
-    // Wait for the server, so that an application can't run ahead of it without end.
-    answers();
+    // The size of the window is asked before each frame, so an application can't run ahead of the server, and
+    // the shared memory is free by then. Only a frame without that question waits here.
+    if (put_under_way_)
+        answers();
+    const size_t row_bytes = size_t{size.width} * 4;
+    if (uint8_t* shared = shared_memory(row_bytes * size.height)) {
+        for (uint32_t y = 0; y < size.height; ++y)
+            swap_red_and_blue(frame.pixels + size_t{y} * frame.stride * 4, shared + y * row_bytes,
+                              size.width);
+        const auto width = static_cast<uint16_t>(size.width);
+        const auto height = static_cast<uint16_t>(size.height);
+        shm_.put_image(connection_, static_cast<xcb_window_t>(window), to.context, width, height, 0, 0, width,
+                       height, 0, 0, to.depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, segment_, 0);
+    } else {
+        put_in_pieces(static_cast<xcb_window_t>(window), to, frame);
+    }
+    put_under_way_ = true;
+    xcb_.flush(connection_);
     drop_errors();
 }
 

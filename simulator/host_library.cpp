@@ -63,6 +63,19 @@ bool host_library::list_settings() const
     return true;
 }
 
+void host_library::print_live_objects() const
+{
+    const auto ask = reinterpret_cast<decltype(&zelvar_live_objects)>(symbol("zelvar_live_objects"));
+    if (!ask || !_plugin)
+        return;
+    const char* name = nullptr;
+    uint64_t count = 0;
+    std::fputs("zelvar-sim: left in the library:", stderr);
+    for (uint32_t kind = 0; ask(kind, &name, &count); ++kind)
+        std::fprintf(stderr, "%s %llu %s", kind ? "," : "", static_cast<unsigned long long>(count), name);
+    std::fputc('\n', stderr);
+}
+
 void host_library::release()
 {
     const auto leave = reinterpret_cast<decltype(&zelvar_deinit)>(symbol("zelvar_deinit"));

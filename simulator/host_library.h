@@ -23,6 +23,9 @@ public:
     /// Prints every key of the settings file. False when the library can't tell.
     bool list_settings() const;
 
+    /// Prints what the library holds of targets. Nothing when the library can't tell, or isn't up.
+    void print_live_objects() const;
+
     /// Takes the library down. No channel may be in use.
     void release();
 

@@ -135,6 +135,8 @@ int serve(const options& chosen, host_library& library, const settings_file& set
     if (writer)
         writer->flush();
     progress.summary(writer.get(), house.parked(), chosen.stats);
+    if (chosen.stats)
+        library.print_live_objects();
     if (writer && writer->failed() && status == 0)
         status = status_own_failure;
     if (house.parked()) {

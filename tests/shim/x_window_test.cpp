@@ -65,6 +65,8 @@ protected:
 
     unsigned long pixel(Window window, int x, int y)
     {
+        shim::window_size size;
+        server->size_of(window, size); // the server has then seen all frames
         XImage* image = XGetImage(display, window, x, y, 1, 1, AllPlanes, ZPixmap);
         const unsigned long value = image ? XGetPixel(image, 0, 0) & 0xffffff : ~0ul;
         if (image)
@@ -115,6 +117,14 @@ TEST_F(x_window, frames_are_put_right_way_up_and_with_their_colours)
     EXPECT_EQ(pixel(window, 0, 0), 0x000007u);
     EXPECT_EQ(pixel(window, 39, 0), 0x270007u);
     EXPECT_EQ(pixel(window, 3, 29), 0x031d07u);
+    XResizeWindow(display, window, 75, 61); // more than memory has been made for, and no multiple of four
+    shim::settle_x_display(display);
+    ASSERT_TRUE(server->size_of(window, size));
+    const auto larger = numbered_frame(75, 61);
+    for (int i = 0; i < 3; ++i)
+        server->show(window, {larger.data(), {75, 61}, 75});
+    EXPECT_EQ(pixel(window, 74, 60), 0x4a3c07u);
+    EXPECT_EQ(pixel(window, 0, 60), 0x003c07u);
 }
 
 TEST_F(x_window, a_window_that_has_gone_costs_nothing)

@@ -1,0 +1,65 @@
+// What the library still holds of targets, counted: after a target has ended its contexts, all of it is zero.
+
+#include "object_manager/records.h"
+#include "zelvar/zelvar.h"
+
+namespace {
+/// Contexts that targets have made; the null context of a process stays as long as its record.
+uint64_t contexts_of(const _zelvar_object_manager_process_data& process)
+{
+    uint64_t count = 0;
+    for (const auto& [id, context] : process.contexts)
+        count += id != 0;
+    return count;
+}
+
+template <class Count>
+uint64_t over_processes(Count count)
+{
+    Autolock process_lock{pid_to_process_data_map_cs};
+    uint64_t sum = 0;
+    for (const auto& [pid, process] : pid_to_process_data_map)
+        sum += count(process);
+    return sum;
+}
+
+uint64_t parked_frames()
+{
+    Autolock pixel_lock{host_pixel_map_cs};
+    return host_pixel_map.size();
+}
+
+uint64_t open_requests()
+{
+    Autolock callback_lock{callback_map_cs};
+    return callback_map.size();
+}
+
+using process_data = _zelvar_object_manager_process_data;
+
+struct live_kind
+{
+    const char* name;
+    uint64_t (*count)();
+};
+
+constexpr live_kind kinds[] = {
+    {"contexts", [] { return over_processes(&contexts_of); }},
+    {"surfaces",
+     [] { return over_processes([](const process_data& each) { return each.surfaces.size(); }); }},
+    {"images", [] { return over_processes([](const process_data& each) { return each.images.size(); }); }},
+    {"sync objects",
+     [] { return over_processes([](const process_data& each) { return each.syncs.size(); }); }},
+    {"parked frames", &parked_frames},
+    {"open requests", &open_requests},
+};
+} // namespace
+
+bool zelvar_live_objects(uint32_t kind, const char** name, uint64_t* count)
+{
+    if (kind >= std::size(kinds))
+        return false;
+    *name = kinds[kind].name;
+    *count = kinds[kind].count();
+    return true;
+}
