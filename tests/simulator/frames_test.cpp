@@ -53,11 +53,14 @@ TEST_P(endtoend_frames, are_those_of_the_host)
     for (const std::string binaries : {BINARIES, BINARIES32}) {
         if (binaries.empty())
             continue;
-        for (const std::string batch : {"0", "1"}) {
+        // Compressed frames, of every version, are the same pictures.
+        for (const std::string setting :
+             {"batchCommands 0", "batchCommands 1", "tpakForTRV 1", "tpakVersion 1.0"}) {
             const std::string where =
-                folder + "/" + std::filesystem::path(binaries).filename().string() + batch;
+                folder + "/" + std::filesystem::path(binaries).filename().string() + setting;
             const outcome run = run_command({ZELVAR_SIM, "--libzelvar", LIBRARY, "--fb", size, "--frames",
-                                             where, "--alpha", "--set", "batchCommands " + batch, "--",
+                                             where, "--alpha", "--set", setting, "--set",
+                                             setting == "tpakVersion 1.0" ? "tpakForTRV 1" : setting, "--",
                                              binaries + "/" + application, "--frames", "20"});
             EXPECT_EQ(run.status, 0) << run.output;
             expect_same_frames(where, 20 * windows);

@@ -5,28 +5,35 @@
 
 namespace {
 
-/// Encodes and decodes all contents of one kind of frame, the buffer ending at a guard page.
+/// Encodes and decodes one content of one kind of frame, the buffer ending at a guard page.
+void go_round(const frame_kind& kind, const std::function<void(tpak_frame_info&)>& change, int content)
+{
+    tpak_frame_info info = kind.describe();
+    change(info);
+    frame_planes source{info};
+    draw(source, content, kind.width);
+    const int bound = static_cast<int>(tpak_get_max_frame_size(&info));
+    const guarded_bytes buffer{bytes(size_t(bound), 0)};
+    const int end = encode_frame(info, source.get(), buffer.data(), bound);
+    EXPECT_GT(end, 0);
+    EXPECT_LE(end, bound);
+    info.frame_size = static_cast<uint64_t>(bound);
+    info.conformance = 1;
+    frame_planes back{info};
+    decode_frame(info, buffer.data(), bound, back.get());
+    EXPECT_FALSE(info.conformance_error);
+    EXPECT_TRUE(source == back) << "layout " << kind.layout << " content " << content;
+}
+
 void go_round(
     const frame_kind& kind, const std::function<void(tpak_frame_info&)>& change = [](tpak_frame_info&) {})
 {
-    for (int content = 0; content < content_kinds; content++) {
-        tpak_frame_info info = kind.describe();
-        change(info);
-        frame_planes source{info};
-        draw(source, content, kind.width);
-        const int bound = static_cast<int>(tpak_get_max_frame_size(&info));
-        const guarded_bytes buffer{bytes(size_t(bound), 0)};
-        int end = 0;
-        EXPECT_EQ(printed_by([&] { end = encode_frame(info, source.get(), buffer.data(), bound); }), "");
-        EXPECT_GT(end, 0);
-        EXPECT_LE(end, bound);
-        info.frame_size = static_cast<uint64_t>(bound);
-        info.conformance = 1;
-        frame_planes back{info};
-        EXPECT_EQ(printed_by([&] { decode_frame(info, buffer.data(), bound, back.get()); }), "");
-        EXPECT_FALSE(info.conformance_error);
-        EXPECT_TRUE(source == back) << "layout " << kind.layout << " content " << content;
-    }
+    // Nothing is printed, by the codec or by what is expected of it above.
+    EXPECT_EQ(printed_by([&] {
+                  for (int content = 0; content < content_kinds; content++)
+                      go_round(kind, change, content);
+              }),
+              "");
 }
 
 TEST(tpak_frames, EveryKindComesBack)

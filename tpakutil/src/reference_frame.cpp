@@ -5,7 +5,6 @@
 
 namespace {
 
-
 int bits_per_pixel(const tpak_frame_info& info)
 {
     return info.component_bits[0] + info.component_bits[1] + info.component_bits[2] + info.component_bits[3];

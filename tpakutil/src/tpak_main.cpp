@@ -5,14 +5,12 @@
 #include <atomic>
 #include <cstdio>
 #include <iterator>
-#include <limits>
 
 using namespace tpakutil;
 
 namespace {
 
 constexpr unsigned widest_side = 1u << 24; // pixels; keeps every size within 64 bits
-constexpr unsigned long largest_frame = std::numeric_limits<int>::max();
 constexpr int version_with_solid = 5;
 
 struct pixel_format
@@ -101,7 +99,7 @@ unsigned long TpakBase::getEncodedFrameSize(const unsigned char* buffer)
 bool TpakEncoder::encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components)
 {
     const unsigned long largest = getMaxFrameSize();
-    if (largest > largest_frame)
+    if (!is_within_31_bits(largest))
         return false;
     const auto bound = static_cast<int>(largest);
     const int end = coder().encode(_info, pixels, buffer, bound, reverse_components);
@@ -120,7 +118,7 @@ bool TpakDecoder::decode(const unsigned char* buffer, unsigned char* pixels)
 {
     const unsigned long size = getMaxFrameSize();
     _info.frame_size = size;
-    if (size == 0 || size > largest_frame)
+    if (size == 0 || !is_within_31_bits(size))
         return false;
     coder().decode(_info, buffer, static_cast<int>(size), pixels);
     return true;

@@ -34,6 +34,8 @@ public:
     /// Bytes that an encoded frame occupies, without a tiled header area's padding; 0 without a frame.
     unsigned long getEncodedFrameSize(const unsigned char* buffer);
     const tpak_frame_info& frame_info() const { return _info; }
+    /// Positions are counted in 31 bits; larger frames are refused.
+    static bool is_within_31_bits(unsigned long size) { return size <= 0x7fffffff; }
 
 protected:
     tpak_frame_info _info;
