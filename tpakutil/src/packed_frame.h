@@ -14,5 +14,9 @@ struct packed_coder
 };
 
 extern const packed_coder reference_coder;
+extern const packed_coder portable_coder;
+extern const packed_coder avx2_coder;
+/// Whether this machine runs it.
+bool has_avx2();
 
 } // namespace tpakutil

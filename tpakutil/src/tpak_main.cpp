@@ -22,10 +22,28 @@ constexpr pixel_format formats[] = {{3, {5, 6, 5}}, {3, {8, 8, 8}}, {4, {8, 8, 8
 
 std::atomic<const packed_coder*> selected_coder{nullptr};
 
+const packed_coder* coder_named(tpak_coder wanted)
+{
+    switch (wanted) {
+    case tpak_coder::reference:
+        return &reference_coder;
+    case tpak_coder::portable:
+        return &portable_coder;
+    case tpak_coder::avx2:
+        return has_avx2() ? &avx2_coder : nullptr;
+    default:
+        return has_avx2() ? &avx2_coder : &portable_coder;
+    }
+}
+
 const packed_coder& coder()
 {
     const packed_coder* found = selected_coder.load(std::memory_order_acquire);
-    return found ? *found : reference_coder;
+    if (!found) {
+        found = coder_named(tpak_coder::best);
+        selected_coder.store(found, std::memory_order_release);
+    }
+    return *found;
 }
 
 int zero_if_unset(int32_t value)
@@ -37,10 +55,10 @@ int zero_if_unset(int32_t value)
 
 bool tpak_select_coder(tpak_coder wanted)
 {
-    if (wanted != tpak_coder::best && wanted != tpak_coder::reference)
-        return false;
-    selected_coder.store(&reference_coder, std::memory_order_release);
-    return true;
+    const packed_coder* found = coder_named(wanted);
+    if (found)
+        selected_coder.store(found, std::memory_order_release);
+    return found != nullptr;
 }
 
 TpakBase::TpakBase(unsigned format, unsigned width, unsigned height, const tpak_opts* opts)
