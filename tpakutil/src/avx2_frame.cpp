@@ -11,6 +11,8 @@ namespace {
 constexpr uint64_t third_bits = 0x49249249249;    // every third, 15 of them
 constexpr uint64_t narrow_third_bits = 0x9249249; // 10 of them: nodes that are written have 9 bits at most
 constexpr uint64_t lane_bits = 0x0001000100010001;
+constexpr uint64_t lanes_to_bits = 0x0001000200040008; // times four lanes of a bit: those bits from bit 48 on
+constexpr uint64_t bits_to_lanes = 0x0000200040008001; // the reverse, to be masked
 constexpr uint8_t node_bits[16] = {0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47};
 
 /// Sixteen values of a component, the four pixels of each quad in a row.
@@ -131,8 +133,25 @@ inline void to_yuv(const fast_format& format, quads* v)
     v[2] = _mm256_add_epi16(middle, _mm256_sub_epi16(blue, green));
 }
 
-/// The one value of a flat block, as its components are coded.
-inline fast_block encode_flat(const fast_format& format, uint32_t word, uint8_t* out)
+/// The one value of a flat block, as its components are coded: at most 50 bits.
+struct flat_stream
+{
+    uint64_t bits = 0;
+    unsigned count = 0;
+    uint64_t key = 0;
+
+    int size() const { return static_cast<int>((count + 7) >> 3); }
+    /// Four bytes to seven.
+    void store(uint8_t* out) const
+    {
+        const auto front = static_cast<uint32_t>(bits);
+        const auto back = static_cast<uint32_t>(bits >> 8 * (size() - 4));
+        std::memcpy(out, &front, 4);
+        std::memcpy(out + size() - 4, &back, 4);
+    }
+};
+
+inline flat_stream flat_stream_of(const fast_format& format, uint32_t word)
 {
     uint32_t values[4] = {word & 0xff, word >> 8 & 0xff, word >> 16 & 0xff, word >> 24};
     if (format.yuv) {
@@ -145,26 +164,18 @@ inline fast_block encode_flat(const fast_format& format, uint32_t word, uint8_t*
         values[2] = middle + blue - green;
     }
     const bool opaque = format.ncomponents == 4 && values[3] == format.default_value[3];
-    uint64_t stream = 0;
-    unsigned bits = 0;
-    uint64_t key = 0;
+    flat_stream stream;
     for (int c = 0; c < format.ncomponents; c++) {
         const uint64_t ones = (1u << format.root_bits[c]) - 1;
-        stream |= (c == 3 && opaque ? ones - 1 : ones) << bits;
-        bits += static_cast<unsigned>(format.root_bits[c]);
-        key = key << 16 | values[c];
+        stream.bits |= (c == 3 && opaque ? ones - 1 : ones) << stream.count;
+        stream.count += static_cast<unsigned>(format.root_bits[c]);
+        stream.key = stream.key << 16 | values[c];
     }
     for (int c = 0; c < format.ncomponents - opaque; c++) {
-        stream |= uint64_t{values[c]} << bits;
-        bits += static_cast<unsigned>(format.body_bits[c]);
+        stream.bits |= uint64_t{values[c]} << stream.count;
+        stream.count += static_cast<unsigned>(format.body_bits[c]);
     }
-    const auto size = static_cast<int>((bits + 7) >> 3);
-    // Four bytes to seven.
-    const auto front = static_cast<uint32_t>(stream);
-    const auto back = static_cast<uint32_t>(stream >> 8 * (size - 4));
-    std::memcpy(out, &front, 4);
-    std::memcpy(out + size - 4, &back, 4);
-    return {size, false, key};
+    return stream;
 }
 
 /// The trees of a block, by component in lanes where all of a quad are one value.
@@ -173,9 +184,9 @@ struct block_trees
     alignas(32) uint16_t leaves[4][16];
     alignas(32) uint16_t quad_nodes[4][4];
     alignas(32) uint16_t quad_counts[16]; // quad by quad, each by component
-    uint16_t bases[4];
-    int16_t root_counts[4];
-    uint16_t deltas[4];
+    uint64_t bases;                       // by component, 16 bits each, as the two below
+    uint64_t root_counts;                 // -1 for a flat component
+    uint64_t deltas;
     uint32_t zero_leaves[4]; // two bits for each leaf
     uint32_t zero_nodes[4];  // two bits for each quad's node
     unsigned tree_bits;
@@ -195,28 +206,39 @@ inline void store_quad_nodes(__m256i by_quad, block_trees& trees)
         trees.zero_nodes[c] = zeros >> 8 * c & 0xff;
 }
 
-inline void store_low(const __m256i& v, void* out)
+inline uint64_t low_lanes(__m256i v)
 {
-    _mm_storel_epi64(static_cast<__m128i*>(out), _mm256_castsi256_si128(v));
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm256_castsi256_si128(v)));
 }
 
 inline void build_trees(const quads* v, block_trees& trees)
 {
     __m256i minima[4];
     __m256i ranges[4];
-    for (int c = 0; c < 4; c++) {
+    const auto build = [&](int c) {
         minima[c] = min_of_quads(v[c]);
         ranges[c] = _mm256_sub_epi16(max_of_quads(v[c]), minima[c]);
         const __m256i leaves = _mm256_sub_epi16(v[c], minima[c]);
         _mm256_store_si256(reinterpret_cast<__m256i*>(trees.leaves[c]), leaves);
         trees.zero_leaves[c] =
             static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(leaves, _mm256_setzero_si256())));
+    };
+    for (int c = 0; c < 3; c++)
+        build(c);
+    // Most frames are opaque, or have no fourth component.
+    const __m256i alpha = _mm256_broadcastw_epi16(_mm256_castsi256_si128(v[3]));
+    const __m256i other_alpha = _mm256_xor_si256(alpha, v[3]);
+    if (_mm256_testz_si256(other_alpha, other_alpha)) {
+        minima[3] = alpha;
+        ranges[3] = _mm256_setzero_si256();
+    } else {
+        build(3);
     }
     const __m256i nodes = by_component(minima);
     const __m256i base = min_over_quads(nodes);
     const __m256i root_range = _mm256_sub_epi16(max_over_quads(nodes), base);
     store_quad_nodes(_mm256_sub_epi16(nodes, base), trees);
-    store_low(base, trees.bases);
+    trees.bases = low_lanes(base);
 
     // Counts, widened until each quad's is within -2 and +1 of the root's; -1 for a flat component.
     __m256i quad = bit_lengths(by_component(ranges));
@@ -227,13 +249,13 @@ inline void build_trees(const quads* v, block_trees& trees)
     root = _mm256_or_si256(root, flat);
     quad = _mm256_max_epi16(_mm256_sub_epi16(root, _mm256_set1_epi16(2)), quad);
     _mm256_store_si256(reinterpret_cast<__m256i*>(trees.quad_counts), quad);
-    store_low(root, trees.root_counts);
+    trees.root_counts = low_lanes(root);
 
     __m256i deltas = _mm256_and_si256(_mm256_sub_epi16(quad, root), _mm256_set1_epi16(3));
     deltas = _mm256_sllv_epi64(deltas, _mm256_setr_epi64x(0, 2, 4, 6));
     deltas = _mm256_or_si256(deltas, _mm256_permute4x64_epi64(deltas, 0x4e));
     deltas = _mm256_or_si256(deltas, _mm256_permute4x64_epi64(deltas, 0xb1));
-    store_low(deltas, trees.deltas);
+    trees.deltas = low_lanes(deltas);
 
     // Flat components have no node: their counts are -1 and 0, of no bits each.
     const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
@@ -247,7 +269,14 @@ inline void build_trees(const quads* v, block_trees& trees)
                                             _mm_cvtsi128_si32(root_sum));
 }
 
-inline void put_node(bit_writer& out, uint64_t children, uint32_t zeros, unsigned bits)
+struct node_field
+{
+    uint64_t value;
+    unsigned bits;
+};
+
+/// A node of no bits is nothing.
+inline node_field field_of_node(uint64_t children, uint32_t zeros, unsigned bits)
 {
     const unsigned first = static_cast<unsigned>(_tzcnt_u32(zeros)) >> 1;
     const uint64_t below = _bzhi_u64(~uint64_t{0}, 16 * first);
@@ -256,8 +285,15 @@ inline void put_node(bit_writer& out, uint64_t children, uint32_t zeros, unsigne
                             _pdep_u64(others >> 16, narrow_third_bits << 1) |
                             _pdep_u64(others >> 32, narrow_third_bits << 2);
     const uint64_t named = first | planes << 2;
-    const uint64_t single = _pext_u64(children, lane_bits);
-    out.put(bits == 1 ? single : named, node_bits[bits]);
+    const uint64_t single = children * lanes_to_bits >> 48;
+    const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
+    return {(single & is_single) | (named & ~is_single), node_bits[bits]};
+}
+
+/// Two nodes fit into one write: of two neighbours only one has nine bits.
+inline void put_pair(bit_writer& out, const node_field& first, const node_field& second)
+{
+    out.put(first.value | second.value << first.bits, first.bits + second.bits);
 }
 
 inline uint64_t four_values(const uint16_t* from)
@@ -284,85 +320,93 @@ struct avx2_kernel
         return true;
     }
 
-    static fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride, uint8_t* out)
+    fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride, uint64_t key_before,
+                      bool may_spill, uint8_t* out)
     {
         const block_rows rows = load_rows(words, stride);
         const uint32_t word = load32(words);
         const __m256i first = _mm256_set1_epi32(static_cast<int>(word));
         const __m256i other =
             _mm256_or_si256(_mm256_xor_si256(rows.even, first), _mm256_xor_si256(rows.odd, first));
-        if (_mm256_testz_si256(other, other))
-            return encode_flat(format, word, out);
-
+        if (_mm256_testz_si256(other, other)) {
+            if (word != _flat_word || _flat.count == 0) {
+                _flat = flat_stream_of(format, word);
+                _flat_word = word;
+            }
+            if (_flat.key != key_before)
+                _flat.store(out);
+            return {_flat.size(), false, _flat.key};
+        }
         quads v[4];
         split_components(rows, v);
         if (format.yuv)
             to_yuv(format, v);
         block_trees trees;
         build_trees(v, trees);
-        return write(format, trees, out);
+        return write(format, trees, may_spill, out);
     }
 
     static bool decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
                        int64_t stride);
 
 private:
-    /// Fields before the nodes, and the size of it all.
-    static fast_block write(const fast_format& format, const block_trees& trees, uint8_t* out)
+    static fast_block write(const fast_format& format, const block_trees& trees, bool may_spill, uint8_t* out)
     {
-        const int ncomponents = format.ncomponents;
+        const bool flat_alpha = trees.root_counts >> 63;
         const bool opaque =
-            ncomponents == 4 && trees.root_counts[3] < 0 && trees.bases[3] == format.default_value[3];
-        uint64_t roots = 0;
-        unsigned root_bits = 0;
-        uint64_t deltas = 0;
-        unsigned delta_bits = 0;
-        uint64_t bases = 0;
-        unsigned base_bits = 0;
-        int active[4];
-        int actives = 0;
-        for (int c = 0; c < ncomponents; c++) {
-            const int count = trees.root_counts[c] - (c == 3 && opaque);
-            const auto width = static_cast<unsigned>(format.root_bits[c]);
-            roots |= _bzhi_u64(static_cast<uint64_t>(static_cast<int64_t>(count)), width) << root_bits;
-            root_bits += width;
-            if (count >= 0) {
-                deltas |= uint64_t{trees.deltas[c]} << delta_bits;
-                delta_bits += 8;
-                active[actives++] = c;
-            }
-            if (!(c == 3 && opaque)) {
-                bases |= uint64_t{trees.bases[c]} << base_bits;
-                base_bits += static_cast<unsigned>(format.body_bits[c]);
-            }
-        }
-        const unsigned bits = root_bits + delta_bits + base_bits + trees.tree_bits;
+            format.ncomponents == 4 && flat_alpha && trees.bases >> 48 == format.default_value[3];
+        const uint64_t roots =
+            _pext_u64(trees.root_counts, format.root_mask) - (uint64_t{opaque} << format.alpha_root_bit);
+        const uint64_t flat = (trees.root_counts >> 15 & lane_bits) * 0xff;
+        const uint64_t delta_mask = format.delta_mask & ~flat;
+        const uint64_t base_mask = opaque ? format.base_mask & 0xffffffffffff : format.base_mask;
+        const unsigned head_bits = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+        const auto base_bits = static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+        const unsigned bits = head_bits + base_bits + trees.tree_bits;
         const auto size = static_cast<int>((bits + 7) >> 3);
         if (size >= format.block_size)
             return {format.block_size, true, no_flat_key};
 
         uint8_t stream[most_block_bytes + 16];
-        bit_writer writer{stream};
-        writer.put(roots | deltas << root_bits, root_bits + delta_bits);
-        writer.put(bases, base_bits);
-        for (int i = 0; i < actives; i++) {
-            const int c = active[i];
-            put_node(writer, four_values(trees.quad_nodes[c]), trees.zero_nodes[c],
-                     static_cast<unsigned>(trees.root_counts[c]));
-        }
-        for (int quad = 0; quad < 4; quad++) {
-            for (int i = 0; i < actives; i++) {
-                const int c = active[i];
-                put_node(writer, four_values(trees.leaves[c] + 4 * quad), trees.zero_leaves[c] >> 8 * quad,
-                         trees.quad_counts[4 * quad + c]);
+        bit_writer writer{may_spill ? out : stream};
+        writer.put(roots | _pext_u64(trees.deltas, delta_mask) << format.all_root_bits, head_bits);
+        writer.put(_pext_u64(trees.bases, base_mask), base_bits);
+        // Flat components have nodes of no bits. Only what is often flat for long is worth a branch.
+        const auto node = [&](int c) {
+            const auto count = static_cast<int16_t>(trees.root_counts >> 16 * c);
+            return field_of_node(four_values(trees.quad_nodes[c]), trees.zero_nodes[c],
+                                 static_cast<unsigned>(count & ~(count >> 15)));
+        };
+        const auto leaves = [&](int quad, int c) {
+            return field_of_node(four_values(trees.leaves[c] + 4 * quad), trees.zero_leaves[c] >> 8 * quad,
+                                 trees.quad_counts[4 * quad + c]);
+        };
+        const node_field nothing{0, 0};
+        const bool grey = (flat >> 16 & 1) && (flat >> 32 & 1);
+        if (grey && flat_alpha) {
+            const node_field root = node(0);
+            writer.put(root.value, root.bits);
+            put_pair(writer, leaves(0, 0), leaves(1, 0));
+            put_pair(writer, leaves(2, 0), leaves(3, 0));
+        } else {
+            put_pair(writer, node(0), node(1));
+            put_pair(writer, node(2), flat_alpha ? nothing : node(3));
+            for (int quad = 0; quad < 4; quad++) {
+                put_pair(writer, leaves(quad, 0), leaves(quad, 1));
+                put_pair(writer, leaves(quad, 2), flat_alpha ? nothing : leaves(quad, 3));
             }
         }
-        copy_block(out, stream, size);
+        if (!may_spill)
+            copy_block(out, stream, size);
         return {size, false, no_flat_key};
     }
+
+    // The last flat block's colour, which the next one often has too.
+    uint32_t _flat_word = 0;
+    flat_stream _flat;
 };
 
-/// Reads a node's children at a bit of the stream.
+/// Reads a node's children at a bit of the stream; zeros for a node of no bits.
 inline uint64_t get_node(const uint8_t* data, unsigned bit, unsigned bits)
 {
     const uint64_t stream = load64(data + (bit >> 3)) >> (bit & 7);
@@ -373,8 +417,9 @@ inline uint64_t get_node(const uint8_t* data, unsigned bit, unsigned bits)
         _pext_u64(planes, mask) | _pext_u64(planes, mask << 1) << 16 | _pext_u64(planes, mask << 2) << 32;
     const uint64_t below = _bzhi_u64(~uint64_t{0}, 16 * zero_child);
     const uint64_t named = (others & below) | (others & ~below) << 16;
-    const uint64_t single = _pdep_u64(stream, lane_bits);
-    return bits == 1 ? single : named;
+    const uint64_t single = (stream & 15) * bits_to_lanes & lane_bits;
+    const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
+    return (single & is_single) | (named & ~is_single);
 }
 
 /// Each of four values in all lanes of its quad.
@@ -419,78 +464,94 @@ inline void store_rows(const quads* v, uint8_t* words, int64_t stride)
     _mm_storeu_si128(row(3), _mm256_extracti128_si256(odd, 1));
 }
 
+/// What stands before the nodes of a block.
+struct block_head
+{
+    uint64_t root_counts; // by component, 16 bits each; 0 for a flat one
+    uint64_t bases;
+    alignas(32) uint16_t quad_counts[16]; // quad by quad, each by component
+    int components;                       // the last one with nodes, counted from 1
+    unsigned bits;
+    unsigned tree_bits;
+};
+
+inline uint64_t widen_lanes(uint64_t lanes_of_one)
+{
+    return lanes_of_one * 0xffff;
+}
+
+inline void read_head(const fast_format& format, const uint8_t* data, block_head& head)
+{
+    const uint64_t first = load64(data);
+    const uint64_t fields = _pdep_u64(first, format.root_mask);
+    // A field of all ones, or one less, has a sum that carries out of the field.
+    const uint64_t flat = widen_lanes((fields + format.flat_carry) >> 15 & lane_bits);
+    const uint64_t defaults = flat & widen_lanes(~fields & lane_bits);
+    head.root_counts = fields & ~flat;
+    const uint64_t delta_mask = format.delta_mask & ~flat;
+    const uint64_t delta_fields = _pdep_u64(first >> format.all_root_bits, delta_mask);
+    unsigned bit = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+    const uint64_t base_mask = format.base_mask & ~defaults;
+    head.bases =
+        _pdep_u64(load64(data + (bit >> 3)) >> (bit & 7), base_mask) | (format.default_lanes & defaults);
+    head.bits = bit + static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+    const bool grey = (flat & 0xffffffff0000) == 0xffffffff0000;
+    head.components = format.ncomponents == 4 && !(flat >> 63) ? 4 : grey ? 1 : 3;
+
+    // The two's complement of two bits, modulo 16.
+    const __m256i two = _mm256_set1_epi16(2);
+    __m256i counts = _mm256_srlv_epi64(_mm256_set1_epi64x(static_cast<long long>(delta_fields)),
+                                       _mm256_setr_epi64x(0, 2, 4, 6));
+    counts = _mm256_xor_si256(_mm256_and_si256(counts, _mm256_set1_epi16(3)), two);
+    counts = _mm256_add_epi16(_mm256_sub_epi16(counts, two),
+                              _mm256_set1_epi64x(static_cast<long long>(head.root_counts)));
+    counts = _mm256_and_si256(counts, _mm256_set1_epi16(15));
+    _mm256_store_si256(reinterpret_cast<__m256i*>(head.quad_counts), counts);
+    const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
+    const __m256i low_bytes = _mm256_set1_epi16(0xff);
+    const __m256i sums = _mm256_sad_epu8(_mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes),
+                                         _mm256_setzero_si256());
+    const __m128i halves = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+    const __m128i roots =
+        _mm_and_si128(_mm_shuffle_epi8(_mm256_castsi256_si128(lengths),
+                                       _mm_cvtsi64_si128(static_cast<long long>(head.root_counts))),
+                      _mm256_castsi256_si128(low_bytes));
+    const __m128i root_sum = _mm_sad_epu8(_mm_move_epi64(roots), _mm_setzero_si128());
+    head.tree_bits = static_cast<unsigned>(_mm_cvtsi128_si32(halves) + _mm_extract_epi32(halves, 2) +
+                                           _mm_cvtsi128_si32(root_sum));
+}
+
 bool avx2_kernel::decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
                          int64_t stride)
 {
-    const int ncomponents = format.ncomponents;
-    int active[4];
-    int actives = 0;
-    int roots[4];
-    bool is_default[4] = {};
-    unsigned bit = 0;
-    const uint64_t head = load64(data);
-    for (int c = 0; c < ncomponents; c++) {
-        const auto width = static_cast<unsigned>(format.root_bits[c]);
-        const auto field = static_cast<int>(_bzhi_u64(head >> bit, width));
-        const int ones = (1 << width) - 1;
-        bit += width;
-        is_default[c] = field == ones - 1;
-        roots[c] = field;
-        if (field < ones - 1)
-            active[actives++] = c;
-    }
-    unsigned counts[4][4]; // by quad, then by place among the active ones
-    unsigned tree_bits = 0;
-    const uint64_t deltas = head >> bit;
-    bit += 8 * static_cast<unsigned>(actives);
-    for (int i = 0; i < actives; i++) {
-        const int root = roots[active[i]];
-        tree_bits += node_bits[root];
-        for (int quad = 0; quad < 4; quad++) {
-            const auto delta = static_cast<int>(deltas >> (8 * i + 2 * quad) & 3);
-            // The two's complement of two bits, modulo 16.
-            const auto count = static_cast<unsigned>(root + ((delta ^ 2) - 2)) & 15;
-            counts[quad][i] = count;
-            tree_bits += node_bits[count];
-        }
-    }
-    uint32_t bases[4] = {};
-    const uint64_t base_fields = load64(data + (bit >> 3)) >> (bit & 7);
-    unsigned base_bits = 0;
-    for (int c = 0; c < ncomponents; c++) {
-        if (is_default[c]) {
-            bases[c] = format.default_value[c];
-            continue;
-        }
-        const auto width = static_cast<unsigned>(format.body_bits[c]);
-        bases[c] = static_cast<uint32_t>(_bzhi_u64(base_fields >> base_bits, width));
-        base_bits += width;
-    }
-    bit += base_bits;
-    const unsigned taken = (bit + tree_bits + 7) >> 3;
+    block_head head;
+    read_head(format, data, head);
+    const unsigned taken = (head.bits + head.tree_bits + 7) >> 3;
     if ((taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
         return false;
 
     alignas(32) uint64_t leaves[4][4];
     uint64_t nodes[4];
-    for (int i = 0; i < actives; i++) {
-        const auto count = static_cast<unsigned>(roots[active[i]]);
-        nodes[i] = get_node(data, bit, count);
+    unsigned bit = head.bits;
+    const int components = head.components;
+    for (int c = 0; c < components; c++) {
+        const auto count = static_cast<unsigned>(head.root_counts >> 16 * c & 0xffff);
+        nodes[c] = get_node(data, bit, count);
         bit += node_bits[count];
     }
     for (int quad = 0; quad < 4; quad++) {
-        for (int i = 0; i < actives; i++) {
-            leaves[i][quad] = get_node(data, bit, counts[quad][i]);
-            bit += node_bits[counts[quad][i]];
+        for (int c = 0; c < components; c++) {
+            const unsigned count = head.quad_counts[4 * quad + c];
+            leaves[c][quad] = get_node(data, bit, count);
+            bit += node_bits[count];
         }
     }
     quads v[4];
     for (int c = 0; c < 4; c++)
-        v[c] = _mm256_set1_epi16(static_cast<short>(bases[c]));
-    for (int i = 0; i < actives; i++) {
-        const int c = active[i];
-        const __m256i above = _mm256_add_epi16(_mm256_load_si256(reinterpret_cast<const __m256i*>(leaves[i])),
-                                               spread(nodes[i]));
+        v[c] = _mm256_set1_epi16(static_cast<short>(head.bases >> 16 * c));
+    for (int c = 0; c < components; c++) {
+        const __m256i above = _mm256_add_epi16(_mm256_load_si256(reinterpret_cast<const __m256i*>(leaves[c])),
+                                               spread(nodes[c]));
         v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
                                 _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
     }

@@ -31,6 +31,14 @@ struct fast_format
     int body_bits[tpak_most_components];
     int root_bits[tpak_most_components];
     uint32_t default_value[tpak_most_components];
+    // The same as lanes of 16 bits, a component each.
+    uint64_t root_mask;
+    uint64_t delta_mask; // eight bits of each component
+    uint64_t base_mask;
+    uint64_t default_lanes;
+    uint64_t flat_carry; // carries into bit 15 from the two highest values of a root field
+    unsigned all_root_bits;
+    unsigned alpha_root_bit;
 };
 
 inline fast_format fast_format_of(const tpak_frame_info& info, bool reverse)
@@ -46,6 +54,15 @@ inline fast_format fast_format_of(const tpak_frame_info& info, bool reverse)
         format.body_bits[c] = info.body_bits[c];
         format.root_bits[c] = log2_table[info.body_bits[c]];
         format.default_value[c] = info.default_value[c];
+        const int lane = 16 * c;
+        const uint64_t roots = (1u << format.root_bits[c]) - 1;
+        format.root_mask |= roots << lane;
+        format.delta_mask |= uint64_t{0xff} << lane;
+        format.base_mask |= uint64_t{(1u << format.body_bits[c]) - 1} << lane;
+        format.default_lanes |= uint64_t{format.default_value[c]} << lane;
+        format.flat_carry |= (0x8000 - (roots - 1)) << lane;
+        format.alpha_root_bit = format.all_root_bits;
+        format.all_root_bits += static_cast<unsigned>(format.root_bits[c]);
     }
     return format;
 }
@@ -53,7 +70,7 @@ inline fast_format fast_format_of(const tpak_frame_info& info, bool reverse)
 /// A block that a kernel has encoded.
 struct fast_block
 {
-    int size;          // bytes
+    int size;          // bytes; nothing is written either when its key is that of the block before
     bool uncompressed; // then nothing is written yet
     uint64_t key;
 };
@@ -265,11 +282,13 @@ private:
             const unsigned char* place = _info.subblock_order + 3 * i;
             const uint8_t* block_words = words + place[2] * stride + 4 * place[1];
             uint8_t* out = _buffer + position;
-            const fast_block block = kernel::encode(_format, block_words, stride, out);
+            if (i == blocks_of_superblock / 2 && _info.no_copy_at_split)
+                key_before = no_flat_key;
+            // Zeros that a kernel spills behind a block are written over by the next one; the last has none.
+            const bool may_spill = i < blocks_of_superblock - 1;
+            const fast_block block = _kernel.encode(_format, block_words, stride, key_before, may_spill, out);
             raw_sizes[i] = block.size;
-            const bool at_split = i == blocks_of_superblock / 2 && _info.no_copy_at_split;
-            if (block.key == key_before && block.key != no_flat_key && !at_split) {
-                std::memset(out, 0, static_cast<unsigned>(block.size));
+            if (block.key == key_before && block.key != no_flat_key) {
                 header.put(0);
             } else {
                 if (block.uncompressed)
@@ -291,6 +310,7 @@ private:
     const uint8_t* const _pixels;
     uint8_t* const _buffer;
     const int _half;
+    kernel _kernel;
     word_superblock _edge;
 };
 

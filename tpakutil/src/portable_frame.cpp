@@ -162,7 +162,8 @@ struct portable_kernel
         return other == 0;
     }
 
-    static fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride, uint8_t* out)
+    static fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride,
+                             uint64_t key_before, bool, uint8_t* out)
     {
         tree trees[4];
         load(format, words, stride, trees);
@@ -185,7 +186,8 @@ struct portable_kernel
         const auto size = static_cast<int>((bits + 7) >> 3);
         if (size >= format.block_size)
             return {format.block_size, true, no_flat_key};
-        write(format, trees, out);
+        if (key == no_flat_key || key != key_before)
+            write(format, trees, out);
         return {size, false, key};
     }
 
