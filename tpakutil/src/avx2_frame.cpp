@@ -13,6 +13,8 @@ constexpr uint64_t narrow_third_bits = 0x9249249; // 10 of them: nodes that are 
 constexpr uint64_t lane_bits = 0x0001000100010001;
 constexpr uint64_t lanes_to_bits = 0x0001000200040008; // times four lanes of a bit: those bits from bit 48 on
 constexpr uint64_t bits_to_lanes = 0x0000200040008001; // the reverse, to be masked
+constexpr uint64_t lanes_but[4] = {0xffffffffffff0000, 0xffffffff0000ffff, 0xffff0000ffffffff,
+                                   0xffffffffffff};
 constexpr uint8_t node_bits[16] = {0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47};
 
 /// Sixteen values of a component, the four pixels of each quad in a row.
@@ -278,9 +280,8 @@ struct node_field
 /// A node of no bits is nothing.
 inline node_field field_of_node(uint64_t children, uint32_t zeros, unsigned bits)
 {
-    const unsigned first = static_cast<unsigned>(_tzcnt_u32(zeros)) >> 1;
-    const uint64_t below = _bzhi_u64(~uint64_t{0}, 16 * first);
-    const uint64_t others = (children & below) | (children >> 16 & ~below);
+    const unsigned first = static_cast<unsigned>(_tzcnt_u32(zeros)) >> 1 & 3;
+    const uint64_t others = _pext_u64(children, lanes_but[first]);
     const uint64_t planes = _pdep_u64(others, narrow_third_bits) |
                             _pdep_u64(others >> 16, narrow_third_bits << 1) |
                             _pdep_u64(others >> 32, narrow_third_bits << 2);
@@ -415,8 +416,7 @@ inline uint64_t get_node(const uint8_t* data, unsigned bit, unsigned bits)
     const uint64_t planes = stream >> 2;
     const uint64_t others =
         _pext_u64(planes, mask) | _pext_u64(planes, mask << 1) << 16 | _pext_u64(planes, mask << 2) << 32;
-    const uint64_t below = _bzhi_u64(~uint64_t{0}, 16 * zero_child);
-    const uint64_t named = (others & below) | (others & ~below) << 16;
+    const uint64_t named = _pdep_u64(others, lanes_but[zero_child]);
     const uint64_t single = (stream & 15) * bits_to_lanes & lane_bits;
     const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
     return (single & is_single) | (named & ~is_single);
@@ -521,6 +521,38 @@ inline void read_head(const fast_format& format, const uint8_t* data, block_head
                                            _mm_cvtsi128_si32(root_sum));
 }
 
+/// The values of the first components of a block. Leaves go to vectors straight from registers: a vector
+/// can't be loaded from separate stores that are still on their way.
+template <int components>
+inline void read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
+{
+    unsigned bit = head.bits;
+    const auto next = [&](unsigned count) {
+        const uint64_t children = get_node(data, bit, count);
+        bit += node_bits[count];
+        return children;
+    };
+    uint64_t nodes[components];
+    uint64_t leaves[components][4];
+#pragma GCC unroll 4
+    for (int c = 0; c < components; c++)
+        nodes[c] = next(static_cast<unsigned>(head.root_counts >> 16 * c & 0xffff));
+#pragma GCC unroll 4
+    for (int quad = 0; quad < 4; quad++) {
+#pragma GCC unroll 4
+        for (int c = 0; c < components; c++)
+            leaves[c][quad] = next(head.quad_counts[4 * quad + c]);
+    }
+#pragma GCC unroll 4
+    for (int c = 0; c < components; c++) {
+        const auto lane = [&](int quad) { return static_cast<long long>(leaves[c][quad]); };
+        const __m256i above =
+            _mm256_add_epi16(_mm256_setr_epi64x(lane(0), lane(1), lane(2), lane(3)), spread(nodes[c]));
+        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
+                                _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
+    }
+}
+
 bool avx2_kernel::decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
                          int64_t stride)
 {
@@ -529,32 +561,15 @@ bool avx2_kernel::decode(const fast_format& format, const uint8_t* data, int siz
     const unsigned taken = (head.bits + head.tree_bits + 7) >> 3;
     if ((taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
         return false;
-
-    alignas(32) uint64_t leaves[4][4];
-    uint64_t nodes[4];
-    unsigned bit = head.bits;
-    const int components = head.components;
-    for (int c = 0; c < components; c++) {
-        const auto count = static_cast<unsigned>(head.root_counts >> 16 * c & 0xffff);
-        nodes[c] = get_node(data, bit, count);
-        bit += node_bits[count];
-    }
-    for (int quad = 0; quad < 4; quad++) {
-        for (int c = 0; c < components; c++) {
-            const unsigned count = head.quad_counts[4 * quad + c];
-            leaves[c][quad] = get_node(data, bit, count);
-            bit += node_bits[count];
-        }
-    }
     quads v[4];
     for (int c = 0; c < 4; c++)
         v[c] = _mm256_set1_epi16(static_cast<short>(head.bases >> 16 * c));
-    for (int c = 0; c < components; c++) {
-        const __m256i above = _mm256_add_epi16(_mm256_load_si256(reinterpret_cast<const __m256i*>(leaves[c])),
-                                               spread(nodes[c]));
-        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
-                                _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
-    }
+    if (head.components == 1)
+        read_nodes<1>(format, data, head, v);
+    else if (head.components == 3)
+        read_nodes<3>(format, data, head, v);
+    else
+        read_nodes<4>(format, data, head, v);
     if (format.yuv && !to_rgb(format, v))
         return false;
     store_rows(v, out, stride);
