@@ -25,6 +25,8 @@ fail()
 packages_build=(build-essential cmake ninja-build ccache pkg-config python3 git
     libegl-dev libgles-dev libvulkan-dev libx11-dev
     libgtest-dev libgmock-dev libbenchmark-dev libpng-dev libcli11-dev libfmt-dev)
+# What the codec is measured beside.
+packages_bench=(libqoi-dev liblz4-dev)
 # What examples and tests meet at run time: the software driver.
 packages_run=(libegl1 libgles2 libegl-mesa0 libgl1-mesa-dri)
 # What only tests need: an X server, for windows of X clients, and real applications.

@@ -48,10 +48,19 @@ void unmap_pixels(surface_record& record)
     record.pixels = nullptr;
 }
 
+/// Bytes of a frame buffer: its pixels, or a compressed frame that found nothing to save, which has a header
+/// block of 16 bytes for each 16x16 pixels and whole 16x16 pixels at its edges.
+uint32_t frame_buffer_length(window_size size)
+{
+    const uint32_t across = (size.width + 15) / 16;
+    const uint32_t down = (size.height + 15) / 16;
+    return across * down * (16 + 16 * 16 * 4);
+}
+
 bool map_pixels(surface_record& record)
 {
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t bytes = size_t{record.size.width} * record.size.height * 4;
+    const size_t bytes = frame_buffer_length(record.size);
     record.pixel_bytes = (bytes + page - 1) / page * page;
     void* span = mmap(nullptr, record.pixel_bytes + guard_span, PROT_NONE,
                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -136,8 +145,7 @@ frame_buffer frame_buffer_for_swap(void* surface)
     }
     if (!record->pixels && !map_pixels(*record))
         return {};
-    const uint32_t length = record->size.width * record->size.height * 4;
-    return {record->pixels, length, record->size, record->size.width};
+    return {record->pixels, frame_buffer_length(record->size), record->size, record->size.width};
 }
 
 window_size frame_size(void* surface)

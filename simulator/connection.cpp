@@ -221,7 +221,9 @@ void connection::finish_frame()
         const auto read = [this](uint64_t from, void* to, uint32_t length) {
             return _memory.read(from, to, length);
         };
-        picture copied = copy_frame(place, read, _around.frames->options().keep_alpha, &why);
+        const frame_options& wanted = _around.frames->options();
+        picture copied = wanted.compressed ? copy_compressed_frame(place, read, wanted.keep_alpha, &why)
+                                           : copy_frame(place, read, wanted.keep_alpha, &why);
         if (!why)
             _around.frames->put(frame_name(_application, _who.process, frame.window, frame.number),
                                 std::move(copied));

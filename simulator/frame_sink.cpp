@@ -1,6 +1,7 @@
 #include "frame_sink.h"
 
 #include "picture_file.h"
+#include "tpakutil/tpak_main.h"
 
 #include <cstdio>
 #include <new>
@@ -61,7 +62,58 @@ void convert_row(const uint8_t* source, uint32_t bytes_per_pixel, uint8_t* targe
     }
 }
 
+picture picture_of(const frame_buffer_place& place, const uint8_t* block, uint32_t stride, bool keep_alpha)
+{
+    picture frame{place.width, place.height, keep_alpha ? 4u : 3u, {}};
+    const uint32_t bytes_per_pixel = place.bits_per_pixel / 8;
+    const size_t out_row = size_t{frame.channels} * frame.width;
+    frame.pixels.resize(out_row * frame.height);
+    for (uint32_t y = 0; y < frame.height; ++y)
+        convert_row(block + uint64_t{y} * stride * bytes_per_pixel, bytes_per_pixel,
+                    frame.pixels.data() + y * out_row, frame.width, keep_alpha);
+    return frame;
+}
+
+/// The codec gives 16-bit pixels back with the outer two of their components exchanged.
+void exchange_ends(std::vector<uint8_t>& pixels)
+{
+    for (size_t i = 0; i + 1 < pixels.size(); i += 2) {
+        const uint32_t packed = pixels[i] | uint32_t{pixels[i + 1]} << 8;
+        const uint32_t exchanged = (packed & 0x7e0) | packed >> 11 | (packed & 0x1f) << 11;
+        pixels[i] = static_cast<uint8_t>(exchanged);
+        pixels[i + 1] = static_cast<uint8_t>(exchanged >> 8);
+    }
+}
+
 } // namespace
+
+picture copy_compressed_frame(const frame_buffer_place& place, const memory_reader& read, bool keep_alpha,
+                              const char** why)
+try {
+    *why = fault_of(place);
+    if (*why)
+        return {};
+    tpak_opts options;
+    options.yuv_trans = 1; // as for any frame buffer that names no attributes
+    const uint32_t bytes_per_pixel = place.bits_per_pixel / 8;
+    TpakDecoder decoder{bytes_per_pixel - 1, place.width, place.height, &options};
+    std::vector<uint8_t> block(decoder.getMaxFrameSize());
+    if (read(place.address, block.data(), static_cast<uint32_t>(block.size())) != block.size()) {
+        *why = "can't be read";
+        return {};
+    }
+    std::vector<uint8_t> pixels(size_t{place.width} * place.height * bytes_per_pixel);
+    if (!decoder.decode(block.data(), pixels.data())) {
+        *why = "is too large";
+        return {};
+    }
+    if (bytes_per_pixel == 2)
+        exchange_ends(pixels);
+    return picture_of(place, pixels.data(), place.width, keep_alpha);
+} catch (const std::bad_alloc&) {
+    *why = "doesn't fit into memory";
+    return {};
+}
 
 picture copy_frame(const frame_buffer_place& place, const memory_reader& read, bool keep_alpha,
                    const char** why)
@@ -69,19 +121,12 @@ try {
     *why = fault_of(place);
     if (*why)
         return {};
-    picture frame{place.width, place.height, keep_alpha ? 4u : 3u, {}};
-    const uint32_t bytes_per_pixel = place.bits_per_pixel / 8;
     std::vector<uint8_t> block(block_size(place));
     if (read(place.address, block.data(), static_cast<uint32_t>(block.size())) != block.size()) {
         *why = "can't be read";
         return {};
     }
-    const size_t out_row = size_t{frame.channels} * frame.width;
-    frame.pixels.resize(out_row * frame.height);
-    for (uint32_t y = 0; y < frame.height; ++y)
-        convert_row(block.data() + uint64_t{y} * place.stride * bytes_per_pixel, bytes_per_pixel,
-                    frame.pixels.data() + y * out_row, frame.width, keep_alpha);
-    return frame;
+    return picture_of(place, block.data(), place.stride, keep_alpha);
 } catch (const std::bad_alloc&) {
     *why = "doesn't fit into memory";
     return {};

@@ -20,6 +20,7 @@ struct frame_options
     std::string directory; // empty: frames are counted, not written
     uint32_t every = 1;    // of each window
     bool keep_alpha = false;
+    bool compressed = false; // what stands in the frame buffers
 };
 
 /// A picture, 8 bits a channel, R, G, B and with four channels A; top row first.
@@ -38,6 +39,9 @@ using memory_reader = std::function<uint32_t(uint64_t address, void* destination
 /// says what is wrong) or memory lacks.
 picture copy_frame(const frame_buffer_place& place, const memory_reader& read, bool keep_alpha,
                    const char** why);
+/// The same where the frame buffer holds a compressed frame, which lies behind its address without a stride.
+picture copy_compressed_frame(const frame_buffer_place& place, const memory_reader& read, bool keep_alpha,
+                              const char** why);
 
 /// File name of a frame: application, process, window but the first, number.
 std::string frame_name(const std::string& application, long process, uint32_t window, uint64_t number);

@@ -75,12 +75,13 @@ std::string settings_wish(const options& chosen)
     return chosen.settings.empty() && from_environment ? from_environment : chosen.settings;
 }
 
-std::unique_ptr<frame_writer> make_writer(const options& chosen)
+std::unique_ptr<frame_writer> make_writer(const options& chosen, bool compressed)
 {
     if (chosen.frames.empty())
         return nullptr;
     std::filesystem::create_directories(chosen.frames);
-    return std::make_unique<frame_writer>(frame_options{chosen.frames, chosen.every, chosen.alpha});
+    return std::make_unique<frame_writer>(
+        frame_options{chosen.frames, chosen.every, chosen.alpha, compressed});
 }
 
 std::string frame_buffer_text(const options& chosen)
@@ -115,7 +116,7 @@ int serve(const options& chosen, host_library& library, const settings_file& set
 
     server house{{socket, chosen.exit_when_idle, [&] { progress.tick(); }}};
     prepare_host_driver(settings);
-    const auto writer = make_writer(chosen);
+    const auto writer = make_writer(chosen, settings.compresses_frames());
     surroundings around;
     around.plugin = library.plugin();
     around.sums = &sums;

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -49,6 +50,18 @@ std::string write_temporary(const std::string& text)
     return name;
 }
 
+void for_each_setting(const std::string& path, const std::function<void(const std::string&, double)>& take)
+{
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream words(line);
+        std::string key, text;
+        if (words >> key >> text)
+            take(key, std::strtod(text.c_str(), nullptr));
+    }
+}
+
 } // namespace
 
 settings_file::settings_file(const std::string& file, const std::vector<std::string>& extra)
@@ -76,20 +89,26 @@ settings_file::~settings_file()
 talk_settings settings_file::shape() const
 {
     talk_settings shape;
-    std::ifstream in(_path);
-    std::string line;
-    while (std::getline(in, line)) {
-        std::istringstream words(line);
-        std::string key, text;
-        if (!(words >> key >> text))
-            continue;
-        const double value = std::strtod(text.c_str(), nullptr);
+    for_each_setting(_path, [&](const std::string& key, double value) {
         if (key == "batchCommands")
             shape.batch_commands = value != 0;
         else if (key == "callOnTargetAPI" && value >= 0 && value < 3)
             shape.call_on_target_api = static_cast<uint32_t>(value);
-    }
+    });
     return shape;
+}
+
+bool settings_file::compresses_frames() const
+{
+    bool compresses = false;
+    bool decodes = false;
+    for_each_setting(_path, [&](const std::string& key, double value) {
+        if (key == "tpakForTRV")
+            compresses = value != 0;
+        else if (key == "tpakDecodeInPlace")
+            decodes = value != 0;
+    });
+    return compresses && !decodes;
 }
 
 } // namespace simulator

@@ -22,6 +22,8 @@ public:
     const std::string& path() const { return _path; }
     /// What the library will make of it, as far as it changes the shape of messages.
     talk_settings shape() const;
+    /// Whether the library leaves compressed frames in the targets' frame buffers.
+    bool compresses_frames() const;
 
 private:
     std::string _path;

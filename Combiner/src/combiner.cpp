@@ -270,6 +270,8 @@ void encode_current_frame(pid_t pid, tid_t tid, const buffer_info& info, uint32_
                   info.height, encoding.format_code, pid);
         return;
     }
+    if (!encoded.pixels)
+        return;
     LOG_DEBUG("[TPAK] framebuffer encoded %dx%d, format:0x%X, len:%d->%d (%.2f%%) at process:%d.", info.width,
               info.height, encoding.format_code, static_cast<int>(raw_size),
               static_cast<int>(encoded.encoded_size), percentage(encoded.encoded_size, raw_size), pid);

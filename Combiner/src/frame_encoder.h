@@ -42,10 +42,12 @@ struct frame_block
 };
 
 /// Compresses `pixels` (`pixels_size` bytes, rows without gaps) into a new zeroed block of at least
-/// `minimum_size` bytes. False, with nothing allocated, when that can't be done; logs why the codec is
-/// missing.
+/// `minimum_size` bytes. False when the format can't hold such a frame. True without a block when there is no
+/// memory for one.
 bool encode_frame(const frame_encoding& encoding, const uint8_t* pixels, uint64_t pixels_size,
                   uint64_t minimum_size, frame_block* out);
-/// The reverse: turns a block of `encode_frame` into a new zeroed block of `size` bytes.
+/// The reverse: turns a block of `encode_frame` into a new zeroed block of `size` bytes, which must hold the
+/// pixels. There is no reversal of components here: those of a frame that was encoded with it come back
+/// exchanged.
 bool decode_frame(const frame_encoding& encoding, const frame_block& encoded, uint64_t size,
                   frame_block* out);

@@ -212,35 +212,6 @@ TEST_F(combining, CacheKeepsFramesThatAreNotTheScreen)
     release_inter_frame_data(&frame);
 }
 
-TEST_F(combining, WithoutTheCodecEncodedFramesGoRawAndFilledUp)
-{
-    zelvar_only_settings.tpakForTRV = true;
-    zelvar_only_settings.cacheAndroidNativeBuffer = true; // not for encoded frames
-    const std::string no_codec = "ERROR [ZELVAR] Frame compression isn't built into this library";
-    const std::string failed =
-        "ERROR [ZELVAR] [TPAK] framebuffer failed to encode 2x1, format:0x3, at process:3.\n";
-    buffer_info info = frame_buffer(2, 1, 32, 2);
-    info.frameBufferLength = 11;
-    bytes expected = counted(8);
-    expected.resize(11, 0);
-    for (int pass = 0; pass < 2; pass++) {
-        _inter_frame_data frame = frame_of(counted(8));
-        const std::string printed = combine(info, frame, false);
-        EXPECT_EQ(contains(printed, no_codec), pass == 0);
-        EXPECT_TRUE(contains(printed, failed));
-        EXPECT_EQ(around->writes.back(), (model_write{0x700000000, expected}));
-        release_inter_frame_data(&frame);
-    }
-    // An encoded frame is never compared with the one before it.
-    _inter_frame_data frame = frame_of(counted(8));
-    combine(info, frame, false);
-    frame.pCurrentFrame = block_of(counted(8));
-    frame.current_size = 8;
-    combine(info, frame, false);
-    EXPECT_EQ(around->writes.back().data, expected);
-    release_inter_frame_data(&frame);
-}
-
 TEST_F(combining, FramesOfManyWorkersArriveWhole)
 {
     zelvar_only_settings.showFPS = true;

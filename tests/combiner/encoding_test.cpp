@@ -16,6 +16,7 @@ struct fake_codec
     bytes encoder_input;
     bool encodes = true;
     bool decodes = true;
+    bool lacks_memory = false;
     uint64_t decoded_size = 0;
 };
 fake_codec* codec;
@@ -32,7 +33,7 @@ bool encode_frame(const frame_encoding& encoding, const uint8_t* pixels, uint64_
 {
     codec->encoding = encoding;
     codec->encoder_input = content_of(pixels, pixels_size);
-    if (codec->encodes)
+    if (codec->encodes && !codec->lacks_memory)
         *out = block_of_size(minimum_size + 3, 0xec);
     return codec->encodes;
 }
@@ -79,6 +80,29 @@ TEST_F(encoded_frames, FrameBufferIsWrittenWhole)
                          "process:3.\n"));
     EXPECT_EQ(fake.encoder_input, counted(16));
     EXPECT_EQ(around->writes, (std::vector<model_write>{{info.buffer, bytes(40, 0xec)}}));
+}
+
+TEST_F(encoded_frames, WhatFailsGoesRawAndFilledUpAsAnEncodedOne)
+{
+    zelvar_only_settings.cacheAndroidNativeBuffer = true; // not for encoded frames
+    fake.encodes = false;
+    bytes expected = counted(16);
+    expected.resize(40, 0);
+    _inter_frame_data frame = frame_of(counted(16));
+    for (int pass = 0; pass < 2; pass++) {
+        EXPECT_TRUE(
+            contains(combine(info, frame, false),
+                     "ERROR [ZELVAR] [TPAK] framebuffer failed to encode 2x2, format:0x3, at process:3.\n"));
+        EXPECT_EQ(around->writes.back(), (model_write{info.buffer, expected}))
+            << "never compared with the one before";
+        frame.pCurrentFrame = block_of(counted(16));
+        frame.current_size = 16;
+    }
+    fake.encodes = true;
+    fake.lacks_memory = true;
+    EXPECT_EQ(combine(info, frame, false), "");
+    EXPECT_EQ(around->writes.back().data, expected);
+    release_inter_frame_data(&frame);
 }
 
 TEST_F(encoded_frames, ParametersComeFromTheFormatAndTheSettings)

@@ -5,6 +5,7 @@
 #include "simulator/options.h"
 #include "simulator/picture_file.h"
 #include "simulator/settings_file.h"
+#include "tpakutil/tpak_main.h"
 
 #include <gtest/gtest.h>
 
@@ -54,6 +55,14 @@ TEST(settings_files, a_users_file_is_used_as_it_is_or_copied_with_what_is_added)
     EXPECT_EQ(text_of(file.path()), "batchCommands 1\ncallOnTargetAPI 2\nbatchCommands 0\n");
     EXPECT_FALSE(file.shape().batch_commands);
     std::filesystem::remove(mine);
+}
+
+TEST(settings_files, tell_whether_frames_stay_compressed)
+{
+    EXPECT_FALSE(settings_file("", {"tpakVersion 1.2"}).compresses_frames());
+    EXPECT_TRUE(settings_file("", {"tpakForTRV 1"}).compresses_frames());
+    EXPECT_FALSE(settings_file("", {"tpakForTRV 1", "tpakForTRV 0"}).compresses_frames());
+    EXPECT_FALSE(settings_file("", {"tpakForTRV 1", "tpakDecodeInPlace 1"}).compresses_frames());
 }
 
 TEST(settings_files, mistakes_are_told)
@@ -147,6 +156,37 @@ TEST(frame_copies, follow_depth_and_stride)
     EXPECT_EQ(copied(32, 3, bytes(19), false), bytes{}) << "the last byte is missing";
     EXPECT_EQ(copied(32, 1, deep, false), bytes{});
     EXPECT_EQ(copied(15, 2, deep, false), bytes{});
+}
+
+TEST(frame_copies, of_compressed_frames_are_those_of_plain_ones)
+{
+    constexpr uint32_t width = 21;
+    constexpr uint32_t height = 18;
+    for (uint32_t bits : {16u, 24u, 32u}) {
+        std::vector<uint8_t> pixels(width * height * bits / 8);
+        for (size_t i = 0; i < pixels.size(); ++i)
+            pixels[i] = static_cast<uint8_t>(i * i >> 5);
+        const tpak_opts options{.yuv_trans = 1, .version = 4};
+        TpakEncoder encoder{bits / 8 - 1, width, height, &options};
+        std::vector<uint8_t> encoded(encoder.getMaxFrameSize());
+        encoder.encode(pixels.data(), encoded.data(), bits == 16);
+        const auto reader_of = [](const std::vector<uint8_t>& memory) {
+            return [&memory](uint64_t from, void* to, uint32_t length) -> uint32_t {
+                const uint32_t got = std::min<uint32_t>(length, static_cast<uint32_t>(memory.size()));
+                EXPECT_EQ(from, 0x1000u);
+                std::memcpy(to, memory.data(), got);
+                return got;
+            };
+        };
+        const frame_buffer_place place{0x1000, width, height, bits, width};
+        const char* why = "";
+        for (bool alpha : {false, true})
+            EXPECT_EQ(copy_compressed_frame(place, reader_of(encoded), alpha, &why).pixels,
+                      copy_frame(place, reader_of(pixels), alpha, &why).pixels);
+        encoded.pop_back();
+        EXPECT_TRUE(copy_compressed_frame(place, reader_of(encoded), false, &why).pixels.empty());
+        EXPECT_STREQ(why, "can't be read");
+    }
 }
 
 TEST(frame_writing, a_failure_is_counted_and_told_once)

@@ -1,0 +1,146 @@
+// Every coder gives the bytes, pixels and messages of the plain one.
+#include "tpakutil/frames.h"
+
+namespace {
+
+struct picture_kind
+{
+    const char* name;
+    std::function<uint32_t(std::mt19937&, unsigned x, unsigned y)> pixel; // four bytes
+};
+
+const std::vector<picture_kind>& pictures()
+{
+    static const std::vector<picture_kind> all{
+        {"noise", [](std::mt19937& random, unsigned, unsigned) { return uint32_t(random()); }},
+        {"opaque noise",
+         [](std::mt19937& random, unsigned, unsigned) { return uint32_t(random()) | 0xff000000; }},
+        {"solid", [](std::mt19937&, unsigned, unsigned) { return 0xff123456; }},
+        {"areas", [](std::mt19937&, unsigned x,
+                     unsigned y) { return (x / 20 * 0x30507 + y / 12 * 0x71101) | 0xff000000; }},
+        {"slopes", [](std::mt19937&, unsigned x,
+                      unsigned y) { return (x * 2 + y) % 256 * 0x010101 + y % 3 * 0x80000000; }},
+        {"ends", [](std::mt19937& random, unsigned, unsigned) { return random() % 2 ? 0xffffffff : 0; }},
+        {"dots", [](std::mt19937& random, unsigned,
+                    unsigned) { return random() % 40 ? 0x80808080 : uint32_t(random()); }},
+        {"low bits",
+         [](std::mt19937& random, unsigned x, unsigned) {
+             return 0x40404040 + (uint32_t(random()) & 0x01010101 * ((1u << (x / 8 % 8)) - 1));
+         }},
+    };
+    return all;
+}
+
+bytes draw(const picture_kind& kind, unsigned width, unsigned height, unsigned bytes_per_pixel)
+{
+    std::mt19937 random{5};
+    bytes out;
+    for (unsigned y = 0; y < height; y++) {
+        for (unsigned x = 0; x < width; x++) {
+            const uint32_t word = kind.pixel(random, x, y);
+            for (unsigned byte = 0; byte < bytes_per_pixel; byte++)
+                out.push_back(uint8_t(word >> 8 * byte));
+        }
+    }
+    return out;
+}
+
+struct outcome
+{
+    bytes buffer;
+    bytes pixels;
+    std::string printed;
+    unsigned split_read = 0;
+    bool operator==(const outcome&) const = default;
+};
+
+outcome encode(tpak_coder coder, unsigned format, unsigned width, unsigned height, const tpak_opts& opts,
+               const bytes& pixels, bool reverse)
+{
+    EXPECT_TRUE(tpak_select_coder(coder));
+    TpakEncoder encoder{format, width, height, &opts};
+    const guarded_bytes source{pixels};
+    const guarded_bytes target{bytes(encoder.getMaxFrameSize(), 0)};
+    EXPECT_TRUE(encoder.encode(source.data(), target.data(), reverse));
+    return {bytes(target.data(), target.data() + encoder.getMaxFrameSize()),
+            {},
+            {},
+            encoder.frame_info().split_read_bytes[1]};
+}
+
+outcome decode(tpak_coder coder, unsigned format, unsigned width, unsigned height, const tpak_opts& opts,
+               const bytes& buffer)
+{
+    EXPECT_TRUE(tpak_select_coder(coder));
+    TpakDecoder decoder{format, width, height, &opts};
+    const guarded_bytes source{buffer};
+    const size_t size = size_t{width} * height * (format + 1);
+    const guarded_bytes target{bytes(size, 0xa5)};
+    outcome out;
+    out.printed = printed_by([&] { EXPECT_TRUE(decoder.decode(source.data(), target.data())); });
+    out.pixels.assign(target.data(), target.data() + size);
+    return out;
+}
+
+class tpak_coders : public testing::TestWithParam<tpak_coder>
+{
+protected:
+    void SetUp() override
+    {
+        if (!tpak_select_coder(GetParam()))
+            GTEST_SKIP() << "this machine can't run it";
+    }
+};
+
+TEST_P(tpak_coders, EncodeToTheSameBytesAndDecodeThem)
+{
+    for (const picture_kind& kind : pictures()) {
+        for (unsigned format = 1; format <= 3; format++) {
+            for (int flags = 0; flags < 48; flags++) {
+                const tpak_opts opts{.yuv_trans = flags & 1,
+                                     .version = 4 + (flags >> 1 & 1),
+                                     .block_split = flags >> 2 & 1,
+                                     .tiled = flags >> 3 & 1};
+                const bool reverse = flags >= 32;
+                const unsigned width = flags % 3 ? 53 : 64;
+                const bytes pixels = draw(kind, width, 37, format + 1);
+                const outcome plain = encode(tpak_coder::reference, format, width, 37, opts, pixels, reverse);
+                ASSERT_EQ(encode(GetParam(), format, width, 37, opts, pixels, reverse), plain)
+                    << kind.name << " format " << format << " flags " << flags;
+                const outcome back = decode(GetParam(), format, width, 37, opts, plain.buffer);
+                EXPECT_EQ(back.printed, "");
+                if (!reverse) {
+                    ASSERT_EQ(back.pixels, pixels) << kind.name << " format " << format << " flags " << flags;
+                }
+            }
+        }
+    }
+}
+
+TEST_P(tpak_coders, SayAndShowTheSameOfBrokenFrames)
+{
+    std::mt19937 random{11};
+    for (int round = 0; round < 1500; round++) {
+        const unsigned format = 1 + round % 3;
+        const tpak_opts opts{.yuv_trans = round >> 2 & 1,
+                             .version = 5,
+                             .block_split = round >> 3 & 1,
+                             .tiled = round >> 4 & 1};
+        const picture_kind& kind = pictures()[random() % pictures().size()];
+        bytes buffer =
+            encode(tpak_coder::reference, format, 33, 17, opts, draw(kind, 33, 17, format + 1), false).buffer;
+        const unsigned headers = opts.tiled ? 1024 : 96;
+        for (unsigned faults = 1 + random() % 6; faults > 0; faults--)
+            buffer[random() % 2 ? random() % headers : random() % buffer.size()] =
+                uint8_t(random() % 3 ? random() : random() % 2);
+        const outcome plain = decode(tpak_coder::reference, format, 33, 17, opts, buffer);
+        ASSERT_EQ(decode(GetParam(), format, 33, 17, opts, buffer), plain) << "round " << round;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, tpak_coders, testing::Values(tpak_coder::portable, tpak_coder::avx2),
+                         [](const auto& each) {
+                             return std::string(each.param == tpak_coder::portable ? "portable" : "avx2");
+                         });
+
+} // namespace

@@ -1,0 +1,581 @@
+// Blocks with AVX2 for pixels and BMI2 for bits. This file alone is compiled for them, so it calls nothing
+// that other files may share: no templates but its own.
+#include "fast_frame.h"
+
+#include <immintrin.h>
+
+using namespace tpakutil;
+
+namespace {
+
+constexpr uint64_t third_bits = 0x49249249249;    // every third, 15 of them
+constexpr uint64_t narrow_third_bits = 0x9249249; // 10 of them: nodes that are written have 9 bits at most
+constexpr uint64_t lane_bits = 0x0001000100010001;
+constexpr uint64_t lanes_to_bits = 0x0001000200040008; // times four lanes of a bit: those bits from bit 48 on
+constexpr uint64_t bits_to_lanes = 0x0000200040008001; // the reverse, to be masked
+constexpr uint64_t lanes_but[4] = {0xffffffffffff0000, 0xffffffff0000ffff, 0xffff0000ffffffff,
+                                   0xffffffffffff};
+constexpr uint8_t node_bits[16] = {0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47};
+
+/// Sixteen values of a component, the four pixels of each quad in a row.
+using quads = __m256i;
+
+inline __m256i table(char a0, char a1, char a2, char a3, char a4, char a5, char a6, char a7, char a8, char a9,
+                     char a10, char a11, char a12, char a13, char a14, char a15)
+{
+    return _mm256_setr_epi8(a0, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, a11, a12, a13, a14, a15, a0, a1, a2,
+                            a3, a4, a5, a6, a7, a8, a9, a10, a11, a12, a13, a14, a15);
+}
+
+/// Bit lengths of 16 values below 512.
+inline __m256i bit_lengths(__m256i values)
+{
+    const __m256i nibble = _mm256_set1_epi16(15);
+    const __m256i low = _mm256_shuffle_epi8(table(0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4),
+                                            _mm256_and_si256(values, nibble));
+    const __m256i middle = _mm256_shuffle_epi8(table(0, 5, 6, 6, 7, 7, 7, 7, 8, 8, 8, 8, 8, 8, 8, 8),
+                                               _mm256_and_si256(_mm256_srli_epi16(values, 4), nibble));
+    const __m256i high = _mm256_shuffle_epi8(table(0, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9),
+                                             _mm256_srli_epi16(values, 8));
+    return _mm256_max_epi16(_mm256_max_epi16(low, middle), high);
+}
+
+inline __m256i swap_pairs(__m256i v)
+{
+    return _mm256_shuffle_epi8(v, table(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13));
+}
+
+inline __m256i min_of_quads(quads v)
+{
+    const __m256i pairs = _mm256_min_epu16(v, swap_pairs(v));
+    return _mm256_min_epu16(pairs, _mm256_shuffle_epi32(pairs, 0xb1));
+}
+
+inline __m256i max_of_quads(quads v)
+{
+    const __m256i pairs = _mm256_max_epu16(v, swap_pairs(v));
+    return _mm256_max_epu16(pairs, _mm256_shuffle_epi32(pairs, 0xb1));
+}
+
+/// From vectors whose quads hold one value each to one vector: component c in lane c of each quad.
+inline __m256i by_component(const __m256i* v)
+{
+    return _mm256_blend_epi16(_mm256_blend_epi16(v[0], v[1], 0x22), _mm256_blend_epi16(v[2], v[3], 0x88),
+                              0xcc);
+}
+
+inline __m256i min_over_quads(__m256i v)
+{
+    v = _mm256_min_epu16(v, _mm256_permute4x64_epi64(v, 0x4e));
+    return _mm256_min_epu16(v, _mm256_permute4x64_epi64(v, 0xb1));
+}
+
+inline __m256i max_over_quads(__m256i v)
+{
+    v = _mm256_max_epu16(v, _mm256_permute4x64_epi64(v, 0x4e));
+    return _mm256_max_epu16(v, _mm256_permute4x64_epi64(v, 0xb1));
+}
+
+/// A bit stream of at most 128 bytes.
+struct bit_writer
+{
+    uint8_t* out;
+    uint64_t pending = 0;
+    unsigned count = 0;
+
+    /// At most 56 bits.
+    void put(uint64_t value, unsigned bits)
+    {
+        pending |= value << count;
+        count += bits;
+        std::memcpy(out, &pending, 8);
+        out += count >> 3;
+        pending >>= count & 0x38;
+        count &= 7;
+    }
+};
+
+struct block_rows
+{
+    __m256i even; // rows 0 and 2
+    __m256i odd;  // rows 1 and 3
+};
+
+inline block_rows load_rows(const uint8_t* words, int64_t stride)
+{
+    const auto row = [&](int y) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(words + y * stride));
+    };
+    return {_mm256_set_m128i(row(2), row(0)), _mm256_set_m128i(row(3), row(1))};
+}
+
+inline void split_components(const block_rows& rows, quads* out)
+{
+    const __m256i left = _mm256_unpacklo_epi64(rows.even, rows.odd);  // quads 0 and 2
+    const __m256i right = _mm256_unpackhi_epi64(rows.even, rows.odd); // quads 1 and 3
+    const __m256i byte = _mm256_set1_epi32(0xff);
+    const auto component = [&](__m256i a, __m256i b) {
+        return _mm256_packus_epi32(_mm256_and_si256(a, byte), _mm256_and_si256(b, byte));
+    };
+    out[0] = component(left, right);
+    out[1] = component(_mm256_srli_epi32(left, 8), _mm256_srli_epi32(right, 8));
+    out[2] = component(_mm256_srli_epi32(left, 16), _mm256_srli_epi32(right, 16));
+    out[3] = _mm256_packus_epi32(_mm256_srli_epi32(left, 24), _mm256_srli_epi32(right, 24));
+}
+
+inline void to_yuv(const fast_format& format, quads* v)
+{
+    const __m256i middle = _mm256_set1_epi16(static_cast<short>(1 << format.component_bits[1]));
+    const quads red = v[0];
+    const quads green = v[1];
+    const quads blue = v[2];
+    v[0] =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(red, blue), _mm256_add_epi16(green, green)), 2);
+    v[1] = _mm256_add_epi16(middle, _mm256_sub_epi16(red, green));
+    v[2] = _mm256_add_epi16(middle, _mm256_sub_epi16(blue, green));
+}
+
+/// The one value of a flat block, as its components are coded: at most 50 bits.
+struct flat_stream
+{
+    uint64_t bits = 0;
+    unsigned count = 0;
+    uint64_t key = 0;
+
+    int size() const { return static_cast<int>((count + 7) >> 3); }
+    /// Four bytes to seven.
+    void store(uint8_t* out) const
+    {
+        const auto front = static_cast<uint32_t>(bits);
+        const auto back = static_cast<uint32_t>(bits >> 8 * (size() - 4));
+        std::memcpy(out, &front, 4);
+        std::memcpy(out + size() - 4, &back, 4);
+    }
+};
+
+inline flat_stream flat_stream_of(const fast_format& format, uint32_t word)
+{
+    uint32_t values[4] = {word & 0xff, word >> 8 & 0xff, word >> 16 & 0xff, word >> 24};
+    if (format.yuv) {
+        const uint32_t middle = 1u << format.component_bits[1];
+        const uint32_t red = values[0];
+        const uint32_t green = values[1];
+        const uint32_t blue = values[2];
+        values[0] = (blue + 2 * green + red) >> 2;
+        values[1] = middle + red - green;
+        values[2] = middle + blue - green;
+    }
+    const bool opaque = format.ncomponents == 4 && values[3] == format.default_value[3];
+    flat_stream stream;
+    for (int c = 0; c < format.ncomponents; c++) {
+        const uint64_t ones = (1u << format.root_bits[c]) - 1;
+        stream.bits |= (c == 3 && opaque ? ones - 1 : ones) << stream.count;
+        stream.count += static_cast<unsigned>(format.root_bits[c]);
+        stream.key = stream.key << 16 | values[c];
+    }
+    for (int c = 0; c < format.ncomponents - opaque; c++) {
+        stream.bits |= uint64_t{values[c]} << stream.count;
+        stream.count += static_cast<unsigned>(format.body_bits[c]);
+    }
+    return stream;
+}
+
+/// The trees of a block, by component in lanes where all of a quad are one value.
+struct block_trees
+{
+    alignas(32) uint16_t leaves[4][16];
+    alignas(32) uint16_t quad_nodes[4][4];
+    alignas(32) uint16_t quad_counts[16]; // quad by quad, each by component
+    uint64_t bases;                       // by component, 16 bits each, as the two below
+    uint64_t root_counts;                 // -1 for a flat component
+    uint64_t deltas;
+    uint32_t zero_leaves[4]; // two bits for each leaf
+    uint32_t zero_nodes[4];  // two bits for each quad's node
+    unsigned tree_bits;
+};
+
+inline void store_quad_nodes(__m256i by_quad, block_trees& trees)
+{
+    const __m256i pairs =
+        _mm256_shuffle_epi8(by_quad, table(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
+    const __m128i low = _mm256_castsi256_si128(pairs);
+    const __m128i high = _mm256_extracti128_si256(pairs, 1);
+    const __m256i nodes = _mm256_set_m128i(_mm_unpackhi_epi32(low, high), _mm_unpacklo_epi32(low, high));
+    _mm256_store_si256(reinterpret_cast<__m256i*>(trees.quad_nodes), nodes);
+    const auto zeros =
+        static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(nodes, _mm256_setzero_si256())));
+    for (int c = 0; c < 4; c++)
+        trees.zero_nodes[c] = zeros >> 8 * c & 0xff;
+}
+
+inline uint64_t low_lanes(__m256i v)
+{
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm256_castsi256_si128(v)));
+}
+
+inline void build_trees(const quads* v, block_trees& trees)
+{
+    __m256i minima[4];
+    __m256i ranges[4];
+    const auto build = [&](int c) {
+        minima[c] = min_of_quads(v[c]);
+        ranges[c] = _mm256_sub_epi16(max_of_quads(v[c]), minima[c]);
+        const __m256i leaves = _mm256_sub_epi16(v[c], minima[c]);
+        _mm256_store_si256(reinterpret_cast<__m256i*>(trees.leaves[c]), leaves);
+        trees.zero_leaves[c] =
+            static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(leaves, _mm256_setzero_si256())));
+    };
+    for (int c = 0; c < 3; c++)
+        build(c);
+    // Most frames are opaque, or have no fourth component.
+    const __m256i alpha = _mm256_broadcastw_epi16(_mm256_castsi256_si128(v[3]));
+    const __m256i other_alpha = _mm256_xor_si256(alpha, v[3]);
+    if (_mm256_testz_si256(other_alpha, other_alpha)) {
+        minima[3] = alpha;
+        ranges[3] = _mm256_setzero_si256();
+    } else {
+        build(3);
+    }
+    const __m256i nodes = by_component(minima);
+    const __m256i base = min_over_quads(nodes);
+    const __m256i root_range = _mm256_sub_epi16(max_over_quads(nodes), base);
+    store_quad_nodes(_mm256_sub_epi16(nodes, base), trees);
+    trees.bases = low_lanes(base);
+
+    // Counts, widened until each quad's is within -2 and +1 of the root's; -1 for a flat component.
+    __m256i quad = bit_lengths(by_component(ranges));
+    __m256i root = bit_lengths(root_range);
+    const __m256i widest = max_over_quads(quad);
+    const __m256i flat = _mm256_cmpeq_epi16(_mm256_or_si256(widest, root), _mm256_setzero_si256());
+    root = _mm256_max_epi16(_mm256_sub_epi16(widest, _mm256_set1_epi16(1)), root);
+    root = _mm256_or_si256(root, flat);
+    quad = _mm256_max_epi16(_mm256_sub_epi16(root, _mm256_set1_epi16(2)), quad);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(trees.quad_counts), quad);
+    trees.root_counts = low_lanes(root);
+
+    __m256i deltas = _mm256_and_si256(_mm256_sub_epi16(quad, root), _mm256_set1_epi16(3));
+    deltas = _mm256_sllv_epi64(deltas, _mm256_setr_epi64x(0, 2, 4, 6));
+    deltas = _mm256_or_si256(deltas, _mm256_permute4x64_epi64(deltas, 0x4e));
+    deltas = _mm256_or_si256(deltas, _mm256_permute4x64_epi64(deltas, 0xb1));
+    trees.deltas = low_lanes(deltas);
+
+    // Flat components have no node: their counts are -1 and 0, of no bits each.
+    const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
+    const __m256i low_bytes = _mm256_set1_epi16(0xff);
+    const __m256i quad_bits = _mm256_and_si256(_mm256_shuffle_epi8(lengths, quad), low_bytes);
+    const __m256i root_bits = _mm256_and_si256(_mm256_shuffle_epi8(lengths, root), low_bytes);
+    const __m256i sums = _mm256_sad_epu8(quad_bits, _mm256_setzero_si256());
+    const __m128i halves = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+    const __m128i root_sum = _mm_sad_epu8(_mm256_castsi256_si128(root_bits), _mm_setzero_si128());
+    trees.tree_bits = static_cast<unsigned>(_mm_cvtsi128_si32(halves) + _mm_extract_epi32(halves, 2) +
+                                            _mm_cvtsi128_si32(root_sum));
+}
+
+struct node_field
+{
+    uint64_t value;
+    unsigned bits;
+};
+
+/// A node of no bits is nothing.
+inline node_field field_of_node(uint64_t children, uint32_t zeros, unsigned bits)
+{
+    const unsigned first = static_cast<unsigned>(_tzcnt_u32(zeros)) >> 1 & 3;
+    const uint64_t others = _pext_u64(children, lanes_but[first]);
+    const uint64_t planes = _pdep_u64(others, narrow_third_bits) |
+                            _pdep_u64(others >> 16, narrow_third_bits << 1) |
+                            _pdep_u64(others >> 32, narrow_third_bits << 2);
+    const uint64_t named = first | planes << 2;
+    const uint64_t single = children * lanes_to_bits >> 48;
+    const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
+    return {(single & is_single) | (named & ~is_single), node_bits[bits]};
+}
+
+/// Two nodes fit into one write: of two neighbours only one has nine bits.
+inline void put_pair(bit_writer& out, const node_field& first, const node_field& second)
+{
+    out.put(first.value | second.value << first.bits, first.bits + second.bits);
+}
+
+inline uint64_t four_values(const uint16_t* from)
+{
+    uint64_t value;
+    std::memcpy(&value, from, 8);
+    return value;
+}
+
+struct avx2_kernel
+{
+    static constexpr unsigned read_ahead = 160; // bytes
+
+    static bool is_solid(const uint8_t* words, int64_t stride)
+    {
+        const __m256i first = _mm256_set1_epi32(static_cast<int>(load32(words)));
+        for (int y = 0; y < superblock_side; y++, words += stride) {
+            const auto* row = reinterpret_cast<const __m256i*>(words);
+            const __m256i other = _mm256_or_si256(_mm256_xor_si256(_mm256_loadu_si256(row), first),
+                                                  _mm256_xor_si256(_mm256_loadu_si256(row + 1), first));
+            if (!_mm256_testz_si256(other, other))
+                return false;
+        }
+        return true;
+    }
+
+    fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride, uint64_t key_before,
+                      bool may_spill, uint8_t* out)
+    {
+        const block_rows rows = load_rows(words, stride);
+        const uint32_t word = load32(words);
+        const __m256i first = _mm256_set1_epi32(static_cast<int>(word));
+        const __m256i other =
+            _mm256_or_si256(_mm256_xor_si256(rows.even, first), _mm256_xor_si256(rows.odd, first));
+        if (_mm256_testz_si256(other, other)) {
+            if (word != _flat_word || _flat.count == 0) {
+                _flat = flat_stream_of(format, word);
+                _flat_word = word;
+            }
+            if (_flat.key != key_before)
+                _flat.store(out);
+            return {_flat.size(), false, _flat.key};
+        }
+        quads v[4];
+        split_components(rows, v);
+        if (format.yuv)
+            to_yuv(format, v);
+        block_trees trees;
+        build_trees(v, trees);
+        return write(format, trees, may_spill, out);
+    }
+
+    static bool decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
+                       int64_t stride);
+
+private:
+    static fast_block write(const fast_format& format, const block_trees& trees, bool may_spill, uint8_t* out)
+    {
+        const bool flat_alpha = trees.root_counts >> 63;
+        const bool opaque =
+            format.ncomponents == 4 && flat_alpha && trees.bases >> 48 == format.default_value[3];
+        const uint64_t roots =
+            _pext_u64(trees.root_counts, format.root_mask) - (uint64_t{opaque} << format.alpha_root_bit);
+        const uint64_t flat = (trees.root_counts >> 15 & lane_bits) * 0xff;
+        const uint64_t delta_mask = format.delta_mask & ~flat;
+        const uint64_t base_mask = opaque ? format.base_mask & 0xffffffffffff : format.base_mask;
+        const unsigned head_bits = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+        const auto base_bits = static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+        const unsigned bits = head_bits + base_bits + trees.tree_bits;
+        const auto size = static_cast<int>((bits + 7) >> 3);
+        if (size >= format.block_size)
+            return {format.block_size, true, no_flat_key};
+
+        uint8_t stream[most_block_bytes + 16];
+        bit_writer writer{may_spill ? out : stream};
+        writer.put(roots | _pext_u64(trees.deltas, delta_mask) << format.all_root_bits, head_bits);
+        writer.put(_pext_u64(trees.bases, base_mask), base_bits);
+        // Flat components have nodes of no bits. Only what is often flat for long is worth a branch.
+        const auto node = [&](int c) {
+            const auto count = static_cast<int16_t>(trees.root_counts >> 16 * c);
+            return field_of_node(four_values(trees.quad_nodes[c]), trees.zero_nodes[c],
+                                 static_cast<unsigned>(count & ~(count >> 15)));
+        };
+        const auto leaves = [&](int quad, int c) {
+            return field_of_node(four_values(trees.leaves[c] + 4 * quad), trees.zero_leaves[c] >> 8 * quad,
+                                 trees.quad_counts[4 * quad + c]);
+        };
+        const node_field nothing{0, 0};
+        const bool grey = (flat >> 16 & 1) && (flat >> 32 & 1);
+        if (grey && flat_alpha) {
+            const node_field root = node(0);
+            writer.put(root.value, root.bits);
+            put_pair(writer, leaves(0, 0), leaves(1, 0));
+            put_pair(writer, leaves(2, 0), leaves(3, 0));
+        } else {
+            put_pair(writer, node(0), node(1));
+            put_pair(writer, node(2), flat_alpha ? nothing : node(3));
+            for (int quad = 0; quad < 4; quad++) {
+                put_pair(writer, leaves(quad, 0), leaves(quad, 1));
+                put_pair(writer, leaves(quad, 2), flat_alpha ? nothing : leaves(quad, 3));
+            }
+        }
+        if (!may_spill)
+            copy_block(out, stream, size);
+        return {size, false, no_flat_key};
+    }
+
+    // The last flat block's colour, which the next one often has too.
+    uint32_t _flat_word = 0;
+    flat_stream _flat;
+};
+
+/// Reads a node's children at a bit of the stream; zeros for a node of no bits.
+inline uint64_t get_node(const uint8_t* data, unsigned bit, unsigned bits)
+{
+    const uint64_t stream = load64(data + (bit >> 3)) >> (bit & 7);
+    const unsigned zero_child = stream & 3;
+    const uint64_t mask = _bzhi_u64(third_bits, 3 * bits);
+    const uint64_t planes = stream >> 2;
+    const uint64_t others =
+        _pext_u64(planes, mask) | _pext_u64(planes, mask << 1) << 16 | _pext_u64(planes, mask << 2) << 32;
+    const uint64_t named = _pdep_u64(others, lanes_but[zero_child]);
+    const uint64_t single = (stream & 15) * bits_to_lanes & lane_bits;
+    const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
+    return (single & is_single) | (named & ~is_single);
+}
+
+/// Each of four values in all lanes of its quad.
+inline quads spread(uint64_t values)
+{
+    const __m256i each = _mm256_set1_epi64x(static_cast<long long>(values));
+    const __m256i lanes = _mm256_setr_epi8(0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3, 4, 5, 4, 5, 4, 5,
+                                           4, 5, 6, 7, 6, 7, 6, 7, 6, 7);
+    return _mm256_shuffle_epi8(each, lanes);
+}
+
+/// Whether all colours are in range.
+inline bool to_rgb(const fast_format& format, quads* v)
+{
+    const auto all = [](int value) { return _mm256_set1_epi16(static_cast<short>(value)); };
+    const int middle = 1 << format.component_bits[1];
+    const __m256i sum = _mm256_sub_epi16(_mm256_slli_epi16(v[0], 2), _mm256_add_epi16(v[1], v[2]));
+    const quads green = _mm256_srai_epi16(_mm256_add_epi16(sum, all(2 * middle + 3)), 2);
+    const __m256i shift = _mm256_sub_epi16(green, all(middle));
+    v[0] = _mm256_add_epi16(v[1], shift);
+    v[1] = green;
+    v[2] = _mm256_add_epi16(v[2], shift);
+    const auto beyond = [&](int c) {
+        return _mm256_and_si256(v[c], all(~((1 << format.component_bits[c]) - 1)));
+    };
+    const __m256i outside = _mm256_or_si256(_mm256_or_si256(beyond(0), beyond(1)), beyond(2));
+    return _mm256_testz_si256(outside, outside);
+}
+
+inline void store_rows(const quads* v, uint8_t* words, int64_t stride)
+{
+    const __m256i front = _mm256_or_si256(v[0], _mm256_slli_epi16(v[1], 8));
+    const __m256i back = _mm256_or_si256(v[2], _mm256_slli_epi16(v[3], 8));
+    const __m256i left = _mm256_unpacklo_epi16(front, back);
+    const __m256i right = _mm256_unpackhi_epi16(front, back);
+    const __m256i even = _mm256_unpacklo_epi64(left, right);
+    const __m256i odd = _mm256_unpackhi_epi64(left, right);
+    const auto row = [&](int y) { return reinterpret_cast<__m128i*>(words + y * stride); };
+    _mm_storeu_si128(row(0), _mm256_castsi256_si128(even));
+    _mm_storeu_si128(row(1), _mm256_castsi256_si128(odd));
+    _mm_storeu_si128(row(2), _mm256_extracti128_si256(even, 1));
+    _mm_storeu_si128(row(3), _mm256_extracti128_si256(odd, 1));
+}
+
+/// What stands before the nodes of a block.
+struct block_head
+{
+    uint64_t root_counts; // by component, 16 bits each; 0 for a flat one
+    uint64_t bases;
+    alignas(32) uint16_t quad_counts[16]; // quad by quad, each by component
+    int components;                       // the last one with nodes, counted from 1
+    unsigned bits;
+    unsigned tree_bits;
+};
+
+inline uint64_t widen_lanes(uint64_t lanes_of_one)
+{
+    return lanes_of_one * 0xffff;
+}
+
+inline void read_head(const fast_format& format, const uint8_t* data, block_head& head)
+{
+    const uint64_t first = load64(data);
+    const uint64_t fields = _pdep_u64(first, format.root_mask);
+    // A field of all ones, or one less, has a sum that carries out of the field.
+    const uint64_t flat = widen_lanes((fields + format.flat_carry) >> 15 & lane_bits);
+    const uint64_t defaults = flat & widen_lanes(~fields & lane_bits);
+    head.root_counts = fields & ~flat;
+    const uint64_t delta_mask = format.delta_mask & ~flat;
+    const uint64_t delta_fields = _pdep_u64(first >> format.all_root_bits, delta_mask);
+    unsigned bit = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+    const uint64_t base_mask = format.base_mask & ~defaults;
+    head.bases =
+        _pdep_u64(load64(data + (bit >> 3)) >> (bit & 7), base_mask) | (format.default_lanes & defaults);
+    head.bits = bit + static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+    const bool grey = (flat & 0xffffffff0000) == 0xffffffff0000;
+    head.components = format.ncomponents == 4 && !(flat >> 63) ? 4 : grey ? 1 : 3;
+
+    // The two's complement of two bits, modulo 16.
+    const __m256i two = _mm256_set1_epi16(2);
+    __m256i counts = _mm256_srlv_epi64(_mm256_set1_epi64x(static_cast<long long>(delta_fields)),
+                                       _mm256_setr_epi64x(0, 2, 4, 6));
+    counts = _mm256_xor_si256(_mm256_and_si256(counts, _mm256_set1_epi16(3)), two);
+    counts = _mm256_add_epi16(_mm256_sub_epi16(counts, two),
+                              _mm256_set1_epi64x(static_cast<long long>(head.root_counts)));
+    counts = _mm256_and_si256(counts, _mm256_set1_epi16(15));
+    _mm256_store_si256(reinterpret_cast<__m256i*>(head.quad_counts), counts);
+    const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
+    const __m256i low_bytes = _mm256_set1_epi16(0xff);
+    const __m256i sums = _mm256_sad_epu8(_mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes),
+                                         _mm256_setzero_si256());
+    const __m128i halves = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+    const __m128i roots =
+        _mm_and_si128(_mm_shuffle_epi8(_mm256_castsi256_si128(lengths),
+                                       _mm_cvtsi64_si128(static_cast<long long>(head.root_counts))),
+                      _mm256_castsi256_si128(low_bytes));
+    const __m128i root_sum = _mm_sad_epu8(_mm_move_epi64(roots), _mm_setzero_si128());
+    head.tree_bits = static_cast<unsigned>(_mm_cvtsi128_si32(halves) + _mm_extract_epi32(halves, 2) +
+                                           _mm_cvtsi128_si32(root_sum));
+}
+
+/// The values of the first components of a block. Leaves go to vectors straight from registers: a vector
+/// can't be loaded from separate stores that are still on their way.
+template <int components>
+inline void read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
+{
+    unsigned bit = head.bits;
+    const auto next = [&](unsigned count) {
+        const uint64_t children = get_node(data, bit, count);
+        bit += node_bits[count];
+        return children;
+    };
+    uint64_t nodes[components];
+    uint64_t leaves[components][4];
+#pragma GCC unroll 4
+    for (int c = 0; c < components; c++)
+        nodes[c] = next(static_cast<unsigned>(head.root_counts >> 16 * c & 0xffff));
+#pragma GCC unroll 4
+    for (int quad = 0; quad < 4; quad++) {
+#pragma GCC unroll 4
+        for (int c = 0; c < components; c++)
+            leaves[c][quad] = next(head.quad_counts[4 * quad + c]);
+    }
+#pragma GCC unroll 4
+    for (int c = 0; c < components; c++) {
+        const auto lane = [&](int quad) { return static_cast<long long>(leaves[c][quad]); };
+        const __m256i above =
+            _mm256_add_epi16(_mm256_setr_epi64x(lane(0), lane(1), lane(2), lane(3)), spread(nodes[c]));
+        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
+                                _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
+    }
+}
+
+bool avx2_kernel::decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
+                         int64_t stride)
+{
+    block_head head;
+    read_head(format, data, head);
+    const unsigned taken = (head.bits + head.tree_bits + 7) >> 3;
+    if ((taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
+        return false;
+    quads v[4];
+    for (int c = 0; c < 4; c++)
+        v[c] = _mm256_set1_epi16(static_cast<short>(head.bases >> 16 * c));
+    if (head.components == 1)
+        read_nodes<1>(format, data, head, v);
+    else if (head.components == 3)
+        read_nodes<3>(format, data, head, v);
+    else
+        read_nodes<4>(format, data, head, v);
+    if (format.yuv && !to_rgb(format, v))
+        return false;
+    store_rows(v, out, stride);
+    return true;
+}
+
+} // namespace
+
+const tpakutil::packed_coder tpakutil::avx2_coder{fast_encode<avx2_kernel>, fast_decode<avx2_kernel>};

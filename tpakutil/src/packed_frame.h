@@ -1,0 +1,22 @@
+#pragma once
+// Frames of packed pixels in layout 0, as the classes have them, by one of several coders.
+
+#include "tpakutil/tpak_main.h"
+
+namespace tpakutil {
+
+/// A way to do the work of the classes. `encode` returns the position behind the last payload.
+struct packed_coder
+{
+    int (*encode)(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, int buffer_size,
+                  bool reverse_components);
+    void (*decode)(tpak_frame_info& info, const uint8_t* buffer, int buffer_size, uint8_t* pixels);
+};
+
+extern const packed_coder reference_coder;
+extern const packed_coder portable_coder;
+extern const packed_coder avx2_coder;
+/// Whether this machine runs it.
+bool has_avx2();
+
+} // namespace tpakutil
