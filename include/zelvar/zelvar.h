@@ -37,7 +37,8 @@ ZELVAR_EXPORT void hostRenderer_getAPIVersion(uint32_t* major, uint32_t* minor);
 ZELVAR_EXPORT bool zelvar_message_info(uint32_t type, const char** name, int* built);
 
 /// How many objects of a kind the library holds for targets, for a check that nothing is left when they are
-/// gone: kinds count from 0, false past the last. The name is the library's. Between start and `zelvar_deinit`.
+/// gone: kinds count from 0, false past the last. The name is the library's. Between start and
+/// `zelvar_deinit`.
 ZELVAR_EXPORT bool zelvar_live_objects(uint32_t kind, const char** name, uint64_t* count);
 
 /// All settings keys, for help texts: fills the row of `index`, false past the end. The texts are the

@@ -4,7 +4,6 @@
 
 #include "object_manager/zelvar_object_manager.h"
 #include "sidechannel_log.h"
-#include "zelvar/zelvar.h"
 
 namespace in = wire::inbound;
 
@@ -65,30 +64,6 @@ TEST_F(egl_context, AVersion2ContextIsAVersion31ContextThatSharesWithTheService)
     EXPECT_EQ(data(1).host_minor_version, 1);
     EXPECT_EQ(pid_to_process_data_map.at(pid).contexts.at(1)->bound_thread, tid);
     EXPECT_FALSE(pid_to_process_data_map.at(pid).contexts.at(1)->current);
-}
-
-TEST_F(egl_context, WhatIsLeftOfTargetsIsCounted)
-{
-    using counts = std::map<std::string, uint64_t>;
-    const auto left = [] {
-        counts all;
-        const char* name = nullptr;
-        uint64_t count = 0;
-        for (uint32_t kind = 0; zelvar_live_objects(kind, &name, &count); ++kind)
-            if (count)
-                all[name] = count;
-        return all;
-    };
-    EXPECT_EQ(left(), counts{});
-    const uint64_t first = create_context(display, config);
-    const uint64_t sharing = create({EGL_NONE}, first).value.value();
-    const uint64_t surface = create_window_surface(display, config);
-    EXPECT_EQ(left(), (counts{{"contexts", 2}, {"surfaces", 1}}));
-    send(call(in::egl_destroy_surface).u64(display).u64(surface));
-    send(call(in::egl_destroy_context).u64(display).u64(first));
-    EXPECT_EQ(left(), (counts{{"contexts", 1}}));
-    send(call(in::egl_destroy_context).u64(display).u64(sharing));
-    EXPECT_EQ(left(), counts{});
 }
 
 TEST_F(egl_context, TheMinorPairIsAlwaysTheHosts)
