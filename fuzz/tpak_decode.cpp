@@ -10,7 +10,7 @@
 namespace {
 
 constexpr size_t choices = 8;
-constexpr int widest = 80; // pixels; more of them only repeat what few can show
+constexpr int widest = 40; // pixels; more of them only repeat what few can show
 
 /// A block that ends where its bytes do, so that a sanitizer sees a byte too much.
 struct exact_bytes
@@ -54,8 +54,8 @@ void decode_packed(const uint8_t* choice, const uint8_t* data, size_t size)
                             .block_split = choice[0] >> 1 & 1,
                             .tiled = choice[0] >> 2 & 1};
     const unsigned format = 1 + choice[1] % 3;
-    const unsigned width = 1 + choice[2] % 40;
-    const unsigned height = 1 + choice[3] % 40;
+    const unsigned width = 1 + choice[2] % 20;
+    const unsigned height = 1 + choice[3] % 20;
     uint8_t* shown[3] = {};
     const size_t pixels = size_t{width} * height * (format + 1);
     const exact_bytes first{pixels};
@@ -96,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     unsigned long told;
     if (tpak_parse_fileheader(data, &info, &told) != 0)
         return 0;
-    if (info.width > widest || info.height > widest || info.mbw > 6 || info.mbh > 6)
+    if (info.width > widest || info.height > widest || info.mbw > 2 || info.mbh > 2)
         return 0;
     tpak_stripe stripes[256];
     choose_checks(info, choice, stripes);

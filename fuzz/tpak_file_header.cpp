@@ -39,9 +39,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         tpak_frame_info again;
         unsigned long told_again = 0;
         expect(tpak_parse_fileheader(written, &again, &told_again) == 0);
-        expect(told_again == told && again.mbw == info.mbw && again.width == info.width &&
-               again.layout == info.layout && again.tiled == info.tiled &&
-               again.block_split == info.block_split);
+        // A width that was worked out of superblocks may be beyond what a file header holds.
+        expect(told_again == told && again.mbw == info.mbw &&
+               (again.width == info.width || data[tpak_fileheader_size] & 1) && again.layout == info.layout &&
+               again.tiled == info.tiled && again.block_split == info.block_split);
     }
     std::free(header);
     return 0;

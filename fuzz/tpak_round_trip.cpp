@@ -24,8 +24,8 @@ void packed_round_trip(const uint8_t* choice, const uint8_t* data, size_t size)
                             .block_split = choice[1] >> 1 & 1,
                             .tiled = choice[1] >> 2 & 1};
     const unsigned format = 1 + choice[3] % 3;
-    const unsigned width = 1 + choice[4] % 36;
-    const unsigned height = 1 + choice[5] % 36;
+    const unsigned width = 1 + choice[4] % 20;
+    const unsigned height = 1 + choice[5] % 20;
     const bool reverse = choice[1] & 8;
     std::vector<uint8_t> pixels(size_t{width} * height * (format + 1));
     for (size_t i = 0; i < pixels.size() && size > 0; i++)
@@ -57,7 +57,7 @@ void planes_round_trip(const uint8_t* choice, const uint8_t* data, size_t size)
     const int depth = 2 + choice[3] % (subsampled ? 11 : 13);
     int bits[] = {depth, depth, depth, 1 + choice[3] % 14};
     tpak_frame_info info;
-    tpak_init_frame_info(&info, 2 * (1 + choice[4] % 20), 2 * (1 + choice[5] % 20), count, layout,
+    tpak_init_frame_info(&info, 2 * (1 + choice[4] % 18), 2 * (1 + choice[5] % 10), count, layout,
                          choice[6] & 1, choice[6] >> 1 & 1, bits);
     info.block_split = info.no_copy_at_split = choice[6] >> 2 & 1;
     info.copy_identical_blocks = choice[6] >> 3 & 1;

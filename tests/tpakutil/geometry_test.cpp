@@ -252,6 +252,7 @@ TEST(tpak_file_header, RefusesWhatItCannotDescribe)
     EXPECT_EQ(parse_with(5, 9), 0) << "the upper byte of the size isn't looked at";
     EXPECT_EQ(parse_with(6, 2), -2);
     EXPECT_EQ(parse_with(6, 200), -200);
+    EXPECT_EQ(parse_with(6, 0), -1) << "not 0, which is success";
     EXPECT_EQ(parse_with(12, 0), -1);
     EXPECT_EQ(parse_with(12, 5), -1);
     EXPECT_EQ(parse_with(13, 7), -1);

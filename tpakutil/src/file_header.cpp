@@ -28,7 +28,7 @@ int tpak_parse_fileheader(const unsigned char* buffer, tpak_frame_info* info, un
         return -1;
     const int version = buffer[6];
     if (version < first_version || version > version_with_tiles)
-        return -version;
+        return version != 0 ? -version : -1; // its own negation would pass for success
     const int ncomponents = buffer[12];
     const int layout = buffer[13];
     const int yuv_transform = buffer[14];
