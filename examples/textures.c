@@ -328,8 +328,9 @@ static void pixel_buffers(void)
     glTexImage3D(GL_TEXTURE_3D, 0, GL_RGBA8, 4, 4, 4, 0, GL_RGBA, GL_UNSIGNED_BYTE, at_offset(256));
     show(volume, 0.6f, 1, -1);
     glDeleteTextures(1, &texture);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 64, 64, 0, GL_RGBA, GL_UNSIGNED_BYTE, at_offset(0));
-    check(glGetError() == GL_INVALID_OPERATION, "pixels beyond the end of a buffer");
+    /* Pixels beyond the end of the buffer. */
+    WRONG(glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, 64, 64, 0, GL_RGBA, GL_UNSIGNED_BYTE, at_offset(0)),
+          GL_INVALID_OPERATION);
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
     glDeleteBuffers(1, &buffer);
     buffer = fill_buffer(GL_PIXEL_PACK_BUFFER, NULL, side * side * 4 + 64);
@@ -628,6 +629,7 @@ static void queries(void)
     end_sum("queries");
 }
 
+/* Prints the error of the call before it. */
 static void expect_error(const char* what)
 {
     printf("%-40s 0x%04x\n", what, (unsigned)glGetError());
@@ -639,6 +641,7 @@ static void wrong_calls(void)
     unsigned char pixels[64] = {0};
     GLint value = 0;
     const GLuint texture = make_texture(GL_TEXTURE_2D);
+    begin_wrong_call("all calls of this function");
     glActiveTexture(GL_TEXTURE0 + 5000);
     expect_error("a unit that isn't there");
     glBindTexture(GL_RENDERBUFFER, texture);
@@ -696,6 +699,7 @@ static void wrong_calls(void)
     expect_error("negative room for sample counts");
     glGenTextures(-1, &(GLuint){0});
     expect_error("a negative number of names");
+    end_wrong_call("the last of them", GL_NO_ERROR);
     glDeleteTextures(1, &texture);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
-// Decoding of ASTC textures to 8 bits a channel: 2D blocks, the LDR profile of the Khronos Data Format
-// Specification (its chapter on ASTC). Pure computation: no log, no file, nothing shared between decoders.
+// Decoding of ASTC textures to 8 bits a channel: 2D blocks, LDR profile, as KHR_texture_compression_astc_ldr
+// and the Khronos data format define them. Pure computation: no log, no file, nothing shared between
+// decoders.
 
 #include <cstddef>
 #include <cstdint>

@@ -231,6 +231,8 @@ TEST_F(gles_draws, BindingsWithoutABufferAreNotDrawnFrom)
     };
     const uint32_t array = generate(in::gles30_gen_vertex_arrays, 1)[0];
     target.run(target.make(in::gles30_bind_vertex_array).u32(array));
+    bind(GL_ARRAY_BUFFER, 1);
+    bind(GL_ARRAY_BUFFER, 2);
     use_program({2});
     target.run(target.make(in::gles20_enable_vertex_attrib_array).u32(2));
     target.run(target.make(in::gles31_vertex_attrib_binding).u32(2).u32(5));

@@ -350,8 +350,10 @@ TEST_F(gles_state, ReadPixelsIntoAPackBufferWritesNothing)
                                .u64(16));
     EXPECT_EQ(sent.size(), 1u);
     EXPECT_EQ(fake_host::count("glReadPixels"), 1u);
-    // The host has no such buffer bound: there an offset would be an address.
-    fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([](GLenum, GLint* value) { *value = 0; });
+    // What a vertex array remembers doesn't count: the host has no such buffer, and an offset would be an
+    // address.
+    model().host_bindings.pixel_pack_buffer = 0;
+    model().data_nonshared->vertex_arrays[0].pixel_pack_buffer = 3;
     fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
         [](GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, void* out) { std::memset(out, 0x33, 4); });
     target.run(target.make(in::gles20_read_pixels)
