@@ -49,8 +49,8 @@ protected:
     void TearDown() override
     {
         eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        // The display stays: a driver that is unloaded can't be named to a leak checker.
         eglDestroyContext(display, context);
-        eglTerminate(display);
     }
 
     static void make_program()
