@@ -21,6 +21,17 @@ inline _zelvar_buffer_object_descriptor* find_buffer(_zelvar_context_data* conte
     return found == context->data_shared->buffers.end() ? nullptr : &found->second;
 }
 
+/// An attribute of the bound vertex array; null for an index that it doesn't have.
+inline _zelvar_vertex_attribute_array_descriptor* find_attribute(_zelvar_context_data* context,
+                                                                 uint32_t index)
+{
+    auto* vertex_array = bound_vertex_array(context);
+    if (!vertex_array)
+        return nullptr;
+    auto found = vertex_array->attribute_arrays.find(index);
+    return found == vertex_array->attribute_arrays.end() ? nullptr : &found->second;
+}
+
 /// Where the buffer of a binding point is remembered; null for a target that has none.
 uint32_t* buffer_binding(_zelvar_buffer_bindings& bindings, uint32_t buffer_target);
 

@@ -61,15 +61,6 @@ bool answer_of_model(const _zelvar_vertex_attribute_array_descriptor& attribute,
     }
 }
 
-const _zelvar_vertex_attribute_array_descriptor* find_attribute(_zelvar_context_data* context, GLuint index)
-{
-    auto* vertex_array = bound_vertex_array(context);
-    if (!vertex_array)
-        return nullptr;
-    auto found = vertex_array->attribute_arrays.find(index);
-    return found == vertex_array->attribute_arrays.end() ? nullptr : &found->second;
-}
-
 template <class T>
 void compare_with_target(const T* host, uint32_t count, inline_array<uint8_t> target_value)
 {

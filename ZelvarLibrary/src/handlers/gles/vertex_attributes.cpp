@@ -149,15 +149,6 @@ void gles20_shared_vertex_attrib_pointer(gles_handler& call, const char* functio
         context->parked_arrays.erase(given.index);
 }
 
-_zelvar_vertex_attribute_array_descriptor* find_attribute(_zelvar_context_data* context, GLuint index)
-{
-    auto* vertex_array = bound_vertex_array(context);
-    if (!vertex_array)
-        return nullptr;
-    auto found = vertex_array->attribute_arrays.find(index);
-    return found == vertex_array->attribute_arrays.end() ? nullptr : &found->second;
-}
-
 template <auto Field>
 void switch_attribute(gles_handler& call, const char* function, GLuint index, bool on)
 {
