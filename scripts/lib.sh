@@ -23,14 +23,14 @@ fail()
 
 # What every build needs.
 packages_build=(build-essential cmake ninja-build ccache pkg-config python3 git
-    libegl-dev libgles-dev libvulkan-dev libx11-dev
+    libegl-dev libgles-dev libvulkan-dev libx11-dev glslang-tools
     libgtest-dev libgmock-dev libbenchmark-dev libpng-dev libcli11-dev libfmt-dev)
 # What the codec is measured beside.
 packages_bench=(libqoi-dev liblz4-dev)
-# What examples and tests meet at run time: the software driver.
-packages_run=(libegl1 libgles2 libegl-mesa0 libgl1-mesa-dri)
+# What examples and tests meet at run time: the software drivers.
+packages_run=(libegl1 libgles2 libegl-mesa0 libgl1-mesa-dri libvulkan1 mesa-vulkan-drivers)
 # What only tests need: an X server, for windows of X clients, and real applications.
-packages_test=(xvfb glmark2-es2-x11 mesa-utils libsdl2-tests)
+packages_test=(xvfb glmark2-es2-x11 mesa-utils libsdl2-tests vulkan-tools vulkan-validationlayers)
 # What checks and fuzz targets need on top.
 packages_clang=(clang clang-tidy clang-format libclang-rt-dev)
 # 32-bit targets are built where the compiler can.
