@@ -19,7 +19,7 @@
 //         }
 //     }
 //
-// Creating and destroying plain objects is told once, in vk_objects.h.
+// Creating and destroying plain objects is told once, in plain_objects.h.
 
 #include "handlers/handler.h"
 #include "hosttables/host_tables.h"
