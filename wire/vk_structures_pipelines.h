@@ -318,7 +318,7 @@ struct description<VkPipelineMultisampleStateCreateInfo>
     using fields =
         list<plain<&S::sType>, next<&S::pNext>,
              plain<&S::flags, &S::rasterizationSamples, &S::sampleShadingEnable, &S::minSampleShading>,
-             optional<sample_mask<&S::pSampleMask, &S::rasterizationSamples>>,
+             sample_mask<&S::pSampleMask, &S::rasterizationSamples>,
              plain<&S::alphaToCoverageEnable, &S::alphaToOneEnable>>;
 };
 
