@@ -19,7 +19,7 @@
 //         }
 //     }
 //
-// Creating and destroying plain objects is told once, in vk_objects.h.
+// Creating and destroying plain objects is told once, in plain_objects.h.
 
 #include "handlers/handler.h"
 #include "hosttables/host_tables.h"
@@ -182,17 +182,15 @@ public:
 
     /// Calls the host; its result, or what the call has so far when the host lacks the function.
     template <auto Field, class... A>
-    VkResult host(A... arguments) const
+    auto host(A... arguments) const
     {
         auto call = function<Field>();
-        return call ? call(arguments...) : static_cast<VkResult>(result);
-    }
-    /// The same for a function without a result.
-    template <auto Field, class... A>
-    void host_void(A... arguments) const
-    {
-        if (auto call = function<Field>())
-            call(arguments...);
+        if constexpr (std::is_void_v<decltype(call(arguments...))>) {
+            if (call)
+                call(arguments...);
+        } else {
+            return call ? call(arguments...) : static_cast<VkResult>(result);
+        }
     }
 
     /// The host's object for a target's handle. False, with a line, when it isn't known; null is null.
