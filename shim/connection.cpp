@@ -6,6 +6,7 @@
 #include "shim/sync_objects.h"
 #include "shim/thread_state.h"
 #include "shim/vertex_state.h"
+#include "shim/vk_stream.h"
 #include "shim/windows.h"
 
 #include "wire/wire.h"
@@ -282,6 +283,11 @@ bool connect()
     return open_locked();
 }
 
+bool has_device()
+{
+    return device.load(std::memory_order_acquire) == device_state::connected;
+}
+
 const settings& current_settings()
 {
     return state.current;
@@ -347,6 +353,7 @@ void forget_connection()
     forget_sync_objects();
     forget_windows();
     forget_vertex_states();
+    forget_vk_stream();
     set_log_level(settings{}.log_level);
     device.store(device_state::unknown, std::memory_order_release);
 }
