@@ -1,14 +1,14 @@
 #include "handlers/vk/astc_upload.h"
 
+#include "handlers/vk/mapped_memory.h"
 #include "pixels/astc_formats.h"
 
 #include <algorithm>
-#include <memory>
-#include <new>
 
 using vk = sidechannel_vk_imports;
 
 namespace {
+constexpr uint32_t widest_image = 16384; // texels; no host has wider ones
 constexpr VkMemoryPropertyFlags host_visible_and_coherent =
     VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT;
 
@@ -87,29 +87,6 @@ bool make_texel_buffer(const vk_frame& call, const vk_device_record& data, VkDev
     return false;
 }
 
-/// The decoder takes whole images: of blocks that the memory doesn't hold it gets zeros, which decode as
-/// errors.
-bool decode(VkFormat format, const VkExtent3D& extent, uint8_t* source, VkDeviceSize source_size,
-            uint8_t* destination)
-{
-    unsigned char width = 0;
-    unsigned char height = 0;
-    get_astc_blockdim(format, &width, &height);
-    const uint64_t blocks =
-        ((uint64_t{extent.width} + width - 1) / width) * ((uint64_t{extent.height} + height - 1) / height);
-    std::unique_ptr<uint8_t[]> completed;
-    if (const uint64_t needed = blocks * 16; needed > source_size) {
-        completed.reset(new (std::nothrow) uint8_t[needed]());
-        if (!completed)
-            return false;
-        std::copy_n(source, source_size, completed.get());
-        source = completed.get();
-    }
-    zelvar_helpers_decodeASTCtoRGBA8888(format, static_cast<int>(extent.width),
-                                        static_cast<int>(extent.height), source, destination);
-    return true;
-}
-
 /// Puts the decoded buffer and its memory where the target's handles lead. What the target made first lives
 /// on until the target ends it, since commands and other buffers may still use it.
 void take_place(const vk_frame& call, vk_device_record* data, vk_entry_of<VkBuffer>& buffer,
@@ -173,7 +150,8 @@ bool vk_decode_astc_source(const vk_frame& call, vk_device_record* data, VkBuffe
 
     const VkExtent3D extent = regions[0].imageExtent;
     const uint64_t bytes = uint64_t{extent.width} * extent.height * 4;
-    if (extent.width == 0 || extent.height == 0 || extent.width > UINT16_MAX || extent.height > UINT16_MAX) {
+    if (extent.width == 0 || extent.height == 0 || extent.width > widest_image ||
+        extent.height > widest_image) {
         LOG_ERROR("Could not create buffer for ASTC support");
         return false;
     }
@@ -186,18 +164,15 @@ bool vk_decode_astc_source(const vk_frame& call, vk_device_record* data, VkBuffe
         return false;
     }
     texel_buffer made;
-    bool decoded = false;
-    if (make_texel_buffer(call, *data, bytes, old.size, &made)) {
-        decoded = decode(format, extent, static_cast<uint8_t*>(blocks),
-                         mapped_by_target ? old.map_size : old.size, made.pixels);
-        if (!decoded)
-            release(call, data->device, made);
-    }
-    if (!decoded) {
+    if (!make_texel_buffer(call, *data, bytes, old.size, &made)) {
         if (!mapped_by_target)
             run_on_host<&vk::vkUnmapMemory>(call, data->device, old.host);
         return false;
     }
+    VkImageCreateInfo uploaded = image->second.create_info;
+    uploaded.extent = extent;
+    vk_decode_astc(uploaded, static_cast<uint8_t*>(blocks), mapped_by_target ? old.map_size : old.size,
+                   made.pixels, bytes);
     take_place(call, data, buffer->second, old, mapped_by_target, made);
     *region_count = regions_of_texels(regions, *region_count, bytes);
     return true;
