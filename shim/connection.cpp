@@ -1,6 +1,7 @@
 #include "shim/connection.h"
 
 #include "shim/log.h"
+#include "shim/native_buffers.h"
 #include "shim/process_lock.h"
 #include "shim/services.h"
 #include "shim/sync_objects.h"
@@ -354,6 +355,7 @@ void forget_connection()
     forget_windows();
     forget_vertex_states();
     forget_vk_stream();
+    forget_native_buffers();
     set_log_level(settings{}.log_level);
     device.store(device_state::unknown, std::memory_order_release);
 }

@@ -14,7 +14,10 @@
 namespace shim {
 
 template <class T>
-concept vk_complete = requires { sizeof(T); };
+concept vk_complete = requires
+{
+    sizeof(T);
+};
 
 /// A handle that is a pointer in this process. In 32-bit processes most handles are numbers.
 template <class T>
@@ -28,8 +31,7 @@ inline constexpr bool is_vk_output =
     std::is_pointer_v<T> && !is_pointer_handle<T> && !std::is_const_v<std::remove_pointer_t<T>>;
 
 template <class T>
-inline constexpr bool is_output_structure =
-    is_vk_output<T> && vk_wire::is_described<std::remove_pointer_t<T>>;
+inline constexpr bool is_output_structure = is_vk_output<T>&& vk_wire::is_described<std::remove_pointer_t<T>>;
 
 /// A pointer through which the shim hands out handles of its own making.
 template <class T>
@@ -202,13 +204,15 @@ R send_vk(const vk_surroundings& around, A... arguments)
     vk_message out{Id};
     constexpr auto indices = std::make_integer_sequence<uint32_t, sizeof...(A)>{};
     std::array<layout_bridge, vk_wire::native_layout_travels ? 1 : sizeof...(A)> bridges;
-    [&]<uint32_t... I>(std::integer_sequence<uint32_t, I...>) {
+    [&]<uint32_t... I>(std::integer_sequence<uint32_t, I...>)
+    {
         if constexpr (vk_wire::native_layout_travels)
             put_vk_arguments<R>(out, arguments...);
         else
-            put_vk_arguments<R>(
-                out, bridges[I].open(arguments, vk_behind<Id, I>::count(arguments...), around)...);
-    }(indices);
+            put_vk_arguments<R>(out,
+                                bridges[I].open(arguments, vk_behind<Id, I>::count(arguments...), around)...);
+    }
+    (indices);
     put_all_vk_contents<Id>(out, around, indices, arguments...);
     if constexpr (std::is_void_v<R> && !(false || ... || is_vk_output<A>)) {
         out.leave();
@@ -216,9 +220,11 @@ R send_vk(const vk_surroundings& around, A... arguments)
     }
     const vk_answer answer = out.send();
     if constexpr (!vk_wire::native_layout_travels)
-        [&]<uint32_t... I>(std::integer_sequence<uint32_t, I...>) {
+        [&]<uint32_t... I>(std::integer_sequence<uint32_t, I...>)
+        {
             (bridges[I].close(arguments), ...);
-        }(indices);
+        }
+    (indices);
     if constexpr (std::is_same_v<R, VkResult>)
         return answer.result();
 }
@@ -278,9 +284,8 @@ struct vk_entry<Id, R(A...)>
     }
 
 private:
-    static constexpr bool is_destroy =
-        std::is_void_v<R> && sizeof...(A) == 3 &&
-        (false || ... || std::is_same_v<A, const VkAllocationCallbacks*>);
+    static constexpr bool is_destroy = std::is_void_v<R> && sizeof...(A) == 3 &&
+                                       (false || ... || std::is_same_v<A, const VkAllocationCallbacks*>);
 
     template <class V, uint32_t... I>
     static void for_new_handles(const V& visit, std::integer_sequence<uint32_t, I...>, A... arguments)

@@ -73,9 +73,8 @@ void unmap_memory(VkDevice device, VkDeviceMemory memory)
 VkResult create_command_pool(VkDevice device, const VkCommandPoolCreateInfo* info,
                              const VkAllocationCallbacks* allocator, VkCommandPool* pool)
 {
-    const VkResult result =
-        vk_entry<in::vk_create_command_pool, decltype(vkCreateCommandPool)>::call(device, info, allocator,
-                                                                                  pool);
+    const VkResult result = vk_entry<in::vk_create_command_pool, decltype(vkCreateCommandPool)>::call(
+        device, info, allocator, pool);
     if (result == VK_SUCCESS) {
         vk_device& self = object_of(device);
         const std::lock_guard<process_lock> guard{self.lock};
@@ -264,7 +263,8 @@ constexpr bool is_sent_as_it_is(uint32_t id)
         in::vk_free_command_buffers,
         in::vk_begin_command_buffer,
     };
-    const bool of_window_system = id >= in::vk_destroy_surface_khr && id <= in::vk_create_shared_swapchains_khr;
+    const bool of_window_system =
+        id >= in::vk_destroy_surface_khr && id <= in::vk_create_shared_swapchains_khr;
     return !of_window_system && id < in::vk_get_swapchain_gralloc_usage_android &&
            std::find(std::begin(others), std::end(others), id) == std::end(others);
 }

@@ -79,8 +79,7 @@ VkResult create_instance(const VkInstanceCreateInfo* info, const VkAllocationCal
     own.ppEnabledExtensionNames = passed_on.empty() ? nullptr : passed_on.data();
     auto made = std::make_unique<vk_instance>();
     *instance = reinterpret_cast<VkInstance>(made.get());
-    const VkResult result =
-        SEND_VK(vk_create_instance, vkCreateInstance, {}, &own, allocator, instance);
+    const VkResult result = SEND_VK(vk_create_instance, vkCreateInstance, {}, &own, allocator, instance);
     if (result < 0)
         *instance = nullptr;
     else
@@ -105,8 +104,8 @@ VkResult enumerate_physical_devices(VkInstance instance, uint32_t* count, VkPhys
         auto made = std::make_unique<vk_physical_device>();
         auto handle = reinterpret_cast<VkPhysicalDevice>(made.get());
         uint32_t room = 1; // the library has one physical device, whatever the host has
-        const VkResult result = SEND_VK(vk_enumerate_physical_devices, vkEnumeratePhysicalDevices, {},
-                                        instance, &room, &handle);
+        const VkResult result =
+            SEND_VK(vk_enumerate_physical_devices, vkEnumeratePhysicalDevices, {}, instance, &room, &handle);
         if (result < 0)
             return result;
         self.physical_device = std::move(made);
@@ -311,8 +310,8 @@ vk_entry_points vk_instance_entry_points()
 
 extern "C" {
 
-/// Version 4: entry points of physical devices, and surfaces that are the driver's own objects. Later versions
-/// are for drivers of Vulkan 1.1.
+/// Version 4: entry points of physical devices, and surfaces that are the driver's own objects. Later
+/// versions are for drivers of Vulkan 1.1.
 SHIM_EXPORT VkResult SHIM_NAME(vk_icdNegotiateLoaderICDInterfaceVersion)(uint32_t* version)
 {
     constexpr uint32_t newest = 4, oldest = 2;

@@ -65,7 +65,7 @@ struct vk_device : dispatchable
     vk_physical_device* physical_device = nullptr;
     bool has_swapchains = false; // the extension is on
 
-    process_lock lock; // of what follows
+    process_lock lock;                                                         // of what follows
     std::map<std::pair<uint32_t, uint32_t>, std::unique_ptr<vk_queue>> queues; // by family and index
     std::map<VkCommandPool, std::map<VkCommandBuffer, std::unique_ptr<vk_command_buffer>>> command_pools;
 };
