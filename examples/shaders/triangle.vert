@@ -7,11 +7,6 @@ layout(push_constant) uniform constants
     layout(offset = 12) float size;
 };
 layout(location = 0) out vec3 colour;
-out gl_PerVertex
-{
-    vec4 gl_Position;
-    float gl_PointSize;
-};
 
 const vec2 corners[3] = vec2[](vec2(0.0, -0.75), vec2(0.75, 0.5), vec2(-0.5, 0.75));
 
