@@ -55,8 +55,9 @@ void write_picture(const char* name, const void* pixels, uint32_t width, uint32_
 {
     if (!picture_folder)
         return;
+    static int number;
     char path[4096];
-    const int length = snprintf(path, sizeof path, "%s/%s.ppm", picture_folder, name);
+    const int length = snprintf(path, sizeof path, "%s/%03d %s.ppm", picture_folder, number++, name);
     check(length > 0 && (size_t)length < sizeof path, "the picture's name");
     FILE* const file = fopen(path, "wb");
     check(file != NULL, path);

@@ -24,7 +24,8 @@ void end_sum(const char* subject);
 
 /* "--pictures FOLDER" on the command line: write_picture writes into it, and nowhere without it. */
 void take_options(int count, char** arguments);
-/* 8 bits each of red, green, blue, alpha, top row first; written without alpha as FOLDER/NAME.ppm. */
+/* 8 bits each of red, green, blue, alpha, top row first; written without alpha as
+ * FOLDER/NUMBER NAME.ppm, in the order of the calls. */
 void write_picture(const char* name, const void* pixels, uint32_t width, uint32_t height);
 /* Value of "--NAME N" or "--NAME TEXT" on the command line, or the default. */
 int number_option(int count, char** arguments, const char* name, int fallback);
