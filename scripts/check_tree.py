@@ -24,6 +24,7 @@ READS_MESSAGE_BYTES = {
     "ZelvarLibrary/src/inbound/batch_commands.cpp",
     "ZelvarLibrary/src/inbound/cursor.h",
     "ZelvarLibrary/src/inbound/inbound_traffic.cpp",
+    "ZelvarLibrary/src/inbound/vk_reader.h",
     "ZelvarLibrary/src/workers/zelvar_context_worker.cpp",
 }
 MESSAGE_READ = re.compile(

@@ -1,11 +1,13 @@
 #include "shim/connection.h"
 
 #include "shim/log.h"
+#include "shim/native_buffers.h"
 #include "shim/process_lock.h"
 #include "shim/services.h"
 #include "shim/sync_objects.h"
 #include "shim/thread_state.h"
 #include "shim/vertex_state.h"
+#include "shim/vk_stream.h"
 #include "shim/windows.h"
 
 #include "wire/wire.h"
@@ -282,6 +284,11 @@ bool connect()
     return open_locked();
 }
 
+bool has_device()
+{
+    return device.load(std::memory_order_acquire) == device_state::connected;
+}
+
 const settings& current_settings()
 {
     return state.current;
@@ -347,6 +354,8 @@ void forget_connection()
     forget_sync_objects();
     forget_windows();
     forget_vertex_states();
+    forget_vk_stream();
+    forget_native_buffers();
     set_log_level(settings{}.log_level);
     device.store(device_state::unknown, std::memory_order_release);
 }

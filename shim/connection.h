@@ -35,6 +35,9 @@ inline constexpr uint32_t longest_message = 0x400000;
 /// Connects on first use and fetches the settings. Returns whether there is a device to talk to. Any thread.
 bool connect();
 
+/// Whether there is a device and it has not been lost.
+bool has_device();
+
 /// The settings; valid after `connect` has returned true.
 const settings& current_settings();
 

@@ -1,6 +1,7 @@
 #include "shim/services.h"
 
 #include "shim/log.h"
+#include "shim/native_buffers.h"
 #include "shim/proc_address.h"
 #include "shim/sync_objects.h"
 #include "shim/target_calls.h"
@@ -166,6 +167,17 @@ uint32_t wait_now(uint64_t id, uint64_t timeout)
     return sync_object_signals(id) ? EGL_CONDITION_SATISFIED_KHR : EGL_TIMEOUT_EXPIRED_KHR;
 }
 
+/// The handle of the memory that is being allocated. This stand-in has no memory of its own behind it, and
+/// made the handle up before it sent the call.
+uint64_t new_memory_handle(fields request)
+{
+    request.u64(); // device
+    request.u64(); // allocate info
+    request.u64(); // allocator
+    const auto* made = request.pointer<const uint64_t>();
+    return made ? *made : 0;
+}
+
 void not_built(const char* what)
 {
     say(gate::error, "%s isn't built in this stand-in; the answer is zeros.", what);
@@ -245,11 +257,13 @@ void answer_service(thread_state* self, uint32_t type, fields request, service_a
     case out::winsys_buffer_object_end_use:
     case out::winsys_map_buffer_object:
     case out::winsys_unmap_buffer_object:
+        not_built("Native buffers of EGL");
+        break;
     case out::winsys_map_buffer_object_vk:
-        not_built("Native buffers");
+        answer.set(describe_native_buffer(request.u64()));
         break;
     case out::vkAllocateMemory:
-        not_built("Vulkan");
+        answer.set(new_memory_handle(request));
         break;
     default:
         break; // accepted, and nothing to do

@@ -38,6 +38,7 @@ foreach(source IN LISTS SHIM_LIBRARY_SOURCES)
     list(APPEND SHIM32_OBJECTS ${object})
 endforeach()
 shim32_object(SHIM32_FILTER gles_filter.cpp)
+shim32_object(SHIM32_VK_FILTER vk_filter.cpp)
 
 add_custom_command(OUTPUT ${SHIM32_DIR}/libEGL.so.1
     COMMAND ${CMAKE_CXX_COMPILER} ${SHIM32_LINK} -Wl,-soname,libEGL.so.1
@@ -53,4 +54,13 @@ add_custom_command(OUTPUT ${SHIM32_DIR}/libGLESv2.so.2
     COMMAND ${CMAKE_COMMAND} -E create_symlink libGLESv2.so.2 ${SHIM32_DIR}/libGLESv2.so
     DEPENDS ${SHIM32_FILTER} ${CMAKE_CURRENT_SOURCE_DIR}/gles.map
     COMMENT "Linking 32-bit libGLESv2.so.2" VERBATIM)
-add_custom_target(zelvar_shim32 ALL DEPENDS ${SHIM32_DIR}/libEGL.so.1 ${SHIM32_DIR}/libGLESv2.so.2)
+add_custom_command(OUTPUT ${SHIM32_DIR}/libzelvar_vk.so
+    COMMAND ${CMAKE_CXX_COMPILER} ${SHIM32_LINK} -Wl,--filter=libEGL.so.1 -Wl,-rpath,$ORIGIN
+            -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/vk.map ${SHIM32_VK_FILTER}
+            -o ${SHIM32_DIR}/libzelvar_vk.so
+    DEPENDS ${SHIM32_VK_FILTER} ${CMAKE_CURRENT_SOURCE_DIR}/vk.map
+    COMMENT "Linking 32-bit libzelvar_vk.so" VERBATIM)
+set(ZELVAR_VK_BITS 32)
+configure_file(${CMAKE_CURRENT_SOURCE_DIR}/zelvar_vk.json.in ${SHIM32_DIR}/zelvar_vk.json @ONLY)
+add_custom_target(zelvar_shim32 ALL DEPENDS ${SHIM32_DIR}/libEGL.so.1 ${SHIM32_DIR}/libGLESv2.so.2
+    ${SHIM32_DIR}/libzelvar_vk.so)

@@ -22,8 +22,7 @@ struct surface_record
 {
     uint64_t native_window = 0;
     window_size size;
-    uint8_t* pixels = nullptr;
-    size_t pixel_bytes = 0; // whole pages
+    frame_memory memory;
 };
 
 // All guarded by windows_lock and never destroyed.
@@ -40,39 +39,15 @@ window_size size_of_window_locked(uint64_t native_window)
     return native_window ? screen_size() : window_size{};
 }
 
-void unmap_pixels(surface_record& record)
+frame_buffer frame_buffer_locked(surface_record& record, window_size size)
 {
-    if (!record.pixels)
-        return;
-    munmap(record.pixels, record.pixel_bytes + guard_span);
-    record.pixels = nullptr;
-}
-
-/// Bytes of a frame buffer: its pixels, or a compressed frame that found nothing to save, which has a header
-/// block of 16 bytes for each 16x16 pixels and whole 16x16 pixels at its edges.
-uint32_t frame_buffer_length(window_size size)
-{
-    const uint32_t across = (size.width + 15) / 16;
-    const uint32_t down = (size.height + 15) / 16;
-    return across * down * (16 + 16 * 16 * 4);
-}
-
-bool map_pixels(surface_record& record)
-{
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t bytes = frame_buffer_length(record.size);
-    record.pixel_bytes = (bytes + page - 1) / page * page;
-    void* span = mmap(nullptr, record.pixel_bytes + guard_span, PROT_NONE,
-                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (span == MAP_FAILED || mprotect(span, record.pixel_bytes, PROT_READ | PROT_WRITE) != 0) {
-        say(gate::error, "There is no memory for a frame buffer of %ux%u.", record.size.width,
-            record.size.height);
-        if (span != MAP_FAILED)
-            munmap(span, record.pixel_bytes + guard_span);
-        return false;
+    if (size.width && size.height && size != record.size) {
+        record.memory.release();
+        record.size = size;
     }
-    record.pixels = static_cast<uint8_t*>(span);
-    return true;
+    if (!record.memory.pixels() && !record.memory.make(record.size))
+        return {};
+    return {record.memory.pixels(), frame_memory::length(record.size), record.size, record.size.width};
 }
 
 surface_record* find_surface(void* surface)
@@ -82,6 +57,44 @@ surface_record* find_surface(void* surface)
 }
 
 } // namespace
+
+frame_memory::~frame_memory()
+{
+    release();
+}
+
+void frame_memory::release()
+{
+    if (pixels_)
+        munmap(pixels_, bytes_ + guard_span);
+    pixels_ = nullptr;
+}
+
+/// Bytes of a frame buffer: its pixels, or a compressed frame that found nothing to save, which has a header
+/// block of 16 bytes for each 16x16 pixels and whole 16x16 pixels at its edges.
+uint32_t frame_memory::length(window_size size)
+{
+    const uint32_t across = (size.width + 15) / 16;
+    const uint32_t down = (size.height + 15) / 16;
+    return across * down * (16 + 16 * 16 * 4);
+}
+
+bool frame_memory::make(window_size size)
+{
+    release();
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    bytes_ = (length(size) + page - 1) / page * page;
+    void* span =
+        mmap(nullptr, bytes_ + guard_span, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (span == MAP_FAILED || mprotect(span, bytes_, PROT_READ | PROT_WRITE) != 0) {
+        say(gate::error, "There is no memory for a frame buffer of %ux%u.", size.width, size.height);
+        if (span != MAP_FAILED)
+            munmap(span, bytes_ + guard_span);
+        return false;
+    }
+    pixels_ = static_cast<uint8_t*>(span);
+    return true;
+}
 
 window_size screen_size()
 {
@@ -119,7 +132,7 @@ void add_window_surface(void* surface, uint64_t native_window)
 {
     const std::lock_guard<process_lock> guard{windows_lock};
     surface_record& record = surfaces[surface];
-    unmap_pixels(record);
+    record.memory.release();
     record.native_window = native_window;
     record.size = size_of_window_locked(native_window);
 }
@@ -127,8 +140,6 @@ void add_window_surface(void* surface, uint64_t native_window)
 void remove_window_surface(void* surface)
 {
     const std::lock_guard<process_lock> guard{windows_lock};
-    if (surface_record* record = find_surface(surface))
-        unmap_pixels(*record);
     surfaces.erase(surface);
 }
 
@@ -136,16 +147,15 @@ frame_buffer frame_buffer_for_swap(void* surface)
 {
     const std::lock_guard<process_lock> guard{windows_lock};
     surface_record* record = find_surface(surface);
-    if (!record)
-        return {};
-    const window_size size = size_of_window_locked(record->native_window);
-    if (size.width && size.height && size != record->size) {
-        unmap_pixels(*record);
-        record->size = size;
-    }
-    if (!record->pixels && !map_pixels(*record))
-        return {};
-    return {record->pixels, frame_buffer_length(record->size), record->size, record->size.width};
+    return record ? frame_buffer_locked(*record, size_of_window_locked(record->native_window))
+                  : frame_buffer{};
+}
+
+frame_buffer frame_buffer_of_size(void* surface, window_size size)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    surface_record* record = find_surface(surface);
+    return record ? frame_buffer_locked(*record, size) : frame_buffer{};
 }
 
 window_size frame_size(void* surface)
@@ -179,11 +189,12 @@ void frame_swapped(void* surface)
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
-        if (!record || !record->pixels)
+        const uint8_t* pixels = record ? record->memory.pixels() : nullptr;
+        if (!pixels)
             return;
         if (server)
-            server->show(record->native_window, {record->pixels, record->size, record->size.width});
-        notice = {record->pixels, record->size.width, record->size.height};
+            server->show(record->native_window, {pixels, record->size, record->size.width});
+        notice = {pixels, record->size.width, record->size.height};
     }
     announce_frame(notice);
 }
@@ -192,6 +203,8 @@ void forget_windows()
 {
     windows_lock.revive();
     // Frame buffers stay mapped: in a forked child they are a copy that nothing refers to any more.
+    for (auto& [surface, record] : surfaces)
+        record.memory.forget();
     surfaces.clear();
     server = nullptr;
     told = {};

@@ -2,6 +2,7 @@
 // Windows and their frame buffers. A native window is a full screen of the frame buffer's size, unless the
 // application is a client of an X server: then it is what the server says.
 
+#include <cstddef>
 #include <cstdint>
 
 namespace shim {
@@ -64,6 +65,34 @@ struct frame_buffer
 
 /// The frame buffer of a window surface, made anew when the window has changed its size.
 frame_buffer frame_buffer_for_swap(void* surface);
+
+/// The same with a size that isn't the window's to tell, but the application's.
+frame_buffer frame_buffer_of_size(void* surface, window_size size);
+
+/// Memory that the library writes frames to, compressed ones too; nothing else may lie behind it.
+class frame_memory
+{
+public:
+    frame_memory() = default;
+    ~frame_memory();
+    frame_memory(const frame_memory&) = delete;
+    frame_memory& operator=(const frame_memory&) = delete;
+
+    /// Makes the memory for frames of this size, all zero, in the place of what there was. False when there
+    /// is none.
+    bool make(window_size size);
+    void release();
+    /// Leaves the memory where it is and forgets it.
+    void forget() { pixels_ = nullptr; }
+
+    uint8_t* pixels() const { return pixels_; }
+    /// Bytes for a frame of this size.
+    static uint32_t length(window_size size);
+
+private:
+    uint8_t* pixels_ = nullptr;
+    size_t bytes_ = 0; // whole pages
+};
 
 /// The size that the library has to read and write frames of `surface` with.
 window_size frame_size(void* surface);

@@ -1,6 +1,7 @@
 #include "shim/x_windows.h"
 
 #include "shim/log.h"
+#include "shim/pixels.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -98,24 +99,6 @@ bool xcb_shm_functions::load()
     return extension && load_function(library, attach, "xcb_shm_attach_checked") &&
            load_function(library, detach, "xcb_shm_detach") &&
            load_function(library, put_image, "xcb_shm_put_image");
-}
-
-/// R, G, B, A bytes to the B, G, R, A of X servers.
-void swap_red_and_blue(const uint8_t* from, uint8_t* to, size_t pixels)
-{
-    using four_pixels = uint32_t __attribute__((vector_size(16)));
-    for (; pixels >= 4; pixels -= 4, from += 16, to += 16) {
-        four_pixels v;
-        std::memcpy(&v, from, sizeof v);
-        v = (v & 0xff00ff00u) | ((v >> 16) & 0xffu) | ((v & 0xffu) << 16);
-        std::memcpy(to, &v, sizeof v);
-    }
-    for (; pixels > 0; --pixels, from += 4, to += 4) {
-        uint32_t v;
-        std::memcpy(&v, from, sizeof v);
-        v = (v & 0xff00ff00u) | ((v >> 16) & 0xffu) | ((v & 0xffu) << 16);
-        std::memcpy(to, &v, sizeof v);
-    }
 }
 
 /// Results of libxcb are released with free.
@@ -338,6 +321,15 @@ void settle_x_display(void* xlib_display)
     using sync_function = int (*)(void*, int);
     if (const auto sync = reinterpret_cast<sync_function>(dlsym(xlib, "XSync")))
         sync(xlib_display, 0);
+}
+
+void settle_xcb_connection(void* connection)
+{
+    xcb_functions xcb;
+    if (!connection || !xcb.load())
+        return;
+    auto* to = static_cast<xcb_connection_t*>(connection);
+    own(xcb.get_input_focus_reply(to, xcb.get_input_focus(to), nullptr));
 }
 
 window_server* open_x_server(void* xlib_display)

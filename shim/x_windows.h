@@ -18,4 +18,7 @@ bool is_xlib_display(void* native_display);
 /// Waits until the server has seen what the application has asked for, its new windows among it.
 void settle_x_display(void* xlib_display);
 
+/// The same for a connection of libxcb.
+void settle_xcb_connection(void* connection);
+
 } // namespace shim

@@ -3,6 +3,7 @@
 // sync objects. Who guards a record is said beside it.
 
 #include "data_model/zelvar_data_model.h"
+#include "object_manager/vk_records.h"
 #include "sidechannel_primitives.h"
 #include "wire/api.h"
 #include "wire/wire.h"
@@ -143,11 +144,6 @@ struct _zelvar_object_manager_process_common_data
     uint32_t target_bit = 0; // 32 or 64, 0 until reported
     bool gles_record_created = false;
     bool vk_record_created = false;
-};
-
-/// Objects of a Vulkan process; filled by the Vulkan handlers. Guarded by pid_to_process_data_map_vk_cs.
-struct _zelvar_object_manager_process_data_vk
-{
 };
 
 class ChannelInterfaceWrapper;

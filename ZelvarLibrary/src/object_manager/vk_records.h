@@ -1,0 +1,177 @@
+#pragma once
+// Records of Vulkan objects: per target process the dispatchable handles, per device all others. A target's
+// handle is only ever a key: it is never dereferenced, and a host's handle never goes to the target.
+
+#include "sidechannel_primitives.h"
+#include "wire/api.h"
+#include "zelvar_types.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <tuple>
+
+struct vk_nothing
+{
+};
+struct vk_buffer_data
+{
+    VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
+    bool changed = false;                          // the target has written its contents
+};
+struct vk_descriptor_set_data
+{
+    VkDescriptorPool target_pool = VK_NULL_HANDLE; // ends with it
+};
+struct vk_memory_data
+{
+    VkDeviceSize size = 0;
+    VkImage target_image = VK_NULL_HANDLE; // the last that was bound, likewise the buffer
+    VkBuffer target_buffer = VK_NULL_HANDLE;
+    target_ptr target_address; // of the mapping, null when not mapped
+    uint8_t* host_pointer = nullptr;
+    VkDeviceSize map_offset = 0;
+    VkDeviceSize map_size = 0; // in bytes, never VK_WHOLE_SIZE
+};
+struct vk_signal_data
+{
+    bool signalled_by_system = false; // the host knows nothing of that signal
+};
+/// A window system's buffer of the target, as the image was made for it.
+struct vk_native_buffer
+{
+    uint64_t handle = 0;
+    int32_t stride = 0; // pixels
+    int32_t format = 0;
+    int32_t usage = 0;
+};
+struct vk_image_data
+{
+    VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
+    VkDeviceMemory host_backing = VK_NULL_HANDLE; // of a swapchain image, which has no memory of the target's
+    VkDeviceSize backing_size = 0;
+    VkImageCreateInfo create_info{}; // as the target gave it, without what its pointers led to
+    bool has_native_buffer = false;
+    vk_native_buffer native_buffer;
+};
+
+/// The host's object for a target's handle, and what is known of it.
+template <class Handle, class Data>
+struct vk_entry : Data
+{
+    using handle_type = Handle;
+    Handle host = VK_NULL_HANDLE;
+};
+
+/// `vk_entry_of<VkBuffer>` is the entry of a buffer.
+template <class Handle>
+struct vk_object_traits;
+#define ZELVAR_VK_OBJECT(type, handle, word, data)                                                           \
+    template <>                                                                                              \
+    struct vk_object_traits<handle>                                                                          \
+    {                                                                                                        \
+        using entry = vk_entry<handle, data>;                                                                \
+        static constexpr const char* name = word;                                                            \
+    };
+#include "object_manager/vk_objects.inc"
+#undef ZELVAR_VK_OBJECT
+template <class Handle>
+using vk_entry_of = typename vk_object_traits<Handle>::entry;
+template <class Handle>
+using vk_map_of = std::map<Handle, vk_entry_of<Handle>>;
+
+struct vk_extent_less
+{
+    bool operator()(const VkExtent3D& a, const VkExtent3D& b) const
+    {
+        return std::tie(a.width, a.height, a.depth) < std::tie(b.width, b.height, b.depth);
+    }
+};
+/// An image that the host can read, into which finished swapchain images of one size are copied.
+struct vk_linear_image
+{
+    VkImage image = VK_NULL_HANDLE; // host's, likewise the memory
+    VkDeviceMemory memory = VK_NULL_HANDLE;
+    uint8_t* pixels = nullptr; // the mapping, advanced to the first pixel
+    VkDeviceSize size = 0;     // of the memory
+};
+
+/// One Vulkan device of a target. Everything but the lock is guarded by the lock; records are shared, so that
+/// a thread that waits for the lock keeps the record alive.
+struct _zelvar_object_manager_data_vk_device
+{
+    critical_section__* lock = critical_section_create();
+    VkDevice device = VK_NULL_HANDLE; // host's
+    VkPhysicalDevice target_physical_device = VK_NULL_HANDLE;
+    VkPhysicalDeviceMemoryProperties memory_properties{}; // host's
+    uint32_t graphics_queue_family = UINT32_MAX;          // host's first with the graphics bit
+    VkCommandPool swapchain_command_pool = VK_NULL_HANDLE;
+    VkCommandBuffer swapchain_command_buffer = VK_NULL_HANDLE; // made on first use
+    std::map<VkExtent3D, vk_linear_image, vk_extent_less> linear_images;
+#define ZELVAR_VK_OBJECT(type, handle, word, data) vk_map_of<handle> type;
+#include "object_manager/vk_objects.inc"
+#undef ZELVAR_VK_OBJECT
+    std::set<VkDeviceMemory> coherent_memory; // target's
+    VkMemoryRequirements last_memory_requirements{};
+
+    bool removed = false; // no longer registered: whoever waited for the lock finds out here
+    uint32_t depth = 0;   // locks taken by the holder and not yet undone
+    std::shared_ptr<_zelvar_object_manager_data_vk_device> kept_by_holder;
+
+    _zelvar_object_manager_data_vk_device() = default;
+    _zelvar_object_manager_data_vk_device(const _zelvar_object_manager_data_vk_device&) = delete;
+    _zelvar_object_manager_data_vk_device& operator=(const _zelvar_object_manager_data_vk_device&) = delete;
+    ~_zelvar_object_manager_data_vk_device()
+    {
+        if (lock)
+            critical_section_release(lock);
+    }
+};
+
+/// The map of a type inside a device: `vk_objects_of<VkBuffer>(device)`.
+template <class Handle>
+vk_map_of<Handle>& vk_objects_of(_zelvar_object_manager_data_vk_device& device) = delete;
+#define ZELVAR_VK_OBJECT(type, handle, word, data)                                                           \
+    template <>                                                                                              \
+    inline vk_map_of<handle>& vk_objects_of<handle>(_zelvar_object_manager_data_vk_device & device)          \
+    {                                                                                                        \
+        return device.type;                                                                                  \
+    }
+#include "object_manager/vk_objects.inc"
+#undef ZELVAR_VK_OBJECT
+
+struct vk_instance_data
+{
+    VkInstance host = VK_NULL_HANDLE;
+    VkDebugReportCallbackEXT debug_callback = VK_NULL_HANDLE;
+};
+struct vk_physical_device_data
+{
+    VkInstance target_instance = VK_NULL_HANDLE;
+    VkPhysicalDevice host = VK_NULL_HANDLE;
+    VkPhysicalDeviceMemoryProperties host_memory{};
+    VkPhysicalDeviceMemoryProperties target_memory{};
+    VkPhysicalDeviceFeatures features{}; // what target and host both have
+};
+struct vk_queue_data
+{
+    VkQueue host = VK_NULL_HANDLE;
+    VkDevice target_device = VK_NULL_HANDLE;
+};
+struct vk_command_buffer_data
+{
+    VkCommandBuffer host = VK_NULL_HANDLE;
+    VkDevice target_device = VK_NULL_HANDLE;
+    VkCommandPool target_pool = VK_NULL_HANDLE; // ends with it
+};
+
+/// Objects of a Vulkan process, by target handle. Guarded by pid_to_process_data_map_vk_cs.
+struct _zelvar_object_manager_process_data_vk
+{
+    std::map<VkInstance, vk_instance_data> instances;
+    std::map<VkPhysicalDevice, vk_physical_device_data> physical_devices;
+    std::map<VkDevice, std::shared_ptr<_zelvar_object_manager_data_vk_device>> devices;
+    std::map<VkQueue, vk_queue_data> queues;
+    std::map<VkCommandBuffer, vk_command_buffer_data> command_buffers;
+};

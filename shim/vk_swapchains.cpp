@@ -1,0 +1,256 @@
+// Swapchains, which the shim makes of images on native buffers, as the target's window system would.
+
+#include "shim/log.h"
+#include "shim/native_buffers.h"
+#include "shim/pixels.h"
+#include "shim/vk_entries.h"
+#include "shim/vk_surfaces.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <iterator>
+#include <mutex>
+
+namespace shim {
+
+namespace {
+
+struct swapchain_image
+{
+    explicit swapchain_image(window_size size) : buffer{size} {}
+
+    VkImage image{};
+    native_buffer buffer;
+    bool acquired = false;
+};
+
+struct vk_swapchain
+{
+    vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info);
+    ~vk_swapchain();
+
+    VkResult make_images(const VkSwapchainCreateInfoKHR& info);
+    /// The next free image; waits for one as long as the time-out says.
+    VkResult take(uint64_t timeout, uint32_t& index);
+    void give_back(uint32_t index);
+    /// Brings the frame in an image's buffer before the user's eyes.
+    void show(uint32_t index);
+
+    const VkDevice device;
+    vk_surface& surface;
+    const VkFormat format;
+    const VkExtent2D extent;
+    std::vector<std::unique_ptr<swapchain_image>> images;
+    std::atomic<bool> retired{false};
+
+private:
+    std::mutex lock_;
+    std::condition_variable given_back_;
+    std::deque<uint32_t> free_; // in the order in which they were shown
+};
+
+vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info)
+    : device{its_device}, surface{*object_behind<vk_surface>(info.surface)}, format{info.imageFormat},
+      extent{info.imageExtent}
+{
+}
+
+vk_swapchain::~vk_swapchain()
+{
+    for (const auto& one : images)
+        if (one->image)
+            SEND_VK(vk_destroy_image, vkDestroyImage, {}, device, one->image, nullptr);
+}
+
+VkResult vk_swapchain::make_images(const VkSwapchainCreateInfoKHR& info)
+{
+    int usage = 0;
+    const VkResult usable = SEND_VK(vk_get_swapchain_gralloc_usage_android, vkGetSwapchainGrallocUsageANDROID,
+                                    {}, device, format, info.imageUsage, &usage);
+    if (usable < 0)
+        return usable;
+    const uint32_t count = std::max(info.minImageCount, fewest_swapchain_images);
+    const window_size size{extent.width, extent.height};
+    for (uint32_t i = 0; i < count; ++i) {
+        images.push_back(std::make_unique<swapchain_image>(size));
+        swapchain_image& one = *images.back();
+        if (!one.buffer.pixels())
+            return VK_ERROR_OUT_OF_HOST_MEMORY;
+        VkNativeBufferANDROID buffer{};
+        buffer.sType = vk_wire::native_buffer_type;
+        buffer.handle = &one.buffer;
+        buffer.stride = static_cast<int32_t>(extent.width);
+        buffer.format = format;
+        buffer.usage = usage;
+        VkImageCreateInfo image{};
+        image.sType = VK_STRUCTURE_TYPE_IMAGE_CREATE_INFO;
+        image.pNext = &buffer;
+        image.imageType = VK_IMAGE_TYPE_2D;
+        image.format = format;
+        image.extent = {extent.width, extent.height, 1};
+        image.mipLevels = 1;
+        image.arrayLayers = 1;
+        image.samples = VK_SAMPLE_COUNT_1_BIT;
+        image.tiling = VK_IMAGE_TILING_OPTIMAL;
+        image.usage = info.imageUsage;
+        image.sharingMode = info.imageSharingMode;
+        image.queueFamilyIndexCount = info.queueFamilyIndexCount;
+        image.pQueueFamilyIndices = info.pQueueFamilyIndices;
+        const VkResult made = vk_entry<wire::inbound::vk_create_image, decltype(vkCreateImage)>::call(
+            device, &image, nullptr, &one.image);
+        if (made < 0)
+            return made;
+        free_.push_back(i);
+    }
+    return VK_SUCCESS;
+}
+
+VkResult vk_swapchain::take(uint64_t timeout, uint32_t& index)
+{
+    std::unique_lock<std::mutex> guard{lock_};
+    const auto some = [this] { return !free_.empty(); };
+    if (timeout == UINT64_MAX)
+        given_back_.wait(guard, some);
+    else if (!some()) {
+        constexpr uint64_t longest = 1'000'000'000'000'000; // a time that clocks can be set to
+        given_back_.wait_for(guard, std::chrono::nanoseconds{std::min(timeout, longest)}, some);
+    }
+    if (!some())
+        return timeout ? VK_TIMEOUT : VK_NOT_READY;
+    index = free_.front();
+    free_.pop_front();
+    images[index]->acquired = true;
+    return VK_SUCCESS;
+}
+
+void vk_swapchain::give_back(uint32_t index)
+{
+    const std::lock_guard<std::mutex> guard{lock_};
+    images[index]->acquired = false;
+    free_.push_back(index);
+    given_back_.notify_one();
+}
+
+void vk_swapchain::show(uint32_t index)
+{
+    const frame_buffer screen = frame_buffer_of_size(&surface, {extent.width, extent.height});
+    if (!screen.address)
+        return;
+    const uint8_t* from = images[index]->buffer.pixels();
+    auto* to = const_cast<uint8_t*>(screen.address);
+    if (format == VK_FORMAT_B8G8R8A8_UNORM || format == VK_FORMAT_B8G8R8A8_SRGB)
+        swap_red_and_blue(from, to, size_t{extent.width} * extent.height);
+    else
+        std::memcpy(to, from, screen.length); // which may be a compressed frame
+    frame_swapped(&surface);
+}
+
+VkResult create_swapchain(VkDevice device, const VkSwapchainCreateInfoKHR* info, const VkAllocationCallbacks*,
+                          VkSwapchainKHR* swapchain)
+{
+    if (auto* old = object_behind<vk_swapchain>(info->oldSwapchain))
+        old->retired = true;
+    if (std::find(std::begin(surface_formats), std::end(surface_formats), info->imageFormat) ==
+            std::end(surface_formats) ||
+        info->minImageCount > most_swapchain_images)
+        return VK_ERROR_INITIALIZATION_FAILED;
+    auto made = std::make_unique<vk_swapchain>(device, *info);
+    const VkResult result = made->make_images(*info);
+    if (result == VK_SUCCESS)
+        *swapchain = handle_of<VkSwapchainKHR>(made.release());
+    return result;
+}
+
+void destroy_swapchain(VkDevice, VkSwapchainKHR swapchain, const VkAllocationCallbacks*)
+{
+    delete object_behind<vk_swapchain>(swapchain);
+}
+
+VkResult get_images(VkDevice, VkSwapchainKHR swapchain, uint32_t* count, VkImage* images)
+{
+    std::vector<VkImage> all;
+    for (const auto& one : object_behind<vk_swapchain>(swapchain)->images)
+        all.push_back(one->image);
+    return list(all, count, images);
+}
+
+VkResult acquire_image(VkDevice device, VkSwapchainKHR swapchain, uint64_t timeout, VkSemaphore semaphore,
+                       VkFence fence, uint32_t* index)
+{
+    vk_swapchain& self = *object_behind<vk_swapchain>(swapchain);
+    if (self.retired || !self.surface.fits(self.extent))
+        return VK_ERROR_OUT_OF_DATE_KHR;
+    const VkResult taken = self.take(timeout, *index);
+    if (taken != VK_SUCCESS)
+        return taken;
+    constexpr int no_descriptor = -1; // the image is ready: showing a frame waits for the device
+    const VkResult result = SEND_VK(vk_acquire_image_android, vkAcquireImageANDROID, {}, device,
+                                    self.images[*index]->image, no_descriptor, semaphore, fence);
+    if (result < 0)
+        self.give_back(*index);
+    return result;
+}
+
+/// The library waits for the queue when a frame is released, not for semaphores. They have to be waited for
+/// all the same, or the next signal would meet one that is signalled already.
+VkResult wait_for_semaphores(VkQueue queue, const VkPresentInfoKHR& info)
+{
+    if (info.waitSemaphoreCount == 0)
+        return VK_SUCCESS;
+    const std::vector<VkPipelineStageFlags> stages(info.waitSemaphoreCount,
+                                                   VK_PIPELINE_STAGE_ALL_COMMANDS_BIT);
+    VkSubmitInfo wait{};
+    wait.sType = VK_STRUCTURE_TYPE_SUBMIT_INFO;
+    wait.waitSemaphoreCount = info.waitSemaphoreCount;
+    wait.pWaitSemaphores = info.pWaitSemaphores;
+    wait.pWaitDstStageMask = stages.data();
+    return SEND_VK(vk_queue_submit, vkQueueSubmit, {}, queue, 1, &wait, VkFence{});
+}
+
+VkResult present_image(VkQueue queue, const VkPresentInfoKHR& info, vk_swapchain& swapchain, uint32_t index)
+{
+    if (index >= swapchain.images.size() || !swapchain.images[index]->acquired) {
+        SHIM_SAY_ONCE(gate::error, "An application presents image %u, which it has not acquired.", index);
+        return VK_ERROR_OUT_OF_DATE_KHR;
+    }
+    int no_descriptor = -1;
+    const VkResult result = SEND_VK(vk_queue_signal_release_image_android, vkQueueSignalReleaseImageANDROID,
+                                    {}, queue, info.waitSemaphoreCount, info.pWaitSemaphores,
+                                    swapchain.images[index]->image, &no_descriptor);
+    if (result == VK_SUCCESS)
+        swapchain.show(index);
+    swapchain.give_back(index);
+    return result; // that a window has changed its size shows when the next image is acquired
+}
+
+VkResult present(VkQueue queue, const VkPresentInfoKHR* info)
+{
+    VkResult all = wait_for_semaphores(queue, *info);
+    for (uint32_t i = 0; i < info->swapchainCount; ++i) {
+        const VkResult one = present_image(queue, *info, *object_behind<vk_swapchain>(info->pSwapchains[i]),
+                                           info->pImageIndices[i]);
+        if (info->pResults)
+            info->pResults[i] = one;
+        if (all == VK_SUCCESS)
+            all = one;
+    }
+    return all;
+}
+
+} // namespace
+
+vk_entry_points vk_swapchain_entry_points()
+{
+    static const vk_entry_point all[] = {
+        make_vk_entry_point("vkCreateSwapchainKHR", create_swapchain),
+        make_vk_entry_point("vkDestroySwapchainKHR", destroy_swapchain),
+        make_vk_entry_point("vkGetSwapchainImagesKHR", get_images),
+        make_vk_entry_point("vkAcquireNextImageKHR", acquire_image),
+        make_vk_entry_point("vkQueuePresentKHR", present),
+    };
+    return {all, std::size(all)};
+}
+
+} // namespace shim
