@@ -1,0 +1,229 @@
+// The Vulkan examples as targets of the real library: they print what they print straight on the host's
+// driver, the pictures that they show come to the target's frame buffers, and the host sees nothing that its
+// validation layer would not see of the example alone.
+
+#include "processes.h"
+#include "simulator/picture_file.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <set>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using words = std::vector<std::string>;
+
+struct report
+{
+    int status;
+    std::string printed;
+    std::string log; // what the application, the simulator and the host's driver said otherwise
+};
+
+words operator+(words first, const words& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+/// The host's software driver, and its validation layer over it, which writes to standard output.
+const words on_driver = {"VK_DRIVER_FILES=" HOST_VK_DRIVER, "VK_ICD_FILENAMES=" HOST_VK_DRIVER};
+const words with_validation = {"VK_INSTANCE_LAYERS=VK_LAYER_KHRONOS_validation",
+                               "VK_KHRONOS_VALIDATION_REPORT_FLAGS=error,warn,perf",
+                               "VK_LAYER_REPORT_FLAGS=error,warn,perf"};
+
+class endtoend_vk_examples : public testing::TestWithParam<std::string>
+{
+protected:
+    endtoend_vk_examples()
+    {
+        folder = testing::TempDir() + "/zelvar-vk-examples-XXXXXX";
+        EXPECT_NE(mkdtemp(folder.data()), nullptr);
+    }
+    ~endtoend_vk_examples() override { fs::remove_all(folder); }
+
+    /// Runs `before` and the application behind it, whose standard output goes its own way.
+    report run(const words& before, const words& environment, const words& application) const
+    {
+        const std::string printed = folder + "/printed";
+        const words command = before + words{"sh", "-c", "exec \"$@\" >\"$0\"", printed} + application;
+        const outcome result = run_command(command, environment);
+        std::stringstream text;
+        text << std::ifstream(printed).rdbuf();
+        return {result.status, text.str(), result.output};
+    }
+
+    report run_on_host(const words& application, const words& environment = {}) const
+    {
+        return run({}, on_driver + environment, application);
+    }
+
+    /// The environment is the simulator's; the application has nothing to do with the host's layers.
+    report run_as_target(const words& application, const words& options, const words& environment = {}) const
+    {
+        return run(words{ZELVAR_SIM, "--libzelvar", LIBRARY, "--fb", "160x120", "--set", "unbufferStdout 1"} +
+                       options + words{"--", "env", "-u", "VK_INSTANCE_LAYERS"},
+                   on_driver + environment, application);
+    }
+
+    std::string folder;
+};
+
+/// 32-bit programs need a loader of their kind.
+words programs_of(const std::string& example)
+{
+    words programs;
+    for (const std::string& program : builds_of(example, BINARIES, BINARIES32)) {
+        if (program.starts_with(BINARIES "/") || fs::exists("/usr/lib/i386-linux-gnu/libvulkan.so.1"))
+            programs.push_back(program);
+        else
+            std::cout << program << " is left out: there is no 32-bit Vulkan loader\n";
+    }
+    return programs;
+}
+
+std::string lines_with(const std::string& log, const char* pattern)
+{
+    std::istringstream lines(log);
+    std::string line, found;
+    while (std::getline(lines, line)) {
+        if (matches(line, pattern))
+            found += line + "\n";
+    }
+    return found;
+}
+
+void expect_same(const report& target, const report& host, const std::string& what)
+{
+    EXPECT_EQ(target.status, 0) << what << "\n" << target.log;
+    EXPECT_EQ(target.printed, host.printed) << what;
+    EXPECT_EQ(lines_with(target.log, "^(ERROR|FATAL) "), "") << what;
+    EXPECT_EQ(lines_with(target.log, "VUID-|UNASSIGNED-|BestPractices"), "") << what;
+}
+
+TEST_P(endtoend_vk_examples, print_what_they_print_on_the_host)
+{
+    const std::string here = BINARIES "/" + GetParam();
+    const report host = run_on_host({here});
+    ASSERT_EQ(host.status, 0) << host.log;
+    ASSERT_NE(host.printed, "");
+    EXPECT_EQ(run_on_host({here}, with_validation).printed, host.printed) << "with messages of validation";
+    for (const std::string& program : programs_of(GetParam())) {
+        for (const std::string batch : {"0", "1"})
+            expect_same(run_as_target({program}, {"--set", "batchCommands " + batch}), host,
+                        program + ", batches " + batch);
+        expect_same(run_as_target({program}, {}, with_validation), host, program + ", validated");
+    }
+}
+
+words names()
+{
+    std::istringstream all(VK_EXAMPLES);
+    words each;
+    for (std::string name; all >> name;) {
+        if (name != "vk_swapchain")
+            each.push_back(name);
+    }
+    return each;
+}
+INSTANTIATE_TEST_SUITE_P(, endtoend_vk_examples, testing::ValuesIn(names()),
+                         [](const auto& each) { return each.param; });
+
+/// Pictures by what they show, so that their order in several windows doesn't matter: width, height, colours.
+using pictures = std::multiset<std::string>;
+
+pictures pictures_of_example(const fs::path& folder)
+{
+    pictures all;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        std::string kind, width, height, depth, colours;
+        file >> kind >> width >> height >> depth;
+        file.get();
+        std::stringstream rest;
+        rest << file.rdbuf();
+        all.insert(width + " " + height + " " + rest.str());
+    }
+    return all;
+}
+
+pictures pictures_of_simulator(const fs::path& folder)
+{
+    pictures all;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        uint32_t width = 0, height = 0;
+        std::vector<uint8_t> rgba;
+        EXPECT_EQ(read_picture_file(entry.path(), width, height, rgba), "");
+        std::string shown = std::to_string(width) + " " + std::to_string(height) + " ";
+        for (size_t i = 0; i < rgba.size(); ++i) {
+            if (i % 4 != 3)
+                shown.push_back(static_cast<char>(rgba[i]));
+        }
+        all.insert(shown);
+    }
+    return all;
+}
+
+/// An X server without a screen.
+class x_server
+{
+public:
+    x_server() : _server({"Xvfb", "-displayfd", "1", "-screen", "0", "640x480x24", "-nolisten", "tcp"}) {}
+    /// "DISPLAY=:N", or nothing when it doesn't start.
+    std::string setting()
+    {
+        const bool started = _server.wait_for_text("\n");
+        const std::string& said = _server.output();
+        const size_t digits = said.find_first_of("0123456789");
+        return started && digits == 0 ? "DISPLAY=:" + said.substr(0, said.find('\n')) : "";
+    }
+
+private:
+    process _server;
+};
+
+class endtoend_vk_swapchains : public endtoend_vk_examples
+{
+};
+
+TEST_P(endtoend_vk_swapchains, show_in_frame_buffers_what_they_show_on_the_host)
+{
+    x_server server;
+    const std::string display = server.setting();
+    ASSERT_NE(display, "") << "Xvfb doesn't start";
+    const std::string host_pictures = folder + "/host";
+    fs::create_directories(host_pictures);
+    const report host =
+        run_on_host({BINARIES "/vk_swapchain", "--surface", "xcb", "--pictures", host_pictures}, {display});
+    ASSERT_EQ(host.status, 0) << host.log;
+    const pictures wanted = pictures_of_example(host_pictures);
+    ASSERT_GT(wanted.size(), 0u);
+    for (const std::string& program : programs_of("vk_swapchain")) {
+        if (GetParam() == "xcb" && !program.starts_with(BINARIES "/"))
+            continue;
+        for (const std::string batch : {"0", "1"}) {
+            const std::string what = program + ", batches " + batch;
+            const std::string frames = folder + "/frames";
+            expect_same(run_as_target({program, "--surface", GetParam()},
+                                      {"--set", "batchCommands " + batch, "--frames", frames}, {display}),
+                        host, what);
+            EXPECT_TRUE(pictures_of_simulator(frames) == wanted) << what << ": other frames";
+            fs::remove_all(frames);
+        }
+    }
+    expect_same(run_as_target({BINARIES "/vk_swapchain", "--surface", GetParam()}, {},
+                              with_validation + words{display}),
+                host, "validated");
+}
+INSTANTIATE_TEST_SUITE_P(, endtoend_vk_swapchains, testing::Values("headless", "xcb"),
+                         [](const auto& each) { return each.param; });
+
+} // namespace
