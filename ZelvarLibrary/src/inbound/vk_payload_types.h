@@ -5,6 +5,7 @@
 // pid and tid not counted. `data` lives as long as the handler runs and belongs to it: handles are translated
 // in place. Counts are those of what the message really holds, so only they may size a host call.
 
+#include "inbound/payload_types.h"
 #include "wire/api.h"
 #include "zelvar_types.h"
 

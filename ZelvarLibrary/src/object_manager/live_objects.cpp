@@ -23,6 +23,30 @@ uint64_t over_processes(Count count)
     return sum;
 }
 
+/// Dispatchable handles of the Vulkan processes, and with their devices all that is inside. A device is never
+/// waited for with the map held, so its objects are counted behind.
+uint64_t vulkan_objects()
+{
+    uint64_t sum = 0;
+    std::vector<std::shared_ptr<_zelvar_object_manager_data_vk_device>> devices;
+    {
+        Autolock vk_lock{pid_to_process_data_map_vk_cs};
+        for (const auto& [pid, process] : pid_to_process_data_map_vk) {
+            sum += process.instances.size() + process.physical_devices.size() + process.devices.size() +
+                   process.queues.size() + process.command_buffers.size();
+            for (const auto& [target, device] : process.devices)
+                devices.push_back(device);
+        }
+    }
+    for (const auto& device : devices) {
+        Autolock device_lock{device->lock};
+#define ZELVAR_VK_OBJECT(type, handle, word, data) sum += device->type.size();
+#include "object_manager/vk_objects.inc"
+#undef ZELVAR_VK_OBJECT
+    }
+    return sum;
+}
+
 uint64_t parked_frames()
 {
     Autolock pixel_lock{host_pixel_map_cs};
@@ -50,6 +74,7 @@ constexpr live_kind kinds[] = {
     {"images", [] { return over_processes([](const process_data& each) { return each.images.size(); }); }},
     {"sync objects",
      [] { return over_processes([](const process_data& each) { return each.syncs.size(); }); }},
+    {"Vulkan objects", &vulkan_objects},
     {"parked frames", &parked_frames},
     {"open requests", &open_requests},
 };

@@ -80,12 +80,32 @@ bool zelvar_object_manager_vk_delete_instance(pid_t pid, VkInstance target)
     return process->instances.erase(target) != 0;
 }
 
-bool zelvar_object_manager_vk_is_empty(pid_t pid)
+bool zelvar_object_manager_vk_needs_no_worker(pid_t pid)
 {
+    Autolock common_lock{pid_to_process_data_map_common_cs};
+    auto common = pid_to_process_data_map_common.find(pid);
+    if (common != pid_to_process_data_map_common.end() && common->second.gles_record_created)
+        return false;
     Autolock vk_lock{pid_to_process_data_map_vk_cs};
     auto process = pid_to_process_data_map_vk.find(pid);
     return process == pid_to_process_data_map_vk.end() ||
            (process->second.instances.empty() && process->second.devices.empty());
+}
+
+std::vector<VkDevice> zelvar_object_manager_vk_devices_of_instance(pid_t pid, VkInstance target_instance)
+{
+    Autolock vk_lock{pid_to_process_data_map_vk_cs};
+    std::vector<VkDevice> devices;
+    auto* process = find_process(pid);
+    if (!process)
+        return devices;
+    for (const auto& [target, device] : process->devices) {
+        auto physical = process->physical_devices.find(device->target_physical_device);
+        if (physical != process->physical_devices.end() &&
+            physical->second.target_instance == target_instance)
+            devices.push_back(target);
+    }
+    return devices;
 }
 
 bool zelvar_object_manager_vk_add_physical_device(pid_t pid, VkInstance target_instance,

@@ -4,6 +4,8 @@
 
 #include "object_manager/vk_records.h"
 
+#include <vector>
+
 using vk_device_record = _zelvar_object_manager_data_vk_device;
 
 // Process level: these take the process map's lock themselves. Entering a handle that is known is refused,
@@ -15,8 +17,10 @@ bool zelvar_object_manager_vk_get_host_instance(pid_t pid, VkInstance target, Vk
 bool zelvar_object_manager_vk_get_host_instance_data(pid_t pid, VkInstance target, vk_instance_data* data);
 /// Its physical devices go with it.
 bool zelvar_object_manager_vk_delete_instance(pid_t pid, VkInstance target);
-/// No instance and no device of the process is left.
-bool zelvar_object_manager_vk_is_empty(pid_t pid);
+/// Nothing of Vulkan is left, and the threads hold no current context either.
+bool zelvar_object_manager_vk_needs_no_worker(pid_t pid);
+/// Devices (target's) that an instance still has.
+std::vector<VkDevice> zelvar_object_manager_vk_devices_of_instance(pid_t pid, VkInstance target_instance);
 
 bool zelvar_object_manager_vk_add_physical_device(pid_t pid, VkInstance target_instance,
                                                   VkPhysicalDevice target, VkPhysicalDevice host);
