@@ -129,6 +129,18 @@ TEST_F(prepare_host, semaphores_that_the_system_signalled_go_with_their_stages)
     EXPECT_EQ(commands[0], handle<VkCommandBuffer>(0xcb)) << "command buffers are found outside the device";
 }
 
+TEST_F(prepare_host, constants_outside_their_data_are_left_out)
+{
+    uint32_t data[] = {1, 2};
+    VkSpecializationMapEntry entries[] = {{0, 8, 4}, {1, 4, 4}, {2, 0, ~size_t{0}}, {3, 0, 8}};
+    VkSpecializationInfo info{4, entries, sizeof(data), data};
+    VkSpecializationInfo* pointer = &info;
+    EXPECT_TRUE(prepare_host_VkSpecializationInfo(&device, &pointer));
+    ASSERT_EQ(info.mapEntryCount, 2u);
+    EXPECT_EQ(entries[0].constantID, 1u);
+    EXPECT_EQ(entries[1].constantID, 3u);
+}
+
 TEST_F(prepare_host, nested_arrays_and_what_is_absent)
 {
     VkSparseMemoryBind binds[] = {{0, 4096, handle<VkDeviceMemory>(0x102), 0, 0},

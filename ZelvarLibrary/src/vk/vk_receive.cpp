@@ -203,7 +203,7 @@ void follow(next_or<M, Extension, Type>, vk_reader& in, uint8_t* structure)
 {
     if (!target_of<M>(structure))
         return;
-    bool there = in.left() >= sizeof(Type) && load<VkStructureType>(in.in_place(0)) == Type;
+    bool there = in.left() >= sizeof(Type) && load<uint32_t>(in.in_place(0)) == uint32_t{Type};
     // A pointer that leads to nothing known is none, so that whoever finds one may follow it.
     aim<M>(structure, there ? take_structures<Extension>(in, 1) : nullptr);
 }
