@@ -85,6 +85,8 @@ void vk_vkFreeMemory(pid_t pid, tid_t tid, VkDevice device, VkDeviceMemory memor
     if (!entry)
         return;
     call.host<&vk::vkFreeMemory>(data->device, entry->host, nullptr);
+    if (entry->replaced)
+        call.host<&vk::vkFreeMemory>(data->device, entry->replaced, nullptr);
     unbind(call, data, *entry);
     data->coherent_memory.erase(memory);
     vk_registry::remove(data, memory);
