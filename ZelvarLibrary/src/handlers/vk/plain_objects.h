@@ -68,12 +68,12 @@ void vk_enter(vk_handler& call, vk_device_record* data, Handle target, const vk_
     call.host<Destroy>(data->device, entry.host, nullptr);
 }
 
-/// vkCreateX for an object of which nothing but the handle is kept. The target's allocator is left out: its
-/// functions are on the target.
+/// vkCreateX, in a device that is locked, for an object of which nothing but the handle is kept. The target's
+/// allocator is left out: its functions are on the target.
 template <auto Create, auto Destroy, class Info, class Handle>
-void vk_create(vk_handler& call, VkDevice device, const vk_struct<Info>& info, const vk_out<Handle>& out)
+void vk_create(vk_handler& call, vk_device_record* data, const vk_struct<Info>& info,
+               const vk_out<Handle>& out)
 {
-    auto* data = call.lock(device);
     if (!data || !info)
         return;
     call.prepare(data, info, "pCreateInfo");
