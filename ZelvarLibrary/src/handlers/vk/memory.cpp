@@ -49,7 +49,8 @@ void vk_vkAllocateMemory(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkMemo
     if (zelvar_call_on_target())
         target = allocate_on_target(call, device, pAllocateInfo->memoryTypeIndex, pAllocateInfo, pAllocator,
                                     pMemory.address);
-    if (!target || !call.add(data, target, entry)) {
+    const bool refused_by_target = !target && zelvar_call_on_target();
+    if (refused_by_target || !call.add(data, target, entry)) {
         call.host<&vk::vkFreeMemory>(data->device, entry.host, nullptr);
         return;
     }

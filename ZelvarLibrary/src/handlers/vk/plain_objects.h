@@ -58,13 +58,8 @@ uint32_t vk_common_count(const A& a, const B& b)
 template <auto Destroy, class Handle>
 void vk_enter(vk_handler& call, vk_device_record* data, Handle target, const vk_entry_of<Handle>& entry)
 {
-    if (call.result != VK_SUCCESS)
+    if (call.result != VK_SUCCESS || call.add(data, target, entry))
         return;
-    if (target && call.add(data, target, entry))
-        return;
-    if (!target)
-        call.log_not_added(vk_object_traits<Handle>::name, reinterpret_cast<uint64_t>(entry.host), 0);
-    call.result = VK_ERROR_OUT_OF_HOST_MEMORY;
     call.host<Destroy>(data->device, entry.host, nullptr);
 }
 
