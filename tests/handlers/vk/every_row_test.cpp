@@ -2,7 +2,9 @@
 // and the target is released.
 
 #include "handlers/vk/vk_fixture.h"
-#include "inbound/message_table.h"
+#include "inbound/rows.h"
+
+#include <set>
 
 namespace {
 constexpr uint32_t first_row = in::vk_create_instance, last_row = in::vk_queue_signal_release_image_android;
@@ -70,5 +72,18 @@ TEST_F(vk_every_row, HostThatLacksEverything)
         fake_vulkan::remove(host_vk_names[slot]);
     storm(std::vector<uint8_t>(100, 0));
     storm(handles(device_handle, true));
+}
+
+TEST(vk_rows, EveryEntryPointHasOne)
+{
+    std::multiset<uint32_t> types;
+    for (const row_family& family : row_families) {
+        for (size_t i = 0; i < *family.count; ++i) {
+            if (family.rows[i].type >= first_row)
+                types.insert(family.rows[i].type);
+        }
+    }
+    for (uint32_t type = first_row; type <= last_row; ++type)
+        EXPECT_EQ(types.count(type), 1u) << type;
 }
 } // namespace
