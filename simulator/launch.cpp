@@ -2,6 +2,7 @@
 
 #include "protocol.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -59,6 +60,31 @@ std::string shim_folders(const std::string& wish)
     return path;
 }
 
+namespace {
+
+/// The descriptions of the target's Vulkan driver in the folders of the shim, 64-bit and 32-bit.
+std::string vulkan_drivers(const std::string& shim_path)
+{
+    std::string drivers;
+    for (size_t at = 0; at <= shim_path.size();) {
+        const size_t end = std::min(shim_path.find(':', at), shim_path.size());
+        const std::string file = first_existing({shim_path.substr(at, end - at) + "/zelvar_vk.json"});
+        if (!file.empty())
+            drivers += (drivers.empty() ? "" : ":") + file;
+        at = end + 1;
+    }
+    return drivers;
+}
+
+/// What an environment tells the Vulkan loader about drivers. The second is an older name of the first.
+bool names_vulkan_drivers(const std::string& entry)
+{
+    return assigns(entry, "VK_DRIVER_FILES") || assigns(entry, "VK_ICD_FILENAMES") ||
+           assigns(entry, "VK_ADD_DRIVER_FILES");
+}
+
+} // namespace
+
 std::vector<std::string> target_environment(char** environment, const std::string& shim_path,
                                             const std::string& socket_path, const std::string& frame_buffer)
 {
@@ -72,6 +98,8 @@ std::vector<std::string> target_environment(char** environment, const std::strin
         const std::string text = *entry;
         if (assigns(text, device_link::socket_variable) || assigns(text, device_link::frame_buffer_variable))
             continue;
+        if (names_vulkan_drivers(text)) // which are the host's
+            continue;
         sdl_is_told = sdl_is_told || assigns(text, sdl_driver);
         if (!assigns(text, library_path))
             result.push_back(text);
@@ -81,6 +109,11 @@ std::vector<std::string> target_environment(char** environment, const std::strin
     if (!sdl_is_told)
         result.push_back(sdl_driver + "=1");
     result.push_back(library_path + "=" + search);
+    const std::string drivers = vulkan_drivers(shim_path);
+    if (!drivers.empty()) {
+        result.push_back("VK_DRIVER_FILES=" + drivers);
+        result.push_back("VK_ICD_FILENAMES=" + drivers);
+    }
     result.push_back(std::string(device_link::socket_variable) + "=" + socket_path);
     result.push_back(std::string(device_link::frame_buffer_variable) + "=" + frame_buffer);
     return result;

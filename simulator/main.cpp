@@ -64,8 +64,10 @@ std::string find_library(const options& chosen)
 
 /// The host's own driver: a software or hardware renderer without windows, of the version that the library
 /// takes.
-void prepare_host_driver(const settings_file& settings)
+void prepare_host_driver(const options& chosen, const settings_file& settings)
 {
+    if (!chosen.vulkan_layers.empty())
+        setenv("VK_INSTANCE_LAYERS", chosen.vulkan_layers.c_str(), 1);
     setenv("EGL_PLATFORM", "surfaceless", 0);
     setenv("MESA_GLES_VERSION_OVERRIDE", "3.1", 0);
     setenv("TRV_ZELVAR_SETTINGS_PATH", settings.path().c_str(), 1);
@@ -117,7 +119,7 @@ int serve(const options& chosen, host_library& library, const settings_file& set
     const auto environment = target_environment(environ, shims, socket, frame_buffer_text(chosen));
 
     server house{{socket, chosen.exit_when_idle, [&] { progress.tick(); }}};
-    prepare_host_driver(settings);
+    prepare_host_driver(chosen, settings);
     const auto writer = make_writer(chosen, settings.compresses_frames());
     surroundings around;
     around.plugin = library.plugin();

@@ -53,6 +53,11 @@ bool read_command_line(int argc, char** argv, options& chosen, int& status)
         .add_option("--listen", chosen.listen,
                     "Serve targets that zelvar-run starts, until SIGINT or SIGTERM")
         ->type_name("SOCKET");
+    parser
+        .add_option(
+            "--host-vk-layers", chosen.vulkan_layers,
+            "Vulkan layers around the host's driver, with colons between; the target has none of them")
+        ->type_name("LAYERS");
     parser.add_flag("--exit-when-idle", chosen.exit_when_idle,
                     "With --listen: end when all targets have left");
     parser.add_flag("--alpha", chosen.alpha,

@@ -20,6 +20,7 @@ struct options
     std::string library;
     std::string shim;
     std::string listen;
+    std::string vulkan_layers;
     bool exit_when_idle = false;
     bool alpha = false;
     bool stats = false;

@@ -101,6 +101,30 @@ TEST(target_environments, hold_the_link_and_keep_what_the_user_has)
               1);
 }
 
+TEST(target_environments, name_the_targets_vulkan_driver_in_place_of_the_hosts)
+{
+    const std::string folder = testing::TempDir() + "/vk_driver_" + std::to_string(getpid());
+    std::filesystem::create_directories(folder + "/one");
+    std::filesystem::create_directories(folder + "/two");
+    const std::string one = folder + "/one/zelvar_vk.json", two = folder + "/two/zelvar_vk.json";
+    std::ofstream{one} << "{}";
+    std::ofstream{two} << "{}";
+    std::string entries[] = {"VK_DRIVER_FILES=/host.json", "VK_ICD_FILENAMES=/host.json",
+                             "VK_ADD_DRIVER_FILES=/more.json", "VK_INSTANCE_LAYERS=mine"};
+    char* list[5] = {};
+    std::transform(std::begin(entries), std::end(entries), list,
+                   [](std::string& each) { return each.data(); });
+    const auto made = target_environment(list, folder + "/one:" + folder + "/two", "/run/s", "320x200");
+    std::vector<std::string> vulkan;
+    std::copy_if(made.begin(), made.end(), std::back_inserter(vulkan),
+                 [](const std::string& entry) { return entry.starts_with("VK_"); });
+    std::sort(vulkan.begin(), vulkan.end());
+    EXPECT_EQ(vulkan,
+              (std::vector<std::string>{"VK_DRIVER_FILES=" + one + ":" + two,
+                                        "VK_ICD_FILENAMES=" + one + ":" + two, "VK_INSTANCE_LAYERS=mine"}));
+    std::filesystem::remove_all(folder);
+}
+
 TEST(sizes, are_two_numbers_with_an_x)
 {
     uint32_t width = 0, height = 0;
