@@ -244,7 +244,7 @@ TEST_F(requests, EachServiceHasItsPayloadAndItsAnswer)
         {[&] { zelvar_shim_dispatch_winsys_map_buffer_object(pid, tid, 1, &buffer); }, 465, 64, 56},
         {[&] { zelvar_shim_dispatch_winsys_unmap_buffer_object(pid, tid, {1}, 2, &word); }, 466, 12, 4},
         {[&] { zelvar_shim_dispatch_winsys_map_buffer_object_vk(pid, tid, 1, &vk_buffer); }, 467, 8, 32},
-        {[&] { zelvar_shim_dispatch_vkAllocateMemory(pid, tid, 1, 2, 3, 4, 5, &wide); }, 468, 36, 8},
+        {[&] { zelvar_shim_dispatch_vkAllocateMemory(pid, tid, 1, 2, 3, 4, 5, &wide, nullptr); }, 468, 36, 8},
         {[&] { zelvar_shim_dispatch_get_target_process_name_address(pid, tid, &address); }, 469, 0, 8},
     };
     for (const one& service : services) {

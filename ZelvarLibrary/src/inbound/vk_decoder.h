@@ -11,6 +11,7 @@
 
 #include "inbound/decoder.h"
 #include "inbound/vk_payload_types.h"
+#include "inbound/vk_prototypes.h"
 #include "inbound/vk_reader.h"
 #include "inbound/vk_walkers.h"
 
@@ -317,9 +318,19 @@ void vk_decode_message(pid_t pid, tid_t tid, void* message, uint32_t size)
     vk_decode::engine<Type, decltype(Handler)>::run(Handler, pid, tid, message, size);
 }
 
+/// The decoder of a row, whose handler takes what the entry point's prototype says.
+template <uint32_t Type, auto Handler>
+consteval inbound_decoder vk_decoder_of_row()
+{
+    static_assert(
+        vk_prototypes::fits<decltype(Handler), typename vk_prototypes::of_message<Type>::type>,
+        "a Vulkan handler doesn't take what its entry point takes, or its result doesn't stand last");
+    return &vk_decode_message<Type, Handler>;
+}
+
 /// A row of the table: `VK_ROW(vk_create_buffer, vk_vkCreateBuffer)`.
 #define VK_ROW(name, handler)                                                                                \
     built_row                                                                                                \
     {                                                                                                        \
-        wire::inbound::name, &vk_decode_message<wire::inbound::name, &handler>                               \
+        wire::inbound::name, vk_decoder_of_row<wire::inbound::name, &handler>()                              \
     }

@@ -19,6 +19,7 @@ struct vk_buffer_data
 {
     VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
     bool changed = false;                          // the target has written its contents
+    VkBuffer replaced = VK_NULL_HANDLE;            // host's first, once another has taken its place
 };
 struct vk_descriptor_set_data
 {
@@ -32,7 +33,8 @@ struct vk_memory_data
     target_ptr target_address; // of the mapping, null when not mapped
     uint8_t* host_pointer = nullptr;
     VkDeviceSize map_offset = 0;
-    VkDeviceSize map_size = 0; // in bytes, never VK_WHOLE_SIZE
+    VkDeviceSize map_size = 0;                // in bytes, never VK_WHOLE_SIZE
+    VkDeviceMemory replaced = VK_NULL_HANDLE; // host's first, once another has taken its place
 };
 struct vk_signal_data
 {
@@ -95,6 +97,8 @@ struct vk_linear_image
     VkDeviceMemory memory = VK_NULL_HANDLE;
     uint8_t* pixels = nullptr; // the mapping, advanced to the first pixel
     VkDeviceSize size = 0;     // of the memory
+    VkDeviceSize offset = 0;   // of the first pixel
+    VkFormat format = VK_FORMAT_UNDEFINED;
 };
 
 /// One Vulkan device of a target. Everything but the lock is guarded by the lock; records are shared, so that

@@ -92,9 +92,10 @@ void zelvar_shim_dispatch_winsys_unmap_buffer_object(pid_t pid, tid_t tid, targe
                                                      uint32_t mapped_pixels_size, uint32_t* result);
 void zelvar_shim_dispatch_winsys_map_buffer_object_vk(pid_t pid, tid_t tid, uint64_t handle,
                                                       wire::winsys_buffer_vk_data_descriptor* result);
+/// Makes the target's driver allocate: the handle that it made up, and its VkResult in the error word.
 void zelvar_shim_dispatch_vkAllocateMemory(pid_t pid, tid_t tid, uint64_t device, uint64_t allocate_info,
-                                           uint64_t allocator, uint64_t memory, uint32_t flags,
-                                           uint64_t* result);
+                                           uint64_t allocator, uint64_t memory, uint32_t memory_type,
+                                           uint64_t* target_memory, unsigned* target_result);
 
 /// Releases the simulator's thread with all that was written and waits for the target's confirmation. False
 /// when the library is going down and no confirmation will come.

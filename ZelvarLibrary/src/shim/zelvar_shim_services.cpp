@@ -204,8 +204,14 @@ void zelvar_shim_dispatch_winsys_map_buffer_object_vk(pid_t pid, tid_t tid, uint
 }
 
 void zelvar_shim_dispatch_vkAllocateMemory(pid_t pid, tid_t tid, uint64_t device, uint64_t allocate_info,
-                                           uint64_t allocator, uint64_t memory, uint32_t flags,
-                                           uint64_t* result)
+                                           uint64_t allocator, uint64_t memory, uint32_t memory_type,
+                                           uint64_t* target_memory, unsigned* target_result)
 {
-    request(out::vkAllocateMemory, pid, tid, result, 8, device, allocate_info, allocator, memory, flags);
+    if (registered_or_faked(out::vkAllocateMemory, target_memory, device, allocate_info, allocator, memory,
+                            memory_type))
+        return;
+    const shim_request::wire_field fields[] = {
+        {&device, 8}, {&allocate_info, 8}, {&allocator, 8}, {&memory, 8}, {&memory_type, 4}};
+    shim_request::ask(out::vkAllocateMemory, pid, tid, wire::header_size + 36, fields, std::size(fields),
+                      target_memory, 8, target_result, &_zelvar_shim_message_gles_error_callback, true);
 }

@@ -1,0 +1,121 @@
+// Command pools, and command buffers as objects.
+
+#include "handlers/vk/plain_objects.h"
+#include "handlers/vk/queue_handlers.h"
+
+#include <vector>
+
+using vk = sidechannel_vk_imports;
+
+void vk_vkCreateCommandPool(pid_t pid, tid_t tid, VkDevice device,
+                            vk_struct<VkCommandPoolCreateInfo> pCreateInfo,
+                            vk_struct<VkAllocationCallbacks> pAllocator, vk_out<VkCommandPool> pCommandPool,
+                            result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkCreateCommandPool", pid, tid, target_result};
+    call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
+               pAllocator.address, "pCommandPool_ptr", pCommandPool.address);
+    vk_create<&vk::vkCreateCommandPool, &vk::vkDestroyCommandPool>(call, device, pCreateInfo, pCommandPool);
+}
+
+void vk_vkDestroyCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPool commandPool,
+                             vk_struct<VkAllocationCallbacks> pAllocator)
+{
+    vk_void_handler call{"vk_vkDestroyCommandPool", pid, tid};
+    call.trace("target_device", device, "target_commandPool", commandPool, "pAllocator_ptr",
+               pAllocator.address);
+    auto* data = call.lock(device);
+    if (!data)
+        return;
+    if (commandPool)
+        zelvar_object_manager_vk_delete_command_buffers_of_pool(pid, device, commandPool);
+    vk_destroy<&vk::vkDestroyCommandPool>(call, data, commandPool);
+}
+
+void vk_vkResetCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPool commandPool,
+                           VkCommandPoolResetFlags flags, result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkResetCommandPool", pid, tid, target_result};
+    call.trace("target_device", device, "target_commandPool", commandPool, "flags", flags);
+    auto* data = call.lock(device);
+    if (data && vk_to_host(call, data, &commandPool))
+        call.result = call.host<&vk::vkResetCommandPool>(data->device, commandPool, flags);
+}
+
+void vk_vkAllocateCommandBuffers(
+    pid_t pid, tid_t tid, VkDevice device, vk_struct<VkCommandBufferAllocateInfo> pAllocateInfo,
+    vk_out_array_by<VkCommandBuffer, 1, &VkCommandBufferAllocateInfo::commandBufferCount> pCommandBuffers,
+    result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkAllocateCommandBuffers", pid, tid, target_result};
+    call.trace("target_device", device, "pAllocateInfo_ptr", pAllocateInfo.address, "pCommandBuffers_ptr",
+               pCommandBuffers.address);
+    auto* data = call.lock(device);
+    const uint32_t count = pCommandBuffers.count;
+    if (!data || !pAllocateInfo || count == 0)
+        return;
+    pAllocateInfo->commandBufferCount = count;
+    const VkCommandPool target_pool = pAllocateInfo->commandPool;
+    call.prepare(data, pAllocateInfo, "pAllocateInfo");
+    std::vector<VkCommandBuffer> hosts(count, VK_NULL_HANDLE);
+    call.result = call.host<&vk::vkAllocateCommandBuffers>(data->device, pAllocateInfo.data, hosts.data());
+    if (call.result == VK_SUCCESS)
+        zelvar_object_manager_vk_add_command_buffers(pid, device, pCommandBuffers.data, hosts.data(), count,
+                                                     target_pool);
+}
+
+void vk_vkFreeCommandBuffers(pid_t pid, tid_t tid, VkDevice device, VkCommandPool commandPool,
+                             uint32_t commandBufferCount, vk_array<VkCommandBuffer, 2> pCommandBuffers)
+{
+    vk_void_handler call{"vk_vkFreeCommandBuffers", pid, tid};
+    call.trace("target_device", device, "target_commandPool", commandPool, "commandBufferCount",
+               commandBufferCount, "pCommandBuffers_ptr", pCommandBuffers.address);
+    auto* data = call.lock(device);
+    if (!data || !vk_to_host(call, data, &commandPool))
+        return;
+    std::vector<VkCommandBuffer> targets;
+    for (uint32_t i = 0; i < pCommandBuffers.count; ++i) {
+        if (pCommandBuffers.data[i]) // null entries are allowed
+            targets.push_back(pCommandBuffers.data[i]);
+    }
+    const auto count = static_cast<uint32_t>(targets.size());
+    std::vector<VkCommandBuffer> hosts = targets;
+    if (count == 0 || !vk_command_buffers_to_host(call, hosts.data(), count))
+        return;
+    call.host<&vk::vkFreeCommandBuffers>(data->device, commandPool, count, hosts.data());
+    zelvar_object_manager_vk_delete_command_buffers(pid, targets.data(), count);
+}
+
+void vk_vkBeginCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
+                             vk_struct<VkCommandBufferBeginInfo> pBeginInfo,
+                             result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkBeginCommandBuffer", pid, tid, target_result};
+    call.trace("target_command_buffer", commandBuffer, "pBeginInfo_ptr", pBeginInfo.address);
+    VkCommandBuffer host = VK_NULL_HANDLE;
+    auto* data = call.lock_command_buffer(commandBuffer, &host);
+    if (!data || !pBeginInfo)
+        return;
+    call.prepare(data, pBeginInfo, "pBeginInfo");
+    call.result = call.host<&vk::vkBeginCommandBuffer>(host, pBeginInfo.data);
+}
+
+void vk_vkEndCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
+                           result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkEndCommandBuffer", pid, tid, target_result};
+    call.trace("target_command_buffer", commandBuffer);
+    VkCommandBuffer host = VK_NULL_HANDLE;
+    if (call.lock_command_buffer(commandBuffer, &host))
+        call.result = call.host<&vk::vkEndCommandBuffer>(host);
+}
+
+void vk_vkResetCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
+                             VkCommandBufferResetFlags flags, result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkResetCommandBuffer", pid, tid, target_result};
+    call.trace("target_command_buffer", commandBuffer, "flags", flags);
+    VkCommandBuffer host = VK_NULL_HANDLE;
+    if (call.lock_command_buffer(commandBuffer, &host))
+        call.result = call.host<&vk::vkResetCommandBuffer>(host, flags);
+}

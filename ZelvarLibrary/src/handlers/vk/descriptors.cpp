@@ -1,0 +1,165 @@
+// Samplers and descriptors.
+
+#include "handlers/vk/object_handlers.h"
+#include "handlers/vk/plain_objects.h"
+
+#include <vector>
+
+using vk = sidechannel_vk_imports;
+
+namespace {
+/// The sets of a pool end with the pool's contents.
+void forget_sets_of_pool(vk_device_record* data, VkDescriptorPool target_pool)
+{
+    std::erase_if(data->descriptor_set,
+                  [target_pool](const auto& set) { return set.second.target_pool == target_pool; });
+}
+} // namespace
+
+void vk_vkCreateSampler(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkSamplerCreateInfo> pCreateInfo,
+                        vk_struct<VkAllocationCallbacks> pAllocator, vk_out<VkSampler> pSampler,
+                        result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkCreateSampler", pid, tid, target_result};
+    call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
+               pAllocator.address, "pSampler_ptr", pSampler.address);
+    vk_create<&vk::vkCreateSampler, &vk::vkDestroySampler>(call, device, pCreateInfo, pSampler);
+}
+
+void vk_vkDestroySampler(pid_t pid, tid_t tid, VkDevice device, VkSampler sampler,
+                         vk_struct<VkAllocationCallbacks> pAllocator)
+{
+    vk_void_handler call{"vk_vkDestroySampler", pid, tid};
+    call.trace("target_device", device, "target_sampler", sampler, "pAllocator_ptr", pAllocator.address);
+    vk_destroy<&vk::vkDestroySampler>(call, call.lock(device), sampler);
+}
+
+void vk_vkCreateDescriptorSetLayout(pid_t pid, tid_t tid, VkDevice device,
+                                    vk_struct<VkDescriptorSetLayoutCreateInfo> pCreateInfo,
+                                    vk_struct<VkAllocationCallbacks> pAllocator,
+                                    vk_out<VkDescriptorSetLayout> pSetLayout,
+                                    result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkCreateDescriptorSetLayout", pid, tid, target_result};
+    call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
+               pAllocator.address, "pSetLayout_ptr", pSetLayout.address);
+    vk_create<&vk::vkCreateDescriptorSetLayout, &vk::vkDestroyDescriptorSetLayout>(call, device, pCreateInfo,
+                                                                                   pSetLayout);
+}
+
+void vk_vkDestroyDescriptorSetLayout(pid_t pid, tid_t tid, VkDevice device,
+                                     VkDescriptorSetLayout descriptorSetLayout,
+                                     vk_struct<VkAllocationCallbacks> pAllocator)
+{
+    vk_void_handler call{"vk_vkDestroyDescriptorSetLayout", pid, tid};
+    call.trace("target_device", device, "target_descriptorSetLayout", descriptorSetLayout, "pAllocator_ptr",
+               pAllocator.address);
+    vk_destroy<&vk::vkDestroyDescriptorSetLayout>(call, call.lock(device), descriptorSetLayout);
+}
+
+void vk_vkCreateDescriptorPool(pid_t pid, tid_t tid, VkDevice device,
+                               vk_struct<VkDescriptorPoolCreateInfo> pCreateInfo,
+                               vk_struct<VkAllocationCallbacks> pAllocator,
+                               vk_out<VkDescriptorPool> pDescriptorPool, result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkCreateDescriptorPool", pid, tid, target_result};
+    call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
+               pAllocator.address, "pDescriptorPool_ptr", pDescriptorPool.address);
+    vk_create<&vk::vkCreateDescriptorPool, &vk::vkDestroyDescriptorPool>(call, device, pCreateInfo,
+                                                                         pDescriptorPool);
+}
+
+void vk_vkDestroyDescriptorPool(pid_t pid, tid_t tid, VkDevice device, VkDescriptorPool descriptorPool,
+                                vk_struct<VkAllocationCallbacks> pAllocator)
+{
+    vk_void_handler call{"vk_vkDestroyDescriptorPool", pid, tid};
+    call.trace("target_device", device, "target_descriptorPool", descriptorPool, "pAllocator_ptr",
+               pAllocator.address);
+    auto* data = call.lock(device);
+    if (!data)
+        return;
+    if (descriptorPool)
+        forget_sets_of_pool(data, descriptorPool);
+    vk_destroy<&vk::vkDestroyDescriptorPool>(call, data, descriptorPool);
+}
+
+void vk_vkResetDescriptorPool(pid_t pid, tid_t tid, VkDevice device, VkDescriptorPool descriptorPool,
+                              VkDescriptorPoolResetFlags flags, result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkResetDescriptorPool", pid, tid, target_result};
+    call.trace("target_device", device, "target_descriptorPool", descriptorPool, "flags", flags);
+    auto* data = call.lock(device);
+    VkDescriptorPool host = descriptorPool;
+    if (!data || !vk_to_host(call, data, &host))
+        return;
+    call.result = call.host<&vk::vkResetDescriptorPool>(data->device, host, flags);
+    if (call.result == VK_SUCCESS)
+        forget_sets_of_pool(data, descriptorPool);
+}
+
+void vk_vkAllocateDescriptorSets(
+    pid_t pid, tid_t tid, VkDevice device, vk_struct<VkDescriptorSetAllocateInfo> pAllocateInfo,
+    vk_out_array_by<VkDescriptorSet, 1, &VkDescriptorSetAllocateInfo::descriptorSetCount> pDescriptorSets,
+    result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkAllocateDescriptorSets", pid, tid, target_result};
+    call.trace("target_device", device, "pAllocateInfo_ptr", pAllocateInfo.address, "pDescriptorSets_ptr",
+               pDescriptorSets.address);
+    auto* data = call.lock(device);
+    if (!data || !pAllocateInfo || pDescriptorSets.count == 0)
+        return;
+    if (pAllocateInfo->descriptorSetCount > pDescriptorSets.count)
+        pAllocateInfo->descriptorSetCount = pDescriptorSets.count;
+    const uint32_t count = pAllocateInfo->descriptorSetCount;
+    vk_entry_of<VkDescriptorSet> entry;
+    entry.target_pool = pAllocateInfo->descriptorPool;
+    call.prepare(data, pAllocateInfo, "pAllocateInfo");
+    std::vector<VkDescriptorSet> hosts(count, VK_NULL_HANDLE);
+    call.result = call.host<&vk::vkAllocateDescriptorSets>(data->device, pAllocateInfo.data, hosts.data());
+    for (uint32_t i = 0; call.result == VK_SUCCESS && i < count; ++i) {
+        entry.host = hosts[i];
+        call.add(data, pDescriptorSets.data[i], entry);
+    }
+}
+
+void vk_vkFreeDescriptorSets(pid_t pid, tid_t tid, VkDevice device, VkDescriptorPool descriptorPool,
+                             uint32_t descriptorSetCount, vk_array<VkDescriptorSet, 2> pDescriptorSets,
+                             result_of<VkResult> target_result)
+{
+    vk_handler call{"vk_vkFreeDescriptorSets", pid, tid, target_result};
+    call.trace("target_device", device, "target_descriptorPool", descriptorPool, "descriptorSetCount",
+               descriptorSetCount, "pDescriptorSets_ptr", pDescriptorSets.address);
+    auto* data = call.lock(device);
+    if (!data || !vk_to_host(call, data, &descriptorPool))
+        return;
+    std::vector<VkDescriptorSet> hosts(pDescriptorSets.count, VK_NULL_HANDLE);
+    for (uint32_t i = 0; i < pDescriptorSets.count; ++i) {
+        hosts[i] = pDescriptorSets.data[i];
+        if (!vk_to_host(call, data, &hosts[i], vk_null::allowed))
+            return;
+    }
+    call.result = call.host<&vk::vkFreeDescriptorSets>(data->device, descriptorPool, pDescriptorSets.count,
+                                                       hosts.data());
+    for (uint32_t i = 0; call.result == VK_SUCCESS && i < pDescriptorSets.count; ++i) {
+        if (pDescriptorSets.data[i])
+            vk_registry::remove(data, pDescriptorSets.data[i]);
+    }
+}
+
+void vk_vkUpdateDescriptorSets(pid_t pid, tid_t tid, VkDevice device, uint32_t descriptorWriteCount,
+                               vk_array<VkWriteDescriptorSet, 1> pDescriptorWrites,
+                               uint32_t descriptorCopyCount,
+                               vk_array<VkCopyDescriptorSet, 3> pDescriptorCopies)
+{
+    vk_void_handler call{"vk_vkUpdateDescriptorSets", pid, tid};
+    call.trace("target_device", device, "descriptorWriteCount", descriptorWriteCount, "pDescriptorWrites_ptr",
+               pDescriptorWrites.address, "descriptorCopyCount", descriptorCopyCount, "pDescriptorCopies_ptr",
+               pDescriptorCopies.address);
+    auto* data = call.lock(device);
+    if (!data)
+        return;
+    call.prepare(data, pDescriptorWrites.data, pDescriptorWrites.count, "pDescriptorWrites[%u]");
+    call.prepare(data, pDescriptorCopies.data, pDescriptorCopies.count, "pDescriptorCopies[%u]");
+    call.host<&vk::vkUpdateDescriptorSets>(data->device, pDescriptorWrites.count, pDescriptorWrites.data,
+                                           pDescriptorCopies.count, pDescriptorCopies.data);
+}
