@@ -116,14 +116,16 @@ bool connection::welcome()
         _link.answer_query(reception, width, height);
         return false;
     }
-    return _link.attach(width, height);
+    return _link.attach(width, height, !_around.frames && !_around.max_frames);
 }
 
 void connection::serve()
 {
-    while (const auto request = _link.wait_request()) {
-        if (!serve_one(*request))
-            return;
+    bool going_on = true;
+    while (going_on) {
+        const auto request = _link.wait_request();
+        _around.sums->frames += _link.take_finished_frames();
+        going_on = request && serve_one(*request);
     }
 }
 

@@ -392,6 +392,14 @@ TEST_F(simulator_link, frames_become_pictures)
     EXPECT_FALSE(std::filesystem::exists(folder() + "/" + frame_name("scripted_target", child, 0, 3)));
 }
 
+TEST_F(simulator_link, frames_that_nobody_looks_at_are_counted)
+{
+    begin();
+    EXPECT_EQ(run({"frames", "5"}), 0);
+    end();
+    EXPECT_EQ(sums.frames, 5u) << "the last ones come without a further request";
+}
+
 TEST_F(simulator_link, frame_buffers_that_are_none_are_named_once)
 {
     pictures = {folder(), 1, false};
