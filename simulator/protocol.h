@@ -108,7 +108,7 @@ static_assert(offsetof(mailbox, answer) == 24 && offsetof(mailbox, result) == 32
 static_assert(offsetof(mailbox, frame_buffer) == 40 && offsetof(mailbox, frame_buffer_stride) == 60);
 
 inline constexpr uint32_t window_offset = 4096; // from the start of the shared memory
-inline constexpr uint32_t window_size = 8u << 20;
+inline constexpr uint32_t window_size = 32u << 20;
 inline constexpr uint32_t shared_size = window_offset + window_size;
 
 /// Hands the turn over and wakes the other side if it sleeps.
