@@ -141,6 +141,14 @@ TEST_F(simulator_link, answers_come_whole_whatever_the_size_of_reads)
     end();
 }
 
+TEST_F(simulator_link, the_pointer_width_is_told_without_waking_the_target)
+{
+    begin();
+    EXPECT_EQ(run({"asks-width"}), 0);
+    end();
+    EXPECT_EQ(plugin->seen.last_result, sizeof(void*));
+}
+
 TEST_F(simulator_link, takes_long_messages_and_messages_outside_the_window)
 {
     begin();
