@@ -57,6 +57,7 @@ private:
     uint8_t* _shared = nullptr;
     int _socket = -1;
     pid_t _process = 0;
+    bool _counts_frames = false;
     bool _gone = false;
 };
 
@@ -118,6 +119,7 @@ bool socket_transport::receive_welcome(int* shared_memory)
         return false;
     }
     std::memcpy(shared_memory, CMSG_DATA(first), sizeof(int));
+    _counts_frames = answer.counts_frames != 0;
     return true;
 }
 
@@ -226,7 +228,10 @@ void socket_transport::set_frame_buffer(const void* address, uint32_t width, uin
 
 void socket_transport::frame_finished()
 {
-    request(operation::frame_finished);
+    if (_counts_frames)
+        ++box().finished_frames;
+    else
+        request(operation::frame_finished);
 }
 
 } // namespace

@@ -78,6 +78,7 @@ private:
     bool exchange(const link_request& request);
     void deliver(const link_request& request);
     void read_answer();
+    bool told_pointer_size();
     void finish_frame();
     void say_farewell();
     void settle();

@@ -69,13 +69,17 @@ public:
     /// Answers the greeting with a refusal or with what was asked.
     bool answer_query(device_link::reception reception, uint32_t fb_width, uint32_t fb_height);
     /// Answers the greeting with the shared memory and waits a bounded time for the target to map it.
-    bool attach(uint32_t fb_width, uint32_t fb_height);
+    /// With `counts_frames` the target doesn't announce its frames; `take_finished_frames` tells their
+    /// number.
+    bool attach(uint32_t fb_width, uint32_t fb_height, bool counts_frames);
 
     /// Sleeps until the target asks for something. Nothing when it is gone.
     std::optional<link_request> wait_request();
     /// Gives the turn back.
     void answer(int32_t result);
     frame_buffer_place frame_buffer() const;
+    /// Frames that the target has finished, without an announcement, since this was asked last.
+    uint32_t take_finished_frames();
     /// From any thread: the target is gone, or is to be treated so. Wakes `wait_request`.
     void hang_up();
     bool gone() const { return _gone.load(std::memory_order_acquire); }
@@ -94,7 +98,8 @@ public:
     uint64_t shared_address() const { return _shared_address; }
 
 private:
-    bool send_welcome(device_link::reception reception, uint32_t fb_width, uint32_t fb_height, int memory);
+    bool send_welcome(device_link::reception reception, uint32_t fb_width, uint32_t fb_height,
+                      bool counts_frames = false, int memory = -1);
     device_link::mailbox& box() const { return *reinterpret_cast<device_link::mailbox*>(shared()); }
 
     descriptor _socket;
