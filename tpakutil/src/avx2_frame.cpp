@@ -8,11 +8,10 @@ using namespace tpakutil;
 
 namespace {
 
-constexpr uint64_t third_bits = 0x49249249249;    // every third, 15 of them
-constexpr uint64_t narrow_third_bits = 0x9249249; // 10 of them: nodes that are written have 9 bits at most
+constexpr int most_node_bits = 9;          // a component's, coded as a difference of colours
+constexpr uint64_t third_bits = 0x9249249; // every third, 10 of them
 constexpr uint64_t lane_bits = 0x0001000100010001;
 constexpr uint64_t lanes_to_bits = 0x0001000200040008; // times four lanes of a bit: those bits from bit 48 on
-constexpr uint64_t bits_to_lanes = 0x0000200040008001; // the reverse, to be masked
 constexpr uint64_t lanes_but[4] = {0xffffffffffff0000, 0xffffffff0000ffff, 0xffff0000ffffffff,
                                    0xffffffffffff};
 constexpr uint8_t node_bits[16] = {0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47};
@@ -282,9 +281,8 @@ inline node_field field_of_node(uint64_t children, uint32_t zeros, unsigned bits
 {
     const unsigned first = static_cast<unsigned>(_tzcnt_u32(zeros)) >> 1 & 3;
     const uint64_t others = _pext_u64(children, lanes_but[first]);
-    const uint64_t planes = _pdep_u64(others, narrow_third_bits) |
-                            _pdep_u64(others >> 16, narrow_third_bits << 1) |
-                            _pdep_u64(others >> 32, narrow_third_bits << 2);
+    const uint64_t planes = _pdep_u64(others, third_bits) | _pdep_u64(others >> 16, third_bits << 1) |
+                            _pdep_u64(others >> 32, third_bits << 2);
     const uint64_t named = first | planes << 2;
     const uint64_t single = children * lanes_to_bits >> 48;
     const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
@@ -407,21 +405,6 @@ private:
     flat_stream _flat;
 };
 
-/// Reads a node's children at a bit of the stream; zeros for a node of no bits.
-inline uint64_t get_node(const uint8_t* data, unsigned bit, unsigned bits)
-{
-    const uint64_t stream = load64(data + (bit >> 3)) >> (bit & 7);
-    const unsigned zero_child = stream & 3;
-    const uint64_t mask = _bzhi_u64(third_bits, 3 * bits);
-    const uint64_t planes = stream >> 2;
-    const uint64_t others =
-        _pext_u64(planes, mask) | _pext_u64(planes, mask << 1) << 16 | _pext_u64(planes, mask << 2) << 32;
-    const uint64_t named = _pdep_u64(others, lanes_but[zero_child]);
-    const uint64_t single = (stream & 15) * bits_to_lanes & lane_bits;
-    const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
-    return (single & is_single) | (named & ~is_single);
-}
-
 /// Each of four values in all lanes of its quad.
 inline quads spread(uint64_t values)
 {
@@ -467,13 +450,30 @@ inline void store_rows(const quads* v, uint8_t* words, int64_t stride)
 /// What stands before the nodes of a block.
 struct block_head
 {
-    uint64_t root_counts; // by component, 16 bits each; 0 for a flat one
+    // By component, 16 bits each.
+    uint64_t root_counts; // 0 for a flat one
+    uint64_t root_places; // bits of the stream
     uint64_t bases;
-    alignas(32) uint16_t quad_counts[16]; // quad by quad, each by component
-    int components;                       // the last one with nodes, counted from 1
-    unsigned bits;
-    unsigned tree_bits;
+    // Quad by quad, each by component.
+    __m256i quad_counts;
+    __m256i quad_places;
+    int components; // the last one with nodes, counted from 1
+    unsigned bits;  // of the whole stream
+    bool is_wide;   // has nodes wider than any component
 };
+
+/// Each of 16 lanes, and all those below it.
+inline __m256i running_sum(__m256i v)
+{
+    v = _mm256_add_epi16(v, _mm256_slli_epi64(v, 16));
+    v = _mm256_add_epi16(v, _mm256_slli_epi64(v, 32));
+    const __m256i sums =
+        _mm256_shuffle_epi8(v, table(6, 7, 6, 7, 6, 7, 6, 7, 14, 15, 14, 15, 14, 15, 14, 15));
+    const __m256i one_below =
+        _mm256_blend_epi32(_mm256_permute4x64_epi64(sums, 0x90), _mm256_setzero_si256(), 3);
+    const __m256i two_below = _mm256_add_epi16(one_below, _mm256_permute4x64_epi64(one_below, 0x90));
+    return _mm256_add_epi16(v, _mm256_add_epi16(two_below, _mm256_permute4x64_epi64(two_below, 0x40)));
+}
 
 inline uint64_t widen_lanes(uint64_t lanes_of_one)
 {
@@ -494,7 +494,7 @@ inline void read_head(const fast_format& format, const uint8_t* data, block_head
     const uint64_t base_mask = format.base_mask & ~defaults;
     head.bases =
         _pdep_u64(load64(data + (bit >> 3)) >> (bit & 7), base_mask) | (format.default_lanes & defaults);
-    head.bits = bit + static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+    bit += static_cast<unsigned>(_mm_popcnt_u64(base_mask));
     const bool grey = (flat & 0xffffffff0000) == 0xffffffff0000;
     head.components = format.ncomponents == 4 && !(flat >> 63) ? 4 : grey ? 1 : 3;
 
@@ -506,48 +506,96 @@ inline void read_head(const fast_format& format, const uint8_t* data, block_head
     counts = _mm256_add_epi16(_mm256_sub_epi16(counts, two),
                               _mm256_set1_epi64x(static_cast<long long>(head.root_counts)));
     counts = _mm256_and_si256(counts, _mm256_set1_epi16(15));
-    _mm256_store_si256(reinterpret_cast<__m256i*>(head.quad_counts), counts);
+    const __m256i roots = _mm256_castsi128_si256(_mm_cvtsi64_si128(static_cast<long long>(head.root_counts)));
+    const __m256i widest = _mm256_set1_epi16(most_node_bits);
+    const __m256i wide = _mm256_cmpgt_epi16(_mm256_max_epi16(counts, roots), widest);
+    head.is_wide = !_mm256_testz_si256(wide, wide);
+    head.quad_counts = counts;
     const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
     const __m256i low_bytes = _mm256_set1_epi16(0xff);
-    const __m256i sums = _mm256_sad_epu8(_mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes),
-                                         _mm256_setzero_si256());
-    const __m128i halves = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
-    const __m128i roots =
-        _mm_and_si128(_mm_shuffle_epi8(_mm256_castsi256_si128(lengths),
-                                       _mm_cvtsi64_si128(static_cast<long long>(head.root_counts))),
-                      _mm256_castsi256_si128(low_bytes));
-    const __m128i root_sum = _mm_sad_epu8(_mm_move_epi64(roots), _mm_setzero_si128());
-    head.tree_bits = static_cast<unsigned>(_mm_cvtsi128_si32(halves) + _mm_extract_epi32(halves, 2) +
-                                           _mm_cvtsi128_si32(root_sum));
+    const auto root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, roots), low_bytes));
+    const uint64_t root_ends = root_lengths * lane_bits;
+    head.root_places = (root_ends << 16) + bit * lane_bits;
+    const __m256i quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes);
+    const __m256i before = _mm256_set1_epi16(static_cast<short>(bit + (root_ends >> 48)));
+    const __m256i ends = _mm256_add_epi16(before, running_sum(quad_lengths));
+    head.quad_places = _mm256_sub_epi16(ends, quad_lengths);
+    head.bits = static_cast<unsigned>(_mm256_extract_epi16(ends, 15));
 }
 
-/// The values of the first components of a block. Leaves go to vectors straight from registers: a vector
-/// can't be loaded from separate stores that are still on their way.
+/// Four nodes of the stream, each from its first bit on.
+inline __m256i load_nodes(const uint8_t* data, const uint16_t* bytes, int step, __m256i first_bits)
+{
+    const auto node = [&](int i) { return static_cast<long long>(load64(data + bytes[i * step])); };
+    return _mm256_srlv_epi64(_mm256_setr_epi64x(node(0), node(1), node(2), node(3)), first_bits);
+}
+
+/// Every third of 27 bits, in each half of a lane: bits 0 to 7 in its first byte, bit 8 in its last.
+inline __m256i every_third(__m256i v)
+{
+    v = _mm256_and_si256(v, _mm256_set1_epi32(0x01249249));
+    v = _mm256_and_si256(_mm256_or_si256(v, _mm256_srli_epi32(v, 2)), _mm256_set1_epi32(0x010c30c3));
+    v = _mm256_and_si256(_mm256_or_si256(v, _mm256_srli_epi32(v, 4)), _mm256_set1_epi32(0x0100f00f));
+    return _mm256_or_si256(v, _mm256_srli_epi32(v, 8));
+}
+
+/// The children of four nodes, which have `bits` (at most nine) each: a lane of 16 bits for each child.
+inline quads children_of(__m256i stream, __m256i bits)
+{
+    const __m256i beyond =
+        _mm256_sllv_epi64(_mm256_set1_epi64x(-1), _mm256_add_epi64(bits, _mm256_add_epi64(bits, bits)));
+    const __m256i planes = _mm256_andnot_si256(beyond, _mm256_srli_epi64(stream, 2));
+    const __m256i halves =
+        _mm256_srlv_epi32(_mm256_shuffle_epi32(planes, 0xa0), _mm256_setr_epi32(0, 1, 0, 1, 0, 1, 0, 1));
+    const __m256i first = _mm256_shuffle_epi8(
+        every_third(halves), table(0, 3, 4, 7, -1, -1, -1, -1, 8, 11, 12, 15, -1, -1, -1, -1));
+    const __m256i last =
+        _mm256_shuffle_epi8(every_third(_mm256_srli_epi64(planes, 2)),
+                            table(-1, -1, -1, -1, 0, 3, -1, -1, -1, -1, -1, -1, 8, 11, -1, -1));
+    const __m256i others = _mm256_or_si256(first, last);
+    // The zero goes before those that stand behind it.
+    const __m256i zero_child = _mm256_slli_epi64(_mm256_and_si256(stream, _mm256_set1_epi64x(3)), 4);
+    const __m256i behind = _mm256_sllv_epi64(_mm256_set1_epi64x(-1), zero_child);
+    const __m256i named = _mm256_or_si256(_mm256_andnot_si256(behind, others),
+                                          _mm256_slli_epi64(_mm256_and_si256(behind, others), 16));
+    const __m256i each_bit = _mm256_set1_epi64x(0x0008000400020001);
+    const __m256i single = _mm256_and_si256(
+        _mm256_shuffle_epi8(stream, table(0, 1, 0, 1, 0, 1, 0, 1, 8, 9, 8, 9, 8, 9, 8, 9)), each_bit);
+    const __m256i ones = _mm256_srli_epi16(_mm256_cmpeq_epi16(single, each_bit), 15);
+    const __m256i is_single = _mm256_cmpeq_epi64(bits, _mm256_set1_epi64x(1));
+    return _mm256_blendv_epi8(named, ones, is_single);
+}
+
+/// Lane `c` of each four.
+inline __m256i lane_of_quads(__m256i v, int c)
+{
+    return _mm256_and_si256(_mm256_srli_epi64(v, 16 * c), _mm256_set1_epi64x(0xffff));
+}
+
+/// The values of the first components of a block.
 template <int components>
 inline void read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
 {
-    unsigned bit = head.bits;
-    const auto next = [&](unsigned count) {
-        const uint64_t children = get_node(data, bit, count);
-        bit += node_bits[count];
-        return children;
+    const __m256i seven = _mm256_set1_epi16(7);
+    alignas(32) uint16_t bytes[16];
+    const auto lanes = [](uint64_t four) {
+        return _mm256_cvtepu16_epi64(_mm_cvtsi64_si128(static_cast<long long>(four)));
     };
-    uint64_t nodes[components];
-    uint64_t leaves[components][4];
-#pragma GCC unroll 4
-    for (int c = 0; c < components; c++)
-        nodes[c] = next(static_cast<unsigned>(head.root_counts >> 16 * c & 0xffff));
-#pragma GCC unroll 4
-    for (int quad = 0; quad < 4; quad++) {
-#pragma GCC unroll 4
-        for (int c = 0; c < components; c++)
-            leaves[c][quad] = next(head.quad_counts[4 * quad + c]);
-    }
+    const __m256i root_places = lanes(head.root_places);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(bytes), _mm256_srli_epi64(root_places, 3));
+    const __m256i root_stream =
+        load_nodes(data, bytes, 4, _mm256_and_si256(root_places, _mm256_set1_epi64x(7)));
+    const quads nodes = children_of(root_stream, lanes(head.root_counts));
+    alignas(32) uint16_t leaf_bytes[16];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(leaf_bytes), _mm256_srli_epi16(head.quad_places, 3));
+    const __m256i leaf_bits = _mm256_and_si256(head.quad_places, seven);
+    alignas(32) uint64_t root_children[4];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(root_children), nodes);
 #pragma GCC unroll 4
     for (int c = 0; c < components; c++) {
-        const auto lane = [&](int quad) { return static_cast<long long>(leaves[c][quad]); };
-        const __m256i above =
-            _mm256_add_epi16(_mm256_setr_epi64x(lane(0), lane(1), lane(2), lane(3)), spread(nodes[c]));
+        const __m256i stream = load_nodes(data, leaf_bytes + c, 4, lane_of_quads(leaf_bits, c));
+        const quads leaves = children_of(stream, lane_of_quads(head.quad_counts, c));
+        const __m256i above = _mm256_add_epi16(leaves, spread(root_children[c]));
         v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
                                 _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
     }
@@ -558,8 +606,8 @@ bool avx2_kernel::decode(const fast_format& format, const uint8_t* data, int siz
 {
     block_head head;
     read_head(format, data, head);
-    const unsigned taken = (head.bits + head.tree_bits + 7) >> 3;
-    if ((taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
+    const unsigned taken = (head.bits + 7) >> 3;
+    if (head.is_wide || (taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
         return false;
     quads v[4];
     for (int c = 0; c < 4; c++)
