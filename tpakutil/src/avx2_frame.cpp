@@ -8,13 +8,8 @@ using namespace tpakutil;
 
 namespace {
 
-constexpr int most_node_bits = 9;          // a component's, coded as a difference of colours
-constexpr uint64_t third_bits = 0x9249249; // every third, 10 of them
+constexpr int most_node_bits = 9; // a component's, coded as a difference of colours
 constexpr uint64_t lane_bits = 0x0001000100010001;
-constexpr uint64_t lanes_to_bits = 0x0001000200040008; // times four lanes of a bit: those bits from bit 48 on
-constexpr uint64_t lanes_but[4] = {0xffffffffffff0000, 0xffffffff0000ffff, 0xffff0000ffffffff,
-                                   0xffffffffffff};
-constexpr uint8_t node_bits[16] = {0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47};
 
 /// Sixteen values of a component, the four pixels of each quad in a row.
 using quads = __m256i;
@@ -54,6 +49,12 @@ inline __m256i max_of_quads(quads v)
 {
     const __m256i pairs = _mm256_max_epu16(v, swap_pairs(v));
     return _mm256_max_epu16(pairs, _mm256_shuffle_epi32(pairs, 0xb1));
+}
+
+inline uint64_t sum_of_lanes(__m256i v)
+{
+    const __m128i halves = _mm_add_epi64(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(halves) + _mm_extract_epi64(halves, 1));
 }
 
 /// From vectors whose quads hold one value each to one vector: component c in lane c of each quad.
@@ -179,32 +180,29 @@ inline flat_stream flat_stream_of(const fast_format& format, uint32_t word)
     return stream;
 }
 
-/// The trees of a block, by component in lanes where all of a quad are one value.
+/// The trees of a block, coded so that each quad's count is within -2 and +1 of its root's.
 struct block_trees
 {
-    alignas(32) uint16_t leaves[4][16];
-    alignas(32) uint16_t quad_nodes[4][4];
-    alignas(32) uint16_t quad_counts[16]; // quad by quad, each by component
-    uint64_t bases;                       // by component, 16 bits each, as the two below
-    uint64_t root_counts;                 // -1 for a flat component
+    quads leaves[4];
+    quads nodes; // a component for each four lanes
+    // Quad by quad, each by component.
+    __m256i quad_counts;
+    __m256i quad_lengths; // bits in the stream
+    // By component, 16 bits each.
+    uint64_t bases;
+    uint64_t root_counts; // -1 for a flat component
+    uint64_t root_lengths;
     uint64_t deltas;
-    uint32_t zero_leaves[4]; // two bits for each leaf
-    uint32_t zero_nodes[4];  // two bits for each quad's node
-    unsigned tree_bits;
 };
 
-inline void store_quad_nodes(__m256i by_quad, block_trees& trees)
+/// From quads of four components to components of four quads.
+inline __m256i transposed(__m256i by_quad)
 {
     const __m256i pairs =
         _mm256_shuffle_epi8(by_quad, table(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
     const __m128i low = _mm256_castsi256_si128(pairs);
     const __m128i high = _mm256_extracti128_si256(pairs, 1);
-    const __m256i nodes = _mm256_set_m128i(_mm_unpackhi_epi32(low, high), _mm_unpacklo_epi32(low, high));
-    _mm256_store_si256(reinterpret_cast<__m256i*>(trees.quad_nodes), nodes);
-    const auto zeros =
-        static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(nodes, _mm256_setzero_si256())));
-    for (int c = 0; c < 4; c++)
-        trees.zero_nodes[c] = zeros >> 8 * c & 0xff;
+    return _mm256_set_m128i(_mm_unpackhi_epi32(low, high), _mm_unpacklo_epi32(low, high));
 }
 
 inline uint64_t low_lanes(__m256i v)
@@ -219,10 +217,7 @@ inline void build_trees(const quads* v, block_trees& trees)
     const auto build = [&](int c) {
         minima[c] = min_of_quads(v[c]);
         ranges[c] = _mm256_sub_epi16(max_of_quads(v[c]), minima[c]);
-        const __m256i leaves = _mm256_sub_epi16(v[c], minima[c]);
-        _mm256_store_si256(reinterpret_cast<__m256i*>(trees.leaves[c]), leaves);
-        trees.zero_leaves[c] =
-            static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(leaves, _mm256_setzero_si256())));
+        trees.leaves[c] = _mm256_sub_epi16(v[c], minima[c]);
     };
     for (int c = 0; c < 3; c++)
         build(c);
@@ -238,7 +233,7 @@ inline void build_trees(const quads* v, block_trees& trees)
     const __m256i nodes = by_component(minima);
     const __m256i base = min_over_quads(nodes);
     const __m256i root_range = _mm256_sub_epi16(max_over_quads(nodes), base);
-    store_quad_nodes(_mm256_sub_epi16(nodes, base), trees);
+    trees.nodes = transposed(_mm256_sub_epi16(nodes, base));
     trees.bases = low_lanes(base);
 
     // Counts, widened until each quad's is within -2 and +1 of the root's; -1 for a flat component.
@@ -249,7 +244,7 @@ inline void build_trees(const quads* v, block_trees& trees)
     root = _mm256_max_epi16(_mm256_sub_epi16(widest, _mm256_set1_epi16(1)), root);
     root = _mm256_or_si256(root, flat);
     quad = _mm256_max_epi16(_mm256_sub_epi16(root, _mm256_set1_epi16(2)), quad);
-    _mm256_store_si256(reinterpret_cast<__m256i*>(trees.quad_counts), quad);
+    trees.quad_counts = quad;
     trees.root_counts = low_lanes(root);
 
     __m256i deltas = _mm256_and_si256(_mm256_sub_epi16(quad, root), _mm256_set1_epi16(3));
@@ -261,45 +256,114 @@ inline void build_trees(const quads* v, block_trees& trees)
     // Flat components have no node: their counts are -1 and 0, of no bits each.
     const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
     const __m256i low_bytes = _mm256_set1_epi16(0xff);
-    const __m256i quad_bits = _mm256_and_si256(_mm256_shuffle_epi8(lengths, quad), low_bytes);
-    const __m256i root_bits = _mm256_and_si256(_mm256_shuffle_epi8(lengths, root), low_bytes);
-    const __m256i sums = _mm256_sad_epu8(quad_bits, _mm256_setzero_si256());
-    const __m128i halves = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
-    const __m128i root_sum = _mm_sad_epu8(_mm256_castsi256_si128(root_bits), _mm_setzero_si128());
-    trees.tree_bits = static_cast<unsigned>(_mm_cvtsi128_si32(halves) + _mm_extract_epi32(halves, 2) +
-                                            _mm_cvtsi128_si32(root_sum));
+    trees.quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, quad), low_bytes);
+    trees.root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, root), low_bytes));
 }
 
-struct node_field
+/// Values of nine bits, their upper byte in front, with two zeros behind each bit.
+inline __m256i to_every_third(__m256i v)
 {
-    uint64_t value;
-    unsigned bits;
+    v = _mm256_and_si256(v, _mm256_set1_epi32(0x0100f00f));
+    v = _mm256_and_si256(_mm256_or_si256(v, _mm256_slli_epi32(v, 4)), _mm256_set1_epi32(0x010c30c3));
+    return _mm256_and_si256(_mm256_or_si256(v, _mm256_slli_epi32(v, 2)), _mm256_set1_epi32(0x01249249));
+}
+
+/// Four nodes as the stream has them; a node of no bits is nothing.
+inline __m256i fields_of(quads children, __m256i bits)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i zeros = _mm256_cmpeq_epi16(children, zero);
+    const __m256i in_front = _mm256_andnot_si256(zeros, _mm256_add_epi64(zeros, _mm256_set1_epi64x(-1)));
+    const __m256i zero_child = _mm256_sad_epu8(_mm256_and_si256(in_front, _mm256_set1_epi16(1)), zero);
+    const __m256i others = _mm256_blendv_epi8(_mm256_srli_epi64(children, 16), children, in_front);
+    const __m256i first = to_every_third(
+        _mm256_shuffle_epi8(others, table(0, 0, -1, 1, 2, 2, -1, 3, 8, 8, -1, 9, 10, 10, -1, 11)));
+    const __m256i last = to_every_third(
+        _mm256_shuffle_epi8(others, table(4, 4, -1, 5, -1, -1, -1, -1, 12, 12, -1, 13, -1, -1, -1, -1)));
+    const __m256i two_planes = _mm256_or_si256(first, _mm256_srli_epi64(first, 31));
+    const __m256i planes = _mm256_and_si256(_mm256_or_si256(two_planes, _mm256_slli_epi64(last, 2)),
+                                            _mm256_set1_epi64x(0x7ffffff));
+    const __m256i named = _mm256_or_si256(zero_child, _mm256_slli_epi64(planes, 2));
+    const __m256i pairs = _mm256_madd_epi16(children, _mm256_set1_epi64x(0x0008000400020001));
+    const __m256i single =
+        _mm256_and_si256(_mm256_or_si256(pairs, _mm256_srli_epi64(pairs, 32)), _mm256_set1_epi64x(15));
+    return _mm256_blendv_epi8(named, single, _mm256_cmpeq_epi64(bits, _mm256_set1_epi64x(1)));
+}
+
+/// Lane `c` of each four.
+inline __m256i lane_of_quads(__m256i v, int c)
+{
+    return _mm256_and_si256(_mm256_srli_epi64(v, 16 * c), _mm256_set1_epi64x(0xffff));
+}
+
+/// Streams of four quads, side by side.
+struct quad_streams
+{
+    __m256i bits;
+    __m256i lengths;
 };
 
-/// A node of no bits is nothing.
-inline node_field field_of_node(uint64_t children, uint32_t zeros, unsigned bits)
+inline quad_streams joined(const quad_streams& a, const quad_streams& b)
 {
-    const unsigned first = static_cast<unsigned>(_tzcnt_u32(zeros)) >> 1 & 3;
-    const uint64_t others = _pext_u64(children, lanes_but[first]);
-    const uint64_t planes = _pdep_u64(others, third_bits) | _pdep_u64(others >> 16, third_bits << 1) |
-                            _pdep_u64(others >> 32, third_bits << 2);
-    const uint64_t named = first | planes << 2;
-    const uint64_t single = children * lanes_to_bits >> 48;
-    const uint64_t is_single = -static_cast<uint64_t>(bits == 1);
-    return {(single & is_single) | (named & ~is_single), node_bits[bits]};
+    return {_mm256_or_si256(a.bits, _mm256_sllv_epi64(b.bits, a.lengths)),
+            _mm256_add_epi64(a.lengths, b.lengths)};
 }
 
-/// Two nodes fit into one write: of two neighbours only one has nine bits.
-inline void put_pair(bit_writer& out, const node_field& first, const node_field& second)
+inline void store_streams(const quad_streams& streams, uint64_t* bits, uint64_t* lengths)
 {
-    out.put(first.value | second.value << first.bits, first.bits + second.bits);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(bits), streams.bits);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lengths), streams.lengths);
 }
 
-inline uint64_t four_values(const uint16_t* from)
+/// The roots' nodes, then those of the quads. Two nodes fit into one write: of two neighbours only one has
+/// nine bits.
+template <int components>
+inline void put_trees(bit_writer& out, const block_trees& trees, __m256i lengths_of_quads)
 {
-    uint64_t value;
-    std::memcpy(&value, from, 8);
-    return value;
+    const auto lanes = [](uint64_t four) {
+        return _mm256_cvtepu16_epi64(_mm_cvtsi64_si128(static_cast<long long>(four)));
+    };
+    const auto leaves = [&](int c) {
+        return quad_streams{fields_of(trees.leaves[c], lane_of_quads(trees.quad_counts, c)),
+                            lane_of_quads(trees.quad_lengths, c)};
+    };
+    const __m256i roots = fields_of(trees.nodes, lanes(trees.root_counts));
+    alignas(32) uint64_t root_bits[4];
+    alignas(32) uint64_t root_lengths[4];
+    store_streams({roots, lanes(trees.root_lengths)}, root_bits, root_lengths);
+    alignas(32) uint64_t bits[8];
+    alignas(32) uint64_t lengths[8];
+    const auto put_all = [&out](const uint64_t* values, const uint64_t* counts, int n) {
+        for (int i = 0; i < n; i++)
+            out.put(values[i], static_cast<unsigned>(counts[i]));
+    };
+    if constexpr (components == 1) {
+        out.put(root_bits[0], static_cast<unsigned>(root_lengths[0]));
+        store_streams(leaves(0), bits, lengths);
+        put_all(bits, lengths, 4);
+        return;
+    } else {
+        const quad_streams front = joined(leaves(0), leaves(1));
+        const quad_streams back = components == 3 ? leaves(2) : joined(leaves(2), leaves(3));
+        const auto put_roots = [&](int c) {
+            out.put(root_bits[c] | root_bits[c + 1] << root_lengths[c],
+                    static_cast<unsigned>(root_lengths[c] + root_lengths[c + 1]));
+        };
+        put_roots(0);
+        put_roots(2);
+        const __m256i beyond_a_write = _mm256_cmpgt_epi64(lengths_of_quads, _mm256_set1_epi64x(56));
+        if (_mm256_testz_si256(beyond_a_write, beyond_a_write)) {
+            store_streams(joined(front, back), bits, lengths);
+            put_all(bits, lengths, 4);
+        } else {
+            store_streams(front, bits, lengths);
+            store_streams(back, bits + 4, lengths + 4);
+            for (int quad = 0; quad < 4; quad++) {
+                put_all(bits + quad, lengths + quad, 1);
+                put_all(bits + 4 + quad, lengths + 4 + quad, 1);
+            }
+        }
+    }
 }
 
 struct avx2_kernel
@@ -361,7 +425,10 @@ private:
         const uint64_t base_mask = opaque ? format.base_mask & 0xffffffffffff : format.base_mask;
         const unsigned head_bits = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
         const auto base_bits = static_cast<unsigned>(_mm_popcnt_u64(base_mask));
-        const unsigned bits = head_bits + base_bits + trees.tree_bits;
+        const __m256i lengths_of_quads = _mm256_sad_epu8(trees.quad_lengths, _mm256_setzero_si256());
+        const unsigned bits =
+            head_bits + base_bits +
+            static_cast<unsigned>((trees.root_lengths * lane_bits >> 48) + sum_of_lanes(lengths_of_quads));
         const auto size = static_cast<int>((bits + 7) >> 3);
         if (size >= format.block_size)
             return {format.block_size, true, no_flat_key};
@@ -371,30 +438,13 @@ private:
         writer.put(roots | _pext_u64(trees.deltas, delta_mask) << format.all_root_bits, head_bits);
         writer.put(_pext_u64(trees.bases, base_mask), base_bits);
         // Flat components have nodes of no bits. Only what is often flat for long is worth a branch.
-        const auto node = [&](int c) {
-            const auto count = static_cast<int16_t>(trees.root_counts >> 16 * c);
-            return field_of_node(four_values(trees.quad_nodes[c]), trees.zero_nodes[c],
-                                 static_cast<unsigned>(count & ~(count >> 15)));
-        };
-        const auto leaves = [&](int quad, int c) {
-            return field_of_node(four_values(trees.leaves[c] + 4 * quad), trees.zero_leaves[c] >> 8 * quad,
-                                 trees.quad_counts[4 * quad + c]);
-        };
-        const node_field nothing{0, 0};
         const bool grey = (flat >> 16 & 1) && (flat >> 32 & 1);
-        if (grey && flat_alpha) {
-            const node_field root = node(0);
-            writer.put(root.value, root.bits);
-            put_pair(writer, leaves(0, 0), leaves(1, 0));
-            put_pair(writer, leaves(2, 0), leaves(3, 0));
-        } else {
-            put_pair(writer, node(0), node(1));
-            put_pair(writer, node(2), flat_alpha ? nothing : node(3));
-            for (int quad = 0; quad < 4; quad++) {
-                put_pair(writer, leaves(quad, 0), leaves(quad, 1));
-                put_pair(writer, leaves(quad, 2), flat_alpha ? nothing : leaves(quad, 3));
-            }
-        }
+        if (!flat_alpha)
+            put_trees<4>(writer, trees, lengths_of_quads);
+        else if (!grey)
+            put_trees<3>(writer, trees, lengths_of_quads);
+        else
+            put_trees<1>(writer, trees, lengths_of_quads);
         if (!may_spill)
             copy_block(out, stream, size);
         return {size, false, no_flat_key};
@@ -564,12 +614,6 @@ inline quads children_of(__m256i stream, __m256i bits)
     const __m256i ones = _mm256_srli_epi16(_mm256_cmpeq_epi16(single, each_bit), 15);
     const __m256i is_single = _mm256_cmpeq_epi64(bits, _mm256_set1_epi64x(1));
     return _mm256_blendv_epi8(named, ones, is_single);
-}
-
-/// Lane `c` of each four.
-inline __m256i lane_of_quads(__m256i v, int c)
-{
-    return _mm256_and_si256(_mm256_srli_epi64(v, 16 * c), _mm256_set1_epi64x(0xffff));
 }
 
 /// The values of the first components of a block.
