@@ -138,9 +138,12 @@ TEST_P(tpak_coders, SayAndShowTheSameOfBrokenFrames)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, tpak_coders, testing::Values(tpak_coder::portable, tpak_coder::avx2),
+INSTANTIATE_TEST_SUITE_P(, tpak_coders,
+                         testing::Values(tpak_coder::portable, tpak_coder::avx2, tpak_coder::avx512),
                          [](const auto& each) {
-                             return std::string(each.param == tpak_coder::portable ? "portable" : "avx2");
+                             return std::string(each.param == tpak_coder::portable ? "portable"
+                                                : each.param == tpak_coder::avx2   ? "avx2"
+                                                                                   : "avx512");
                          });
 
 } // namespace

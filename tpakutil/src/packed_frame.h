@@ -16,7 +16,9 @@ struct packed_coder
 extern const packed_coder reference_coder;
 extern const packed_coder portable_coder;
 extern const packed_coder avx2_coder;
-/// Whether this machine runs it.
+extern const packed_coder avx512_coder;
+/// Whether this machine runs them.
 bool has_avx2();
+bool has_avx512();
 
 } // namespace tpakutil

@@ -31,8 +31,10 @@ const packed_coder* coder_named(tpak_coder wanted)
         return &portable_coder;
     case tpak_coder::avx2:
         return has_avx2() ? &avx2_coder : nullptr;
+    case tpak_coder::avx512:
+        return has_avx512() ? &avx512_coder : nullptr;
     default:
-        return has_avx2() ? &avx2_coder : &portable_coder;
+        return has_avx512() ? &avx512_coder : has_avx2() ? &avx2_coder : &portable_coder;
     }
 }
 

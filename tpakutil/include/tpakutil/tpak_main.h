@@ -88,6 +88,7 @@ enum class tpak_coder
     reference, // by planes and single bits, the measure of the others
     portable,
     avx2,
+    avx512, // with byte permutes and bit matrices
 };
 /// False when this machine can't run it; then nothing changes. For the whole process; before the first frame.
 bool tpak_select_coder(tpak_coder coder);
