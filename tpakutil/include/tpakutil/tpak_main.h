@@ -50,7 +50,9 @@ public:
 
     /// Encodes packed pixels, rows without gaps, into `buffer`, which has `getMaxFrameSize()` zeroed bytes.
     /// False only for a frame that counts more than 31 bits of bytes.
-    bool encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components);
+    /// With more `threads` than one, large frames are shared with new threads that end before this returns;
+    /// the bytes are the same. One is what a caller wants whose other cores draw the next frame meanwhile.
+    bool encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components, unsigned threads = 1);
     /// Writes 32 bytes that describe the last encoded frame.
     void writeFileHeader(unsigned char* buffer) const;
 };
