@@ -44,6 +44,7 @@ public:
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
                           uint32_t stride_pixels) override;
     void frame_finished() override;
+    bool frames_are_compressed() const override { return _frames_compressed; }
 
 private:
     bool open_socket(const char* path);
@@ -58,6 +59,7 @@ private:
     int _socket = -1;
     pid_t _process = 0;
     bool _gone = false;
+    bool _frames_compressed = false;
 };
 
 uint64_t target_address(const void* pointer)
@@ -118,6 +120,7 @@ bool socket_transport::receive_welcome(int* shared_memory)
         return false;
     }
     std::memcpy(shared_memory, CMSG_DATA(first), sizeof(int));
+    _frames_compressed = answer.frames_compressed != 0;
     return true;
 }
 

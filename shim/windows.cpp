@@ -3,10 +3,13 @@
 #include "shim/connection.h"
 #include "shim/log.h"
 #include "shim/process_lock.h"
+#include "tpakutil/tpak_main.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <memory>
+#include <new>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -73,6 +76,31 @@ bool map_pixels(surface_record& record)
     }
     record.pixels = static_cast<uint8_t*>(span);
     return true;
+}
+
+/// The pixels of a compressed frame: displays of the device take it as it is, windows don't. Null when there
+/// is no memory for them.
+std::unique_ptr<uint8_t[]> decompress(const surface_record& record)
+{
+    const window_size size = record.size;
+    tpak_opts options;
+    options.yuv_trans = 1; // as for any frame buffer that names no attributes
+    constexpr unsigned four_bytes = 3;
+    TpakDecoder decoder{four_bytes, size.width, size.height, &options};
+    std::unique_ptr<uint8_t[]> pixels{new (std::nothrow) uint8_t[size_t{size.width} * size.height * 4]};
+    if (!pixels || decoder.getMaxFrameSize() > record.pixel_bytes ||
+        !decoder.decode(record.pixels, pixels.get()))
+        return nullptr;
+    return pixels;
+}
+
+void show_frame(const surface_record& record, bool compressed)
+{
+    std::unique_ptr<uint8_t[]> pixels;
+    if (compressed && !(pixels = decompress(record)))
+        return;
+    server->show(record.native_window,
+                 {compressed ? pixels.get() : record.pixels, record.size, record.size.width});
 }
 
 surface_record* find_surface(void* surface)
@@ -176,13 +204,14 @@ void note_told_height(uint32_t height)
 void frame_swapped(void* surface)
 {
     frame_notice notice;
+    const bool compressed = frames_are_compressed();
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
         if (!record || !record->pixels)
             return;
         if (server)
-            server->show(record->native_window, {record->pixels, record->size, record->size.width});
+            show_frame(*record, compressed);
         notice = {record->pixels, record->size.width, record->size.height};
     }
     announce_frame(notice);

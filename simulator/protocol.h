@@ -54,8 +54,8 @@ struct welcome
     uint32_t reception;
     uint32_t frame_buffer_width;
     uint32_t frame_buffer_height;
-    uint32_t reserved;
-    uint64_t shared_size; // mailbox and window, bytes
+    uint32_t frames_compressed; // 1: what the library leaves in frame buffers is compressed
+    uint64_t shared_size;       // mailbox and window, bytes
 };
 
 /// Third packet, from the target, once it has mapped the shared memory.
