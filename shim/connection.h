@@ -59,6 +59,9 @@ struct frame_notice
 };
 void announce_frame(const frame_notice& notice);
 
+/// Whether frame buffers hold compressed frames.
+bool frames_are_compressed();
+
 message_memory take_message_memory();
 void give_back_message_memory(const message_memory& memory);
 

@@ -113,13 +113,13 @@ bool connection::welcome()
     _who = *who;
     _application = application_name(_who.process);
     const auto reception = _around.arrive(*this);
-    const uint32_t width = _around.frame_buffer_width;
-    const uint32_t height = _around.frame_buffer_height;
     if (reception != device_link::reception::accepted || _who.intent == device_link::intent::query) {
-        _link.answer_query(reception, width, height);
+        _link.answer_query(reception, _around.offered);
         return false;
     }
-    return _link.attach(width, height, !_around.frames && !_around.max_frames);
+    screen offered = _around.offered;
+    offered.counts_frames = !_around.frames && !_around.max_frames;
+    return _link.attach(offered);
 }
 
 void connection::serve()

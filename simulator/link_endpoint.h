@@ -56,6 +56,16 @@ struct newcomer
     uint32_t pointer_bits = 64;
 };
 
+/// What targets are told about the screen.
+struct screen
+{
+    uint32_t width = 0;
+    uint32_t height = 0;
+    bool compressed = false; // what the library leaves in frame buffers
+    /// The target doesn't announce its frames; `take_finished_frames` tells their number.
+    bool counts_frames = false;
+};
+
 class link_endpoint
 {
 public:
@@ -67,11 +77,9 @@ public:
     /// Waits a bounded time for the greeting; nothing when it isn't one.
     std::optional<newcomer> greet();
     /// Answers the greeting with a refusal or with what was asked.
-    bool answer_query(device_link::reception reception, uint32_t fb_width, uint32_t fb_height);
+    bool answer_query(device_link::reception reception, const screen& offered);
     /// Answers the greeting with the shared memory and waits a bounded time for the target to map it.
-    /// With `counts_frames` the target doesn't announce its frames; `take_finished_frames` tells their
-    /// number.
-    bool attach(uint32_t fb_width, uint32_t fb_height, bool counts_frames);
+    bool attach(const screen& offered);
 
     /// Sleeps until the target asks for something. Nothing when it is gone.
     std::optional<link_request> wait_request();
@@ -98,8 +106,7 @@ public:
     uint64_t shared_address() const { return _shared_address; }
 
 private:
-    bool send_welcome(device_link::reception reception, uint32_t fb_width, uint32_t fb_height,
-                      bool counts_frames = false, int memory = -1);
+    bool send_welcome(device_link::reception reception, const screen& offered, int memory);
     device_link::mailbox& box() const { return *reinterpret_cast<device_link::mailbox*>(shared()); }
 
     descriptor _socket;

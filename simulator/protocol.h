@@ -54,8 +54,9 @@ struct welcome
     uint32_t reception;
     uint32_t frame_buffer_width;
     uint32_t frame_buffer_height;
-    uint32_t counts_frames; // 1: nobody looks at frames, so they are counted in the mailbox and not announced
-    uint64_t shared_size;   // mailbox and window, bytes
+    uint16_t counts_frames; // 1: nobody looks at frames, so they are counted in the mailbox and not announced
+    uint16_t frames_compressed; // 1: what the library leaves in frame buffers is compressed
+    uint64_t shared_size;       // mailbox and window, bytes
 };
 
 /// Third packet, from the target, once it has mapped the shared memory.

@@ -50,7 +50,9 @@ public:
 
     /// Encodes packed pixels, rows without gaps, into `buffer`, which has `getMaxFrameSize()` zeroed bytes.
     /// False only for a frame that counts more than 31 bits of bytes.
-    bool encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components);
+    /// With more `threads` than one, large frames are shared with new threads that end before this returns;
+    /// the bytes are the same. One is what a caller wants whose other cores draw the next frame meanwhile.
+    bool encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components, unsigned threads = 1);
     /// Writes 32 bytes that describe the last encoded frame.
     void writeFileHeader(unsigned char* buffer) const;
 };
@@ -88,6 +90,7 @@ enum class tpak_coder
     reference, // by planes and single bits, the measure of the others
     portable,
     avx2,
+    avx512, // with byte permutes and bit matrices
 };
 /// False when this machine can't run it; then nothing changes. For the whole process; before the first frame.
 bool tpak_select_coder(tpak_coder coder);
