@@ -160,8 +160,8 @@ void follow(sample_mask<P, N>, vk_reader& in, uint8_t* structure)
     // The samples can't be fewer for a mask that is cut off; without one, all of them count.
     uint64_t words = sample_mask_words(get<N>(structure));
     uint64_t held = in.cut(words, sizeof(uint32_t));
-    void* mask = in.in_place(held * sizeof(uint32_t));
-    aim<P>(structure, held == words && held ? mask : nullptr);
+    const void* mask = held ? in.in_place(held * sizeof(uint32_t)) : nullptr;
+    aim<P>(structure, held == words ? mask : nullptr);
 }
 
 template <auto P>
