@@ -56,7 +56,7 @@ struct outcome
 };
 
 outcome encode(tpak_coder coder, unsigned format, unsigned width, unsigned height, const tpak_opts& opts,
-               const bytes& pixels, bool reverse, unsigned threads = 1)
+               const bytes& pixels, bool reverse, tpak_threads* threads = nullptr)
 {
     EXPECT_TRUE(tpak_select_coder(coder));
     TpakEncoder encoder{format, width, height, &opts};
@@ -121,6 +121,8 @@ TEST_P(tpak_coders, EncodeToTheSameBytesAndDecodeThem)
 
 TEST_P(tpak_coders, ShareFramesBetweenThreadsToTheSameBytes)
 {
+    tpak_threads two{2};
+    tpak_threads three{3};
     constexpr unsigned sizes[][2] = {{519, 301}, {8192, 17}, {16, 8192}};
     for (const auto& [width, height] : sizes) {
         for (int flags = 0; flags < 8; flags++) {
@@ -133,7 +135,7 @@ TEST_P(tpak_coders, ShareFramesBetweenThreadsToTheSameBytes)
                 const unsigned format = 1 + (width + unsigned(flags)) % 3;
                 const bytes pixels = draw(kind, width, height, format + 1);
                 const outcome alone = encode(GetParam(), format, width, height, opts, pixels, format == 1);
-                for (unsigned threads = 2; threads <= 3; threads++)
+                for (tpak_threads* threads : {&two, &three})
                     ASSERT_EQ(encode(GetParam(), format, width, height, opts, pixels, format == 1, threads),
                               alone)
                         << kind.name << " " << width << "x" << height << " flags " << flags;

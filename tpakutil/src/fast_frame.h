@@ -344,11 +344,10 @@ public:
     }
 
     /// Returns the position behind the last payload.
-    int run(unsigned threads)
+    int run(tpak_threads& threads)
     {
-        on_threads(
-            threads, [](void* self, unsigned number) { static_cast<shared_encoding*>(self)->work(number); },
-            this);
+        threads.run([](void* self, unsigned number) { static_cast<shared_encoding*>(self)->work(number); },
+                    this);
         if (_info.fixed_superblock_positions)
             return _rows.end_of(_info.mbh - 1);
         const int front = _rows.front_rows();
@@ -417,13 +416,13 @@ inline constexpr int least_shared_superblocks = 512;
 /// Every block of every superblock finds room in a buffer of the largest frame's size.
 template <class kernel>
 int fast_encode(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, int buffer_size, bool reverse,
-                unsigned threads)
+                tpak_threads* threads)
 {
     if (static_cast<unsigned>(buffer_size) < tpak_get_max_frame_size(&info) || info.force_uncompressed ||
         info.copy_identical_blocks)
         return reference_coder.encode(info, pixels, buffer, buffer_size, reverse, threads);
-    if (threads > 1 && info.mbh > 1 && info.mbw * info.mbh >= least_shared_superblocks)
-        return shared_encoding<kernel>{info, pixels, buffer, reverse}.run(threads);
+    if (threads && info.mbh > 1 && info.mbw * info.mbh >= least_shared_superblocks)
+        return shared_encoding<kernel>{info, pixels, buffer, reverse}.run(*threads);
     fast_encoder<kernel> encoder{info, pixels, buffer, reverse};
     auto position = static_cast<int>(tpak_get_header_area_size(&info));
     for (int mby = 0; mby < info.mbh; mby++)

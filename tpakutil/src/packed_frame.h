@@ -9,7 +9,7 @@ namespace tpakutil {
 struct packed_coder
 {
     int (*encode)(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, int buffer_size,
-                  bool reverse_components, unsigned threads);
+                  bool reverse_components, tpak_threads* threads);
     void (*decode)(tpak_frame_info& info, const uint8_t* buffer, int buffer_size, uint8_t* pixels);
 };
 

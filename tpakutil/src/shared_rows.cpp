@@ -1,8 +1,5 @@
 #include "shared_rows.h"
 
-#include <system_error>
-#include <thread>
-
 namespace tpakutil {
 
 shared_rows::shared_rows(tpak_frame_info& info, int rows)
@@ -56,21 +53,6 @@ void shared_rows::add_statistics(const tpak_frame_info& of_thread)
     const std::lock_guard<std::mutex> guard{_lock};
     _info.split_read_bytes[1] += of_thread.split_read_bytes[1];
     _info.contiguous_read_bytes[1] += of_thread.contiguous_read_bytes[1];
-}
-
-void on_threads(unsigned count, void (*work)(void* context, unsigned number), void* context)
-{
-    std::vector<std::thread> threads;
-    threads.reserve(count);
-    try {
-        for (unsigned number = 1; number < count; number++)
-            threads.emplace_back(work, context, number);
-    } catch (const std::system_error&) {
-        // Those that run share the work.
-    }
-    work(context, 0);
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 } // namespace tpakutil

@@ -40,8 +40,4 @@ private:
     std::vector<payload> _payloads;
 };
 
-/// Calls `work` with every number below `count`, 0 on this thread and the others on threads of their own,
-/// which are gone when this returns. Those that the system refuses are left out.
-void on_threads(unsigned count, void (*work)(void* context, unsigned number), void* context);
-
 } // namespace tpakutil

@@ -116,7 +116,8 @@ unsigned long TpakBase::getEncodedFrameSize(const unsigned char* buffer)
     return size;
 }
 
-bool TpakEncoder::encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components, unsigned threads)
+bool TpakEncoder::encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components,
+                         tpak_threads* threads)
 {
     const unsigned long largest = getMaxFrameSize();
     if (!is_within_31_bits(largest))
