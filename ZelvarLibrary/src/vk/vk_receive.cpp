@@ -4,6 +4,8 @@
 #include "vk/vk_structure_functions.h"
 #include "vk/vk_unpack.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace vk_wire;
@@ -93,7 +95,8 @@ bool cut_count(vk_reader& in, uint8_t* structure, uint64_t element_size, uint64_
 {
     count = get<N>(structure);
     if (count && target_of<P>(structure)) {
-        uint64_t held = in.cut(count, element_size);
+        // No message is longer; a size_t beyond would turn over what counts as wanted.
+        uint64_t held = in.cut(std::min<uint64_t>(count, UINT32_MAX), element_size);
         if (held != count) {
             count = held;
             set<N>(structure, static_cast<value_of<N>>(held));
