@@ -178,4 +178,7 @@ struct _zelvar_object_manager_process_data_vk
     std::map<VkDevice, std::shared_ptr<_zelvar_object_manager_data_vk_device>> devices;
     std::map<VkQueue, vk_queue_data> queues;
     std::map<VkCommandBuffer, vk_command_buffer_data> command_buffers;
+    /// Surfaces, displays and their modes, which come before any device and outlive it: a record of no
+    /// device.
+    std::shared_ptr<_zelvar_object_manager_data_vk_device> window_objects;
 };

@@ -54,6 +54,8 @@ public:
     vk_device_record* lock(VkDevice device);
     vk_device_record* lock_queue(VkQueue queue, VkQueue* host);
     vk_device_record* lock_command_buffer(VkCommandBuffer command_buffer, VkCommandBuffer* host);
+    /// Surfaces, displays and display modes of the process, locked likewise.
+    vk_device_record* lock_window_objects();
     /// Unlocks early.
     void unlock();
 
