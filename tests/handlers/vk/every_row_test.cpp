@@ -16,12 +16,16 @@ protected:
     {
         vk_fixture::SetUp();
         sidechannel_set_log_level(0);
+        of_width(8);
     }
     void of_width(uint32_t pointer_size)
     {
         target.on_request = [this, pointer_size](const outbound_message& request) {
-            return request.type == out::get_target_pointer_size ? confirm_with(pointer_size)
-                                                                : target.default_answer(request);
+            if (request.type == out::get_target_pointer_size)
+                return confirm_with(pointer_size);
+            if (request.type == out::winsys_map_buffer_object_vk)
+                return confirm_with(wire::winsys_buffer_vk_data_descriptor{});
+            return target.default_answer(request);
         };
     }
     /// Runs payloads of many lengths through every row.
