@@ -29,12 +29,13 @@ recorder& the_recorder()
 
 #define HANDLES(X)                                                                                           \
     X(VkInstance)                                                                                            \
-    X(VkPhysicalDevice) X(VkDevice) X(VkQueue) X(VkCommandBuffer) X(VkBuffer) X(VkBufferView) X(VkImage)     \
-        X(VkImageView) X(VkShaderModule) X(VkPipeline) X(VkPipelineLayout) X(VkSampler) X(VkDescriptorSet)   \
-            X(VkDescriptorSetLayout) X(VkDescriptorPool) X(VkDeviceMemory) X(VkFence) X(VkSemaphore)         \
-                X(VkEvent) X(VkQueryPool) X(VkFramebuffer) X(VkRenderPass) X(VkPipelineCache)                \
-                    X(VkCommandPool) X(VkSurfaceKHR) X(VkSwapchainKHR) X(VkDisplayKHR) X(VkDisplayModeKHR)   \
-                        X(VkDebugReportCallbackEXT)
+    X(VkPhysicalDevice)                                                                                      \
+    X(VkDevice)                                                                                              \
+    X(VkQueue) X(VkCommandBuffer) X(VkBuffer) X(VkBufferView) X(VkImage) X(VkImageView) X(VkShaderModule)    \
+        X(VkPipeline) X(VkPipelineLayout) X(VkSampler) X(VkDescriptorSet) X(VkDescriptorSetLayout)           \
+            X(VkDescriptorPool) X(VkDeviceMemory) X(VkFence) X(VkSemaphore) X(VkEvent) X(VkQueryPool)        \
+                X(VkFramebuffer) X(VkRenderPass) X(VkPipelineCache) X(VkCommandPool) X(VkSurfaceKHR)         \
+                    X(VkSwapchainKHR) X(VkDisplayKHR) X(VkDisplayModeKHR) X(VkDebugReportCallbackEXT)
 template <class T>
 inline constexpr const char* kind_of = nullptr;
 #define KIND(type)                                                                                           \
