@@ -55,7 +55,7 @@ protected:
         if (type_of(message) == 494)
             buffers.push_back(load<uint64_t>(message, 52 + 88 + 16));
         if (type_of(message) == 600)
-            for (uint8_t* pixel = pixels; pixel && pixel < pixels + 4 * 2 * 4; pixel += 4)
+            for (uint8_t* pixel = pixels; pixel && pixel < pixels + 64 * 2 * 4; pixel += 4)
                 std::memcpy(pixel, "\x01\x02\x03\x04", 4);
     }
 
@@ -131,14 +131,15 @@ TEST_F(swapchains, are_images_on_native_buffers_and_end_with_them)
     EXPECT_NE(load<uint64_t>(image, 52 + 8), 0u) << "the chain says that the buffer follows";
     EXPECT_EQ(load<uint32_t>(image, 52 + 88), 1000010000u);
     EXPECT_EQ(load<uint64_t>(image, 52 + 88 + 8), 0u);
-    EXPECT_EQ(load<uint32_t>(image, 52 + 88 + 24), 4u) << "stride";
+    EXPECT_EQ(load<uint32_t>(image, 52 + 28), 64u) << "rows are as wide as hosts align them";
+    EXPECT_EQ(load<uint32_t>(image, 52 + 88 + 24), 64u) << "stride";
 
     uint32_t count = 3;
     VkImage images[3] = {};
     EXPECT_EQ(VK(vkGetSwapchainImagesKHR)(vulkan, chain, &count, images), VK_SUCCESS);
     EXPECT_EQ(count, 2u);
     EXPECT_EQ(number(images[0]), load<uint64_t>(image, image.size() - 8));
-    ask_for_memory(buffers[0], 16 + 1024);
+    ask_for_memory(buffers[0], 4 * (16 + 1024));
     VK(vkDestroySwapchainKHR)(vulkan, chain, nullptr);
     ASSERT_EQ(device->sent.size(), 2u);
     EXPECT_EQ(device->sent[1], message(495, bytes{}.address(vulkan).u64(number(images[1])).u64(0)).get());
@@ -149,7 +150,7 @@ TEST_F(swapchains, are_images_on_native_buffers_and_end_with_them)
 TEST_F(swapchains, images_go_round_and_frames_are_shown)
 {
     const VkSwapchainKHR chain = make_swapchain(make_headless());
-    pixels = ask_for_memory(buffers[0], 16 + 1024);
+    pixels = ask_for_memory(buffers[0], 4 * (16 + 1024));
     const auto semaphore = reinterpret_cast<VkSemaphore>(uintptr_t{0x55});
     uint32_t first = 9, second = 9, third = 9;
     ASSERT_EQ(acquire(chain, first, semaphore), VK_SUCCESS);
@@ -185,7 +186,7 @@ TEST_F(swapchains, images_go_round_and_frames_are_shown)
 TEST_F(swapchains, blue_first_is_shown_with_red_first)
 {
     const VkSwapchainKHR chain = make_swapchain(make_headless(), VK_FORMAT_B8G8R8A8_SRGB);
-    pixels = ask_for_memory(buffers[0], 16 + 1024);
+    pixels = ask_for_memory(buffers[0], 4 * (16 + 1024));
     uint32_t index = 0;
     ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
     ASSERT_EQ(present(chain, index), VK_SUCCESS);
@@ -218,7 +219,7 @@ TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
     EXPECT_TRUE(supported);
 
     const VkSwapchainKHR chain = make_swapchain(surface);
-    pixels = ask_for_memory(buffers[0], 16 + 1024);
+    pixels = ask_for_memory(buffers[0], 4 * (16 + 1024));
     uint32_t index = 0;
     ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
     ASSERT_EQ(present(chain, index), VK_SUCCESS);
