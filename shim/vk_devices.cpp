@@ -236,6 +236,17 @@ void get_queue(VkDevice device, uint32_t family, uint32_t index, VkQueue* queue)
         SEND_VK(vk_get_device_queue, vkGetDeviceQueue, {}, device, family, index, queue);
 }
 
+/// The loader calls the application's function for what it and the layers report. What the host reports can't
+/// get there, so a host that reports nothing is no failure.
+VkResult create_debug_callback(VkInstance instance, const VkDebugReportCallbackCreateInfoEXT* info,
+                               const VkAllocationCallbacks* allocator, VkDebugReportCallbackEXT* callback)
+{
+    *callback = new_handle<VkDebugReportCallbackEXT>();
+    const VkResult result = SEND_VK(vk_create_debug_report_callback_ext, vkCreateDebugReportCallbackEXT, {},
+                                    instance, info, allocator, callback);
+    return result == VK_ERROR_DEVICE_LOST ? result : VK_SUCCESS;
+}
+
 PFN_vkVoidFunction get_instance_proc_addr(VkInstance, const char* name)
 {
     const vk_entry_point* found = find_vk_entry_point(name);
@@ -300,6 +311,7 @@ vk_entry_points vk_instance_entry_points()
         make_vk_entry_point("vkCreateDevice", create_device),
         make_vk_entry_point("vkDestroyDevice", destroy_device),
         make_vk_entry_point("vkGetDeviceQueue", get_queue),
+        make_vk_entry_point("vkCreateDebugReportCallbackEXT", create_debug_callback),
         make_vk_entry_point("vkGetInstanceProcAddr", get_instance_proc_addr),
         make_vk_entry_point("vkGetDeviceProcAddr", get_device_proc_addr),
     };

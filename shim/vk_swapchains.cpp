@@ -26,6 +26,14 @@ struct swapchain_image
     bool acquired = false;
 };
 
+/// The library takes frames for as wide as their images, while hosts align the rows of images that they can
+/// read to up to 256 bytes. So images are that wide, and applications draw to the left of them.
+uint32_t aligned_width(uint32_t width)
+{
+    constexpr uint32_t pixels = 64;
+    return (width + pixels - 1) / pixels * pixels;
+}
+
 struct vk_swapchain
 {
     vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info);
@@ -42,6 +50,7 @@ struct vk_swapchain
     vk_surface& surface;
     const VkFormat format;
     const VkExtent2D extent;
+    const uint32_t stride; // width of the images in pixels
     std::vector<std::unique_ptr<swapchain_image>> images;
     std::atomic<bool> retired{false};
 
@@ -53,7 +62,7 @@ private:
 
 vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info)
     : device{its_device}, surface{*object_behind<vk_surface>(info.surface)}, format{info.imageFormat},
-      extent{info.imageExtent}
+      extent{info.imageExtent}, stride{aligned_width(info.imageExtent.width)}
 {
 }
 
@@ -72,7 +81,7 @@ VkResult vk_swapchain::make_images(const VkSwapchainCreateInfoKHR& info)
     if (usable < 0)
         return usable;
     const uint32_t count = std::max(info.minImageCount, fewest_swapchain_images);
-    const window_size size{extent.width, extent.height};
+    const window_size size{stride, extent.height};
     for (uint32_t i = 0; i < count; ++i) {
         images.push_back(std::make_unique<swapchain_image>(size));
         swapchain_image& one = *images.back();
@@ -81,7 +90,7 @@ VkResult vk_swapchain::make_images(const VkSwapchainCreateInfoKHR& info)
         VkNativeBufferANDROID buffer{};
         buffer.sType = vk_wire::native_buffer_type;
         buffer.handle = &one.buffer;
-        buffer.stride = static_cast<int32_t>(extent.width);
+        buffer.stride = static_cast<int32_t>(stride);
         buffer.format = format;
         buffer.usage = usage;
         VkImageCreateInfo image{};
@@ -89,7 +98,7 @@ VkResult vk_swapchain::make_images(const VkSwapchainCreateInfoKHR& info)
         image.pNext = &buffer;
         image.imageType = VK_IMAGE_TYPE_2D;
         image.format = format;
-        image.extent = {extent.width, extent.height, 1};
+        image.extent = {stride, extent.height, 1};
         image.mipLevels = 1;
         image.arrayLayers = 1;
         image.samples = VK_SAMPLE_COUNT_1_BIT;
@@ -140,10 +149,18 @@ void vk_swapchain::show(uint32_t index)
         return;
     const uint8_t* from = images[index]->buffer.pixels();
     auto* to = const_cast<uint8_t*>(screen.address);
-    if (format == VK_FORMAT_B8G8R8A8_UNORM || format == VK_FORMAT_B8G8R8A8_SRGB)
-        swap_red_and_blue(from, to, size_t{extent.width} * extent.height);
-    else
+    const bool blue_first = format == VK_FORMAT_B8G8R8A8_UNORM || format == VK_FORMAT_B8G8R8A8_SRGB;
+    if (stride == extent.width && !blue_first) {
         std::memcpy(to, from, screen.length); // which may be a compressed frame
+    } else {
+        const size_t row = size_t{extent.width} * 4;
+        for (uint32_t y = 0; y < extent.height; ++y, to += row, from += size_t{stride} * 4) {
+            if (blue_first)
+                swap_red_and_blue(from, to, extent.width);
+            else
+                std::memcpy(to, from, row);
+        }
+    }
     frame_swapped(&surface);
 }
 

@@ -236,18 +236,20 @@ void connection::finish_frame()
 }
 
 /// The library is never told that a process has ended, so what the process would have said itself is said for
-/// it: the open call is brought to its end, then the display is terminated, which lets the workers go.
+/// it: the open call is brought to its end, then Vulkan instances are destroyed and the display is
+/// terminated, which lets the workers go.
 void connection::say_farewell()
 {
     _talk->abandon_unanswered_call();
     settle();
-    if (!_talk->unfinished_business() || _talk->in_call())
+    if (!_talk->unfinished_business())
         return;
-    std::vector<uint8_t> farewell = _talk->farewell();
-    if (!_talk->admit(farewell))
-        return;
-    send_own(farewell);
-    settle();
+    for (std::vector<uint8_t>& farewell : _talk->farewells()) {
+        if (_talk->in_call() || !_talk->admit(farewell))
+            return;
+        send_own(farewell);
+        settle();
+    }
 }
 
 /// Answers the library in the place of the target until it releases the call.

@@ -162,10 +162,28 @@ void conversation::note_call(std::span<const uint8_t> message, const wire::heade
     // The arguments stand last; what may stand before them depends on settings.
     if (head.type == wire::inbound::egl_initialize && message.size() >= wire::header_size + 24)
         _display = load<uint64_t>(message, message.size() - 24);
+    if (head.type >= wire::inbound::first_vulkan_type)
+        note_vulkan_call(message, head);
     if (head.type == wire::inbound::get_settings && message.size() >= wire::header_size + 16) {
+        _handle_bytes = load<uint32_t>(message, wire::header_size + 8) == 32 ? 4 : 8;
         std::lock_guard guard{_settings_lock};
         _settings_address = load<uint64_t>(message, message.size() - 16);
     }
+}
+
+void conversation::note_vulkan_call(std::span<const uint8_t> message, const wire::header& head)
+{
+    if (message.size() < wire::header_size + _handle_bytes)
+        return;
+    const auto handle_at = [&](size_t offset) {
+        return _handle_bytes == 4 ? load<uint32_t>(message, offset) : load<uint64_t>(message, offset);
+    };
+    if (head.type == wire::inbound::vk_create_instance)
+        _instances.insert(handle_at(message.size() - _handle_bytes));
+    if (head.type != wire::inbound::vk_destroy_instance)
+        return;
+    _instances.erase(handle_at(wire::header_size));
+    _last_call_terminates = _instances.empty() && !_display;
 }
 
 bool conversation::will_be_answered(uint32_t type) const
@@ -245,7 +263,7 @@ std::vector<uint8_t> conversation::confirmation() const
     return message;
 }
 
-std::vector<uint8_t> conversation::farewell() const
+std::vector<uint8_t> conversation::terminate_message() const
 {
     constexpr uint32_t egl_true = 1;
     constexpr uint32_t egl_success = 0x3000;
@@ -257,13 +275,39 @@ std::vector<uint8_t> conversation::farewell() const
         append(message, egl_success);
     append(message, _display);
     end_message(message);
-    if (!now.batch_commands)
-        return message;
-    std::vector<uint8_t> batch = begin_message(wire::inbound::batch_commands, _wire_pid, _thread);
-    append(batch, uint32_t{1});
-    batch.insert(batch.end(), message.begin(), message.end());
-    end_message(batch);
-    return batch;
+    return message;
+}
+
+std::vector<uint8_t> conversation::destroy_message(uint64_t instance) const
+{
+    constexpr uint64_t no_allocator = 0;
+    std::vector<uint8_t> message = begin_message(wire::inbound::vk_destroy_instance, _wire_pid, _thread);
+    if (_handle_bytes == 4)
+        append(message, static_cast<uint32_t>(instance));
+    else
+        append(message, instance);
+    append(message, no_allocator);
+    end_message(message);
+    return message;
+}
+
+std::vector<std::vector<uint8_t>> conversation::farewells() const
+{
+    std::vector<std::vector<uint8_t>> all;
+    for (const uint64_t instance : _instances)
+        all.push_back(destroy_message(instance));
+    if (_display || _instances.empty())
+        all.push_back(terminate_message());
+    if (!settings().batch_commands)
+        return all;
+    for (std::vector<uint8_t>& message : all) {
+        std::vector<uint8_t> batch = begin_message(wire::inbound::batch_commands, _wire_pid, _thread);
+        append(batch, uint32_t{1});
+        batch.insert(batch.end(), message.begin(), message.end());
+        end_message(batch);
+        message = std::move(batch);
+    }
+    return all;
 }
 
 } // namespace simulator

@@ -58,8 +58,9 @@ public:
     std::vector<uint8_t> confirmation() const;
     /// Whether the library keeps anything alive for this process: a worker at least.
     bool unfinished_business() const { return _business; }
-    /// The eglTerminate that the process would have sent, for the display that it initialised.
-    std::vector<uint8_t> farewell() const;
+    /// What the process would have sent at its end, to be sent one after the other: vkDestroyInstance for
+    /// each instance that it has left, eglTerminate for the display that it initialised.
+    std::vector<std::vector<uint8_t>> farewells() const;
 
     uint64_t messages() const { return _messages; }
     uint64_t calls() const { return _calls; }
@@ -72,6 +73,9 @@ private:
     void note_call(std::span<const uint8_t> message, const wire::header& head);
     void take_answer(std::span<const uint8_t> message);
     bool will_be_answered(uint32_t type) const;
+    void note_vulkan_call(std::span<const uint8_t> message, const wire::header& head);
+    std::vector<uint8_t> terminate_message() const;
+    std::vector<uint8_t> destroy_message(uint64_t instance) const;
     talk_settings settings() const;
 
     const uint32_t _wire_pid;
@@ -87,6 +91,8 @@ private:
     bool _business = false;
     bool _last_call_terminates = false;
     uint64_t _display = 0;
+    std::set<uint64_t> _instances; // of Vulkan
+    uint32_t _handle_bytes = 8;    // of an instance's handle
 
     mutable std::mutex _settings_lock;
     talk_settings _settings;        // guarded by _settings_lock

@@ -121,7 +121,7 @@ TEST_F(talk, a_display_is_taken_leave_of_as_the_settings_want)
     ASSERT_TRUE(admit(initialize));
     answer(leave);
     EXPECT_TRUE(subject.unfinished_business());
-    EXPECT_EQ(subject.farewell(), plain);
+    EXPECT_EQ(subject.farewells().at(0), plain);
 
     bytes settings = message(2, bytes(12));
     settings.push_back(0);
@@ -132,18 +132,18 @@ TEST_F(talk, a_display_is_taken_leave_of_as_the_settings_want)
     block[32] = 1;
     subject.block_written(0x4004, block);
     subject.block_written(0x4000, {block, 55});
-    EXPECT_EQ(subject.farewell(), plain) << "some other block was written";
+    EXPECT_EQ(subject.farewells().at(0), plain) << "some other block was written";
     subject.block_written(0x4000, block);
-    EXPECT_EQ(subject.farewell(), batched);
+    EXPECT_EQ(subject.farewells().at(0), batched);
 
     block[32] = 0;
     block[37] = 1;
     block[40] = 2;
     subject.block_written(0x4000, block);
-    EXPECT_EQ(subject.farewell(), message(28, {1, 0, 0, 0, 8, 7, 6, 5, 4, 3, 2, 1}));
+    EXPECT_EQ(subject.farewells().at(0), message(28, {1, 0, 0, 0, 8, 7, 6, 5, 4, 3, 2, 1}));
     block[44] = 1;
     subject.block_written(0x4000, block);
-    EXPECT_EQ(subject.farewell(), message(28, {1, 0, 0, 0, 0, 0x30, 0, 0, 8, 7, 6, 5, 4, 3, 2, 1}));
+    EXPECT_EQ(subject.farewells().at(0), message(28, {1, 0, 0, 0, 0, 0x30, 0, 0, 8, 7, 6, 5, 4, 3, 2, 1}));
 }
 
 TEST_F(talk, a_display_in_a_batch_is_seen_and_a_terminated_one_needs_no_leave)
@@ -154,13 +154,39 @@ TEST_F(talk, a_display_in_a_batch_is_seen_and_a_terminated_one_needs_no_leave)
     ASSERT_TRUE(batching.admit(message(1, joined({{2, 0, 0, 0}, message(19, bytes(8)), initialize}))));
     EXPECT_EQ(batching.calls(), 2u);
     batching.answered(leave);
-    EXPECT_EQ(batching.farewell()[24 + 20], 0xaa);
+    EXPECT_EQ(batching.farewells().at(0)[24 + 20], 0xaa);
     ASSERT_TRUE(batching.admit(message(1, joined({{1, 0, 0, 0}, message(28, bytes(8))}))));
     EXPECT_TRUE(batching.unfinished_business()) << "it has only been sent";
     batching.answered(leave);
     EXPECT_FALSE(batching.unfinished_business());
     ASSERT_TRUE(batching.admit(message(1, {0, 0, 0, 0})));
     EXPECT_TRUE(batching.unfinished_business()) << "a new worker has been started";
+}
+
+TEST_F(talk, vulkan_instances_that_were_left_are_destroyed)
+{
+    const auto create = [](uint8_t handle) {
+        bytes call = message(440, bytes(24));
+        call.insert(call.end(), {handle, 0, 0, 0, 0, 0, 0, 1});
+        call[0] = static_cast<uint8_t>(call.size());
+        return call;
+    };
+    const auto destroy = [](uint8_t handle) {
+        return message(441, {handle, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0});
+    };
+    for (const uint8_t handle : {0xaa, 0xbb}) {
+        ASSERT_TRUE(admit(create(handle)));
+        answer(leave);
+    }
+    const std::vector<bytes> both = {destroy(0xaa), destroy(0xbb)};
+    EXPECT_EQ(subject.farewells(), both);
+    ASSERT_TRUE(admit(destroy(0xbb)));
+    answer(leave);
+    EXPECT_EQ(subject.farewells(), std::vector<bytes>{destroy(0xaa)});
+    EXPECT_TRUE(subject.unfinished_business());
+    ASSERT_TRUE(admit(destroy(0xaa)));
+    answer(leave);
+    EXPECT_FALSE(subject.unfinished_business()) << "the last instance takes the workers along";
 }
 
 TEST_F(talk, batches_that_lie_are_followed_as_far_as_they_are_whole)

@@ -66,6 +66,8 @@ void destroy_left(const vk_frame& call, vk_device_record& device)
         return;
     for (auto& [target, entry] : vk_objects_of<Handle>(device)) {
         destroy(device.device, entry.host, nullptr);
+        if constexpr (requires { entry.replaced; })
+            destroy(device.device, entry.replaced, nullptr);
         if constexpr (std::is_same_v<Handle, VkImage>)
             if (entry.host_backing)
                 if (auto free = call.function<&vk::vkFreeMemory>())

@@ -1,0 +1,237 @@
+// Surfaces and swapchains, which are the shim's own, down to the frame that is shown.
+
+#include "shim/vk_fixture.h"
+
+#include "shim/windows.h"
+
+using namespace shim_test;
+
+namespace {
+
+/// As the header of the extension has it, which wants libxcb's.
+struct VkXcbLikeInfo
+{
+    VkStructureType sType;
+    const void* pNext;
+    uint32_t flags;
+    void* connection;
+    uint32_t window;
+};
+
+/// Windows that a test can change the size of.
+class fake_windows : public shim::window_server
+{
+public:
+    bool size_of(uint64_t, shim::window_size& to) override
+    {
+        to = size;
+        return true;
+    }
+    void show(uint64_t window, const shim::frame_view& frame) override
+    {
+        shown_window = window;
+        shown.assign(frame.pixels, frame.pixels + size_t{4} * frame.size.width * frame.size.height);
+    }
+    uint32_t visual() override { return 0; }
+
+    shim::window_size size{4, 2};
+    uint64_t shown_window = 0;
+    std::vector<uint8_t> shown;
+};
+
+class swapchains : public vk_test
+{
+protected:
+    void SetUp() override
+    {
+        vk_test::SetUp();
+        make_device({"VK_KHR_swapchain"});
+    }
+
+    /// The library draws: a release fills the native buffer at `pixels`.
+    void answer(const std::vector<uint8_t>& message) override
+    {
+        vk_test::answer(message);
+        if (type_of(message) == 494)
+            buffers.push_back(load<uint64_t>(message, 52 + 88 + 16));
+        if (type_of(message) == 600)
+            for (uint8_t* pixel = pixels; pixel && pixel < pixels + 64 * 2 * 4; pixel += 4)
+                std::memcpy(pixel, "\x01\x02\x03\x04", 4);
+    }
+
+    /// Asks for the memory of a buffer as the library does while a release is under way.
+    uint8_t* ask_for_memory(uint64_t buffer, uint32_t expected_length)
+    {
+        device->sent.clear();
+        device->replies = {message(467, bytes{}.u64(buffer)), release()};
+        VK(vkQueueWaitIdle)(queue);
+        EXPECT_EQ(device->sent.size(), 2u);
+        const auto& answer = device->sent.back();
+        device->sent.clear();
+        EXPECT_EQ(answer.size(), 20u + 5 + 32);
+        EXPECT_EQ(load<uint32_t>(answer, 25 + 24), expected_length);
+        EXPECT_EQ(load<uint32_t>(answer, 25 + 28), 0u) << "nothing to unmap";
+        return at<uint8_t>(answer, 25);
+    }
+
+    VkSurfaceKHR make_headless()
+    {
+        auto info = typed<VkHeadlessSurfaceCreateInfoEXT>(VK_STRUCTURE_TYPE_HEADLESS_SURFACE_CREATE_INFO_EXT);
+        VkSurfaceKHR surface{};
+        EXPECT_EQ(VK(vkCreateHeadlessSurfaceEXT)(instance, &info, nullptr, &surface), VK_SUCCESS);
+        return surface;
+    }
+
+    VkSwapchainKHR make_swapchain(VkSurfaceKHR surface, VkFormat format = VK_FORMAT_R8G8B8A8_UNORM,
+                                  VkSwapchainKHR old = {})
+    {
+        auto info = typed<VkSwapchainCreateInfoKHR>(VK_STRUCTURE_TYPE_SWAPCHAIN_CREATE_INFO_KHR);
+        info.surface = surface;
+        info.minImageCount = 2;
+        info.imageFormat = format;
+        info.imageExtent = {4, 2};
+        info.imageArrayLayers = 1;
+        info.imageUsage = VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT;
+        info.oldSwapchain = old;
+        VkSwapchainKHR made{};
+        EXPECT_EQ(VK(vkCreateSwapchainKHR)(vulkan, &info, nullptr, &made), VK_SUCCESS);
+        return made;
+    }
+
+    VkResult acquire(VkSwapchainKHR from, uint32_t& index, VkSemaphore semaphore = {}, uint64_t timeout = 0)
+    {
+        return VK(vkAcquireNextImageKHR)(vulkan, from, timeout, semaphore, VkFence{}, &index);
+    }
+
+    VkResult present(VkSwapchainKHR to, uint32_t index, uint32_t semaphores = 0,
+                     const VkSemaphore* waits = nullptr)
+    {
+        auto info = typed<VkPresentInfoKHR>(VK_STRUCTURE_TYPE_PRESENT_INFO_KHR);
+        info.waitSemaphoreCount = semaphores;
+        info.pWaitSemaphores = waits;
+        info.swapchainCount = 1;
+        info.pSwapchains = &to;
+        info.pImageIndices = &index;
+        return VK(vkQueuePresentKHR)(queue, &info);
+    }
+
+    std::vector<uint64_t> buffers; // of the images, in the order in which they were made
+    uint8_t* pixels = nullptr;
+};
+
+TEST_F(swapchains, are_images_on_native_buffers_and_end_with_them)
+{
+    const VkSwapchainKHR chain = make_swapchain(make_headless());
+    ASSERT_EQ(device->sent.size(), 3u);
+    EXPECT_EQ(type_of(device->sent[0]), 598u);
+    const auto& image = device->sent[1];
+    ASSERT_EQ(type_of(image), 494u);
+    // Arguments 32, create info 88, native buffer 40, handle 8.
+    ASSERT_EQ(image.size(), 20u + 32 + 88 + 40 + 8);
+    EXPECT_NE(load<uint64_t>(image, 52 + 8), 0u) << "the chain says that the buffer follows";
+    EXPECT_EQ(load<uint32_t>(image, 52 + 88), 1000010000u);
+    EXPECT_EQ(load<uint64_t>(image, 52 + 88 + 8), 0u);
+    EXPECT_EQ(load<uint32_t>(image, 52 + 28), 64u) << "rows are as wide as hosts align them";
+    EXPECT_EQ(load<uint32_t>(image, 52 + 88 + 24), 64u) << "stride";
+
+    uint32_t count = 3;
+    VkImage images[3] = {};
+    EXPECT_EQ(VK(vkGetSwapchainImagesKHR)(vulkan, chain, &count, images), VK_SUCCESS);
+    EXPECT_EQ(count, 2u);
+    EXPECT_EQ(number(images[0]), load<uint64_t>(image, image.size() - 8));
+    ask_for_memory(buffers[0], 4 * (16 + 1024));
+    VK(vkDestroySwapchainKHR)(vulkan, chain, nullptr);
+    ASSERT_EQ(device->sent.size(), 2u);
+    EXPECT_EQ(device->sent[1], message(495, bytes{}.address(vulkan).u64(number(images[1])).u64(0)).get());
+    device->sent.clear();
+    EXPECT_EQ(ask_for_memory(buffers[0], 0), nullptr) << "the buffer has gone";
+}
+
+TEST_F(swapchains, images_go_round_and_frames_are_shown)
+{
+    const VkSwapchainKHR chain = make_swapchain(make_headless());
+    pixels = ask_for_memory(buffers[0], 4 * (16 + 1024));
+    const auto semaphore = reinterpret_cast<VkSemaphore>(uintptr_t{0x55});
+    uint32_t first = 9, second = 9, third = 9;
+    ASSERT_EQ(acquire(chain, first, semaphore), VK_SUCCESS);
+    uint32_t count = 2;
+    VkImage images[2] = {};
+    VK(vkGetSwapchainImagesKHR)(vulkan, chain, &count, images);
+    EXPECT_EQ(
+        only_message(),
+        message(599, bytes{}.address(vulkan).u64(number(images[first])).i32(-1).u64(0x55).u64(0)).get());
+    ASSERT_EQ(acquire(chain, second), VK_SUCCESS);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(acquire(chain, third), VK_NOT_READY);
+    EXPECT_EQ(acquire(chain, third, {}, 1000), VK_TIMEOUT);
+    device->sent.clear();
+    ASSERT_EQ(present(chain, first, 1, &semaphore), VK_SUCCESS);
+    ASSERT_EQ(device->sent.size(), 2u);
+    EXPECT_EQ(type_of(device->sent[0]), 458u) << "the semaphore is waited for";
+    const auto& shown = device->sent[1];
+    EXPECT_EQ(type_of(shown), 600u);
+    EXPECT_EQ(load<uint64_t>(shown, shown.size() - 12), 0x55u);
+    EXPECT_EQ(load<int32_t>(shown, shown.size() - 4), -1);
+    EXPECT_EQ(device->frames, 1);
+    ASSERT_EQ(device->frame_buffers.size(), 1u);
+    EXPECT_EQ(device->frame_buffers[0].width, 4u);
+    EXPECT_EQ(std::memcmp(device->frame_buffers[0].address, "\x01\x02\x03\x04", 4), 0);
+    EXPECT_EQ(acquire(chain, third), VK_SUCCESS);
+    EXPECT_EQ(third, first);
+    capture();
+    EXPECT_EQ(present(chain, 7), VK_ERROR_OUT_OF_DATE_KHR);
+    EXPECT_NE(captured().find("has not acquired"), std::string::npos);
+}
+
+TEST_F(swapchains, blue_first_is_shown_with_red_first)
+{
+    const VkSwapchainKHR chain = make_swapchain(make_headless(), VK_FORMAT_B8G8R8A8_SRGB);
+    pixels = ask_for_memory(buffers[0], 4 * (16 + 1024));
+    uint32_t index = 0;
+    ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+    ASSERT_EQ(present(chain, index), VK_SUCCESS);
+    EXPECT_EQ(std::memcmp(device->frame_buffers.at(0).address, "\x03\x02\x01\x04", 4), 0);
+    device->replies = {release(), value_and_release(bytes{}.i32(VK_ERROR_DEVICE_LOST))};
+    ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+    EXPECT_EQ(present(chain, index), VK_ERROR_DEVICE_LOST);
+    EXPECT_EQ(device->frames, 1) << "a frame that failed isn't shown";
+}
+
+TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
+{
+    auto* windows = new fake_windows; // a window server is for good
+    shim::use_window_server(windows);
+    auto info = typed<VkXcbLikeInfo>(VK_STRUCTURE_TYPE_XCB_SURFACE_CREATE_INFO_KHR);
+    info.window = 77;
+    VkSurfaceKHR surface{};
+    const auto create = reinterpret_cast<VkResult (*)(VkInstance, const void*, const void*, VkSurfaceKHR*)>(
+        target_vk_icdGetInstanceProcAddr(nullptr, "vkCreateXcbSurfaceKHR"));
+    capture();
+    ASSERT_EQ(create(instance, &info, nullptr, &surface), VK_SUCCESS);
+    captured(); // without an X server there is something to say
+    VkSurfaceCapabilitiesKHR can{};
+    VK(vkGetPhysicalDeviceSurfaceCapabilitiesKHR)(physical_device, surface, &can);
+    EXPECT_EQ(can.currentExtent.width, 4u);
+    VkBool32 supported = VK_FALSE;
+    VK(vkGetPhysicalDeviceSurfaceSupportKHR)(physical_device, 0, surface, &supported);
+    EXPECT_FALSE(supported);
+    VK(vkGetPhysicalDeviceSurfaceSupportKHR)(physical_device, 1, surface, &supported);
+    EXPECT_TRUE(supported);
+
+    const VkSwapchainKHR chain = make_swapchain(surface);
+    pixels = ask_for_memory(buffers[0], 4 * (16 + 1024));
+    uint32_t index = 0;
+    ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+    ASSERT_EQ(present(chain, index), VK_SUCCESS);
+    EXPECT_EQ(windows->shown_window, 77u);
+    ASSERT_EQ(windows->shown.size(), 32u);
+    EXPECT_EQ(windows->shown[4], 1);
+    windows->size = {8, 2};
+    EXPECT_EQ(acquire(chain, index), VK_ERROR_OUT_OF_DATE_KHR);
+    windows->size = {4, 2};
+    const VkSwapchainKHR next = make_swapchain(surface, VK_FORMAT_R8G8B8A8_UNORM, chain);
+    EXPECT_EQ(acquire(chain, index), VK_ERROR_OUT_OF_DATE_KHR) << "it has a successor";
+    EXPECT_EQ(acquire(next, index), VK_SUCCESS);
+}
+
+} // namespace
