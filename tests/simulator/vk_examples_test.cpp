@@ -101,11 +101,24 @@ std::string lines_with(const std::string& log, const char* pattern)
     return found;
 }
 
+/// The library's complaints, but for what it says about every host driver of another vendor, and results that
+/// are answers, such as that an event is set or that a wait has taken its time.
+std::string complaints(const std::string& log)
+{
+    std::istringstream lines(lines_with(log, "^(ERROR|FATAL) "));
+    std::string line, found;
+    while (std::getline(lines, line)) {
+        if (!matches(line, "Emulator is not being used") && !matches(line, " on host returns [1-5]$"))
+            found += line + "\n";
+    }
+    return found;
+}
+
 void expect_same(const report& target, const report& host, const std::string& what)
 {
     EXPECT_EQ(target.status, 0) << what << "\n" << target.log;
     EXPECT_EQ(target.printed, host.printed) << what;
-    EXPECT_EQ(lines_with(target.log, "^(ERROR|FATAL) "), "") << what;
+    EXPECT_EQ(complaints(target.log), "") << what;
     EXPECT_EQ(lines_with(target.log, "VUID-|UNASSIGNED-|BestPractices"), "") << what;
 }
 
