@@ -25,6 +25,14 @@ struct vk_descriptor_set_data
 {
     VkDescriptorPool target_pool = VK_NULL_HANDLE; // ends with it
 };
+/// What the host's copy of mapped memory holds. Blocks that were decoded for a copy into an image must not
+/// come back over the texels before the copy has run.
+enum class vk_contents
+{
+    as_on_target,
+    decoded,           // a command reads the texels
+    decoded_and_drawn, // and has been submitted since, or could have been
+};
 struct vk_memory_data
 {
     VkDeviceSize size = 0;
@@ -35,6 +43,7 @@ struct vk_memory_data
     VkDeviceSize map_offset = 0;
     VkDeviceSize map_size = 0;                // in bytes, never VK_WHOLE_SIZE
     VkDeviceMemory replaced = VK_NULL_HANDLE; // host's first, once another has taken its place
+    vk_contents contents = vk_contents::as_on_target;
 };
 struct vk_signal_data
 {
