@@ -54,6 +54,17 @@ protected:
         device->on_message = [this](const std::vector<uint8_t>& message) { answer(message); };
     }
 
+    void TearDown() override
+    {
+        if (pool)
+            VK(vkDestroyCommandPool)(vulkan, pool, nullptr);
+        if (vulkan)
+            VK(vkDestroyDevice)(vulkan, nullptr);
+        if (instance)
+            VK(vkDestroyInstance)(instance, nullptr);
+        device_test::TearDown();
+    }
+
     /// What the library writes to the target's memory for the questions that every application asks.
     virtual void answer(const std::vector<uint8_t>& message)
     {

@@ -66,7 +66,7 @@ protected:
         device->replies = {message(467, bytes{}.u64(buffer)), release()};
         VK(vkQueueWaitIdle)(queue);
         EXPECT_EQ(device->sent.size(), 2u);
-        const auto& answer = device->sent.back();
+        const auto answer = device->sent.back();
         device->sent.clear();
         EXPECT_EQ(answer.size(), 20u + 5 + 32);
         EXPECT_EQ(load<uint32_t>(answer, 25 + 24), expected_length);
