@@ -56,13 +56,21 @@ protected:
 
     void TearDown() override
     {
+        end_device();
+        device_test::TearDown();
+    }
+
+    void end_device()
+    {
         if (pool)
             VK(vkDestroyCommandPool)(vulkan, pool, nullptr);
         if (vulkan)
             VK(vkDestroyDevice)(vulkan, nullptr);
         if (instance)
             VK(vkDestroyInstance)(instance, nullptr);
-        device_test::TearDown();
+        pool = {};
+        vulkan = nullptr;
+        instance = nullptr;
     }
 
     /// What the library writes to the target's memory for the questions that every application asks.

@@ -36,6 +36,7 @@ TEST_F(vk_payload, the_loader_finds_its_interface_and_objects_that_it_can_dispat
               nullptr);
     EXPECT_EQ(target_vk_icdGetPhysicalDeviceProcAddr(instance, "vkCreateDevice") == nullptr, false);
     EXPECT_EQ(target_vk_icdGetPhysicalDeviceProcAddr(instance, "vkCmdDraw"), nullptr);
+    end_device();
     make_device();
     EXPECT_EQ(of_device(vulkan, "vkQueuePresentKHR"), nullptr) << "its extension is off";
 }
@@ -55,8 +56,7 @@ TEST_F(vk_payload, structures_stand_behind_the_arguments_and_the_new_handle_last
     const char* extensions[] = {"VK_KHR_surface", "VK_EXT_debug_report", "VK_KHR_xcb_surface"};
     static VkInstanceCreateInfo info{
         VK_STRUCTURE_TYPE_INSTANCE_CREATE_INFO, &application, 0, &application, 1, extensions, 3, extensions};
-    VkInstance made = nullptr;
-    ASSERT_EQ(VK(vkCreateInstance)(&info, nullptr, &made), VK_SUCCESS);
+    ASSERT_EQ(VK(vkCreateInstance)(&info, nullptr, &instance), VK_SUCCESS);
     const auto sent = only_message();
     const uint64_t list = load<uint64_t>(sent, 44 + 56); // a list of the shim's own: one extension is left
     EXPECT_NE(list, 0u);
@@ -88,15 +88,16 @@ TEST_F(vk_payload, structures_stand_behind_the_arguments_and_the_new_handle_last
     EXPECT_EQ(sent, message(440, bytes{}
                                      .u64(info_address)
                                      .u64(0)
-                                     .address(&made)
+                                     .address(&instance)
                                      .add(structure)
                                      .add(inner)
                                      .u64(number(extensions[1]))
                                      .text("VK_EXT_debug_report")
-                                     .u64(number(made)))
+                                     .u64(number(instance)))
                         .get());
     extensions[0] = "VK_KHR_display";
-    EXPECT_EQ(VK(vkCreateInstance)(&info, nullptr, &made), VK_ERROR_EXTENSION_NOT_PRESENT);
+    VkInstance refused = nullptr;
+    EXPECT_EQ(VK(vkCreateInstance)(&info, nullptr, &refused), VK_ERROR_EXTENSION_NOT_PRESENT);
 }
 
 TEST_F(vk_payload, what_a_call_ignores_does_not_travel)

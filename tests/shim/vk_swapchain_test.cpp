@@ -47,6 +47,14 @@ protected:
         vk_test::SetUp();
         make_device({"VK_KHR_swapchain"});
     }
+    void TearDown() override
+    {
+        for (VkSwapchainKHR chain : chains)
+            VK(vkDestroySwapchainKHR)(vulkan, chain, nullptr);
+        for (VkSurfaceKHR surface : surfaces)
+            VK(vkDestroySurfaceKHR)(instance, surface, nullptr);
+        vk_test::TearDown();
+    }
 
     /// The library draws: a release fills the native buffer at `pixels`.
     void answer(const std::vector<uint8_t>& message) override
@@ -79,6 +87,7 @@ protected:
         auto info = typed<VkHeadlessSurfaceCreateInfoEXT>(VK_STRUCTURE_TYPE_HEADLESS_SURFACE_CREATE_INFO_EXT);
         VkSurfaceKHR surface{};
         EXPECT_EQ(VK(vkCreateHeadlessSurfaceEXT)(instance, &info, nullptr, &surface), VK_SUCCESS);
+        surfaces.push_back(surface);
         return surface;
     }
 
@@ -95,6 +104,7 @@ protected:
         info.oldSwapchain = old;
         VkSwapchainKHR made{};
         EXPECT_EQ(VK(vkCreateSwapchainKHR)(vulkan, &info, nullptr, &made), VK_SUCCESS);
+        chains.push_back(made);
         return made;
     }
 
@@ -117,6 +127,9 @@ protected:
 
     std::vector<uint64_t> buffers; // of the images, in the order in which they were made
     uint8_t* pixels = nullptr;
+
+    std::vector<VkSwapchainKHR> chains; // what is left of them ends with the test
+    std::vector<VkSurfaceKHR> surfaces;
 };
 
 TEST_F(swapchains, are_images_on_native_buffers_and_end_with_them)
@@ -141,6 +154,7 @@ TEST_F(swapchains, are_images_on_native_buffers_and_end_with_them)
     EXPECT_EQ(number(images[0]), load<uint64_t>(image, image.size() - 8));
     ask_for_memory(buffers[0], 4 * (16 + 1024));
     VK(vkDestroySwapchainKHR)(vulkan, chain, nullptr);
+    chains.clear();
     ASSERT_EQ(device->sent.size(), 2u);
     EXPECT_EQ(device->sent[1], message(495, bytes{}.address(vulkan).u64(number(images[1])).u64(0)).get());
     device->sent.clear();
@@ -199,7 +213,8 @@ TEST_F(swapchains, blue_first_is_shown_with_red_first)
 
 TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
 {
-    auto* windows = new fake_windows; // a window server is for good
+    static fake_windows only; // a window server is for good
+    fake_windows* windows = &only;
     shim::use_window_server(windows);
     auto info = typed<VkXcbLikeInfo>(VK_STRUCTURE_TYPE_XCB_SURFACE_CREATE_INFO_KHR);
     info.window = 77;
@@ -208,6 +223,7 @@ TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
         target_vk_icdGetInstanceProcAddr(nullptr, "vkCreateXcbSurfaceKHR"));
     capture();
     ASSERT_EQ(create(instance, &info, nullptr, &surface), VK_SUCCESS);
+    surfaces.push_back(surface);
     captured(); // without an X server there is something to say
     VkSurfaceCapabilitiesKHR can{};
     VK(vkGetPhysicalDeviceSurfaceCapabilitiesKHR)(physical_device, surface, &can);
