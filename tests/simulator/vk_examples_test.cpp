@@ -108,7 +108,8 @@ std::string complaints(const std::string& log)
     std::istringstream lines(lines_with(log, "^(ERROR|FATAL) "));
     std::string line, found;
     while (std::getline(lines, line)) {
-        if (!matches(line, "Emulator is not being used") && !matches(line, " on host returns [1-5]$"))
+        if (!matches(line, "Emulator is not being used") && !matches(line, " on host returns [1-5]$") &&
+            !matches(line, "Could not find process_name for PID: [0-9]+ in pid_to_process_data_map$"))
             found += line + "\n";
     }
     return found;
