@@ -12,6 +12,9 @@
 
 namespace {
 
+constexpr uint32_t costly_width = 640;
+constexpr uint32_t costly_height = 352;
+
 struct colour
 {
     double red;
@@ -113,7 +116,70 @@ void add_files(std::vector<bench_picture>& pictures, const std::string& folder)
     }
 }
 
+/// What a block of 4x4 pixels is filled with.
+struct block_kind
+{
+    uint32_t base = 0;
+    uint32_t mask = 0; // of the noise on it
+    bool grey = false;
+};
+
+uint32_t noisy(std::mt19937& random, const block_kind& kind)
+{
+    uint32_t noise = uint32_t(random()) & kind.mask;
+    if (kind.grey)
+        noise = (noise & 0xff) * 0x010101;
+    return kind.base + noise;
+}
+
+block_kind any_block(std::mt19937& random)
+{
+    block_kind kind{uint32_t(random()) & 0x7f7f7f7f, 0, random() % 8 == 0};
+    if (random() % 6 != 0) {
+        for (unsigned byte = 0; byte < 4; byte++)
+            kind.mask |= ((1u << random() % 8) - 1) << 8 * byte;
+    }
+    if (random() % 2)
+        kind.base |= 0xff000000, kind.mask &= 0xffffff;
+    return kind;
+}
+
+/// Each block is of a kind of its own, among as many as there are.
+bench_picture mixture(unsigned seed, unsigned kinds)
+{
+    std::mt19937 random{seed};
+    std::vector<block_kind> all;
+    for (unsigned i = 0; i < kinds; i++)
+        all.push_back(any_block(random));
+    constexpr uint32_t across = costly_width / 4;
+    std::vector<unsigned> of_block(size_t{across} * (costly_height / 4));
+    for (unsigned& kind : of_block)
+        kind = random() % kinds;
+    const std::string name = "mixture of " + std::to_string(kinds) + " kinds, " + std::to_string(seed);
+    return draw(name, costly_width, costly_height,
+                [&](uint32_t x, uint32_t y) { return noisy(random, all[of_block[y / 4 * across + x / 4]]); });
+}
+
 } // namespace
+
+bench_picture costly_picture(unsigned number)
+{
+    std::mt19937 random{number};
+    if (number < 16) {
+        const unsigned bits = number / 2 + 1;
+        const bool opaque = number % 2;
+        const block_kind kind{opaque ? 0xff000000 : 0, ((1u << bits) - 1) * (opaque ? 0x010101 : 0x01010101)};
+        return draw("noise of " + std::to_string(bits) + (opaque ? " bits, opaque" : " bits"), costly_width,
+                    costly_height, [&](uint32_t, uint32_t) { return noisy(random, kind); });
+    }
+    if (number < 24) {
+        const unsigned step = 1u << (number - 16) / 2;
+        const uint32_t other = number % 2 ? 0xffffffff : 0xff00ff00;
+        return draw("extremes every " + std::to_string(step), costly_width, costly_height,
+                    [&](uint32_t x, uint32_t y) { return (x / step + y / step) % 2 ? other : 0xff; });
+    }
+    return mixture(number, 1 + number % 20);
+}
 
 std::vector<bench_picture> bench_pictures()
 {

@@ -32,7 +32,13 @@ add_compile_options(-Wall -Wextra -Werror)
 # The prototypes of the published APIs, which the message tables are derived from.
 add_compile_definitions(EGL_EGLEXT_PROTOTYPES=1 GL_GLEXT_PROTOTYPES=1)
 
+# What tests and command lines are compiled with on top: what is checked, not run for long, needs no optimiser, which
+# takes more than half of a sanitized build.
+set(zelvar_check_options)
 if(ZELVAR_SANITIZE)
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
+    set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O1 -g1")
+    set(zelvar_check_options -O0)
     add_compile_options(-fsanitize=${ZELVAR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
     # A simulator is another compiler's work: its classes share the interfaces' slots, not their type information.
     add_compile_options(-fno-sanitize=vptr)

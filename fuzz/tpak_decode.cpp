@@ -56,16 +56,19 @@ void decode_packed(const uint8_t* choice, const uint8_t* data, size_t size)
     const unsigned format = 1 + choice[1] % 3;
     const unsigned width = 1 + choice[2] % 20;
     const unsigned height = 1 + choice[3] % 20;
-    uint8_t* shown[3] = {};
+    uint8_t* shown[4] = {};
     const size_t pixels = size_t{width} * height * (format + 1);
     const exact_bytes first{pixels};
     const exact_bytes second{pixels};
     const exact_bytes third{pixels};
+    const exact_bytes fourth{pixels};
     shown[0] = first.data;
     shown[1] = second.data;
     shown[2] = third.data;
-    constexpr tpak_coder coders[] = {tpak_coder::reference, tpak_coder::portable, tpak_coder::avx2};
-    for (int i = 0; i < 3; i++) {
+    shown[3] = fourth.data;
+    constexpr tpak_coder coders[] = {tpak_coder::reference, tpak_coder::portable, tpak_coder::avx2,
+                                     tpak_coder::avx512};
+    for (int i = 0; i < 4; i++) {
         if (!tpak_select_coder(coders[i]))
             continue;
         TpakDecoder decoder{format, width, height, &options};

@@ -31,7 +31,8 @@ void packed_round_trip(const uint8_t* choice, const uint8_t* data, size_t size)
     for (size_t i = 0; i < pixels.size() && size > 0; i++)
         pixels[i] = data[i % size];
     std::vector<uint8_t> plain;
-    for (tpak_coder coder : {tpak_coder::reference, tpak_coder::portable, tpak_coder::avx2}) {
+    for (tpak_coder coder :
+         {tpak_coder::reference, tpak_coder::portable, tpak_coder::avx2, tpak_coder::avx512}) {
         if (!tpak_select_coder(coder))
             continue;
         TpakEncoder encoder{format, width, height, &options};

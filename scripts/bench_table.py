@@ -27,6 +27,8 @@ def rows_of_benchmark(program, entry):
         bound = ("<= " if kind == "limit" else ">= ") + f"{limit:.6g}"
         share = f"{figure / limit:.2f}" if limit else "-"
         rows.append((name, f"{figure:.6g} {key}", bound, share, "ok" if good else "OVER THE LIMIT"))
+    if entry.get("label"):
+        rows.append((name, entry["label"], "", "", ""))
     if not rows:
         rows.append((name, f"{entry['real_time']:.6g} {entry['time_unit']}", "", "", ""))
     return rows

@@ -313,6 +313,13 @@ void announce_frame(const frame_notice& notice)
     state.device->frame_finished();
 }
 
+bool frames_are_compressed()
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    return device.load(std::memory_order_relaxed) == device_state::connected &&
+           state.device->frames_are_compressed();
+}
+
 message_memory take_message_memory()
 {
     {

@@ -27,7 +27,9 @@ struct message_memory
     int32_t slot = -1; // number of the window's slot, -1 for memory of the heap
 };
 
-inline constexpr uint32_t message_memory_size = 128 * 1024;
+/// A frame's worth of calls and of the memory that they read, since each time that it is full costs four
+/// switches between threads. Pages that stay unused cost nothing.
+inline constexpr uint32_t message_memory_size = 1024 * 1024;
 
 /// The longest message that the library takes.
 inline constexpr uint32_t longest_message = 0x400000;
@@ -56,6 +58,9 @@ struct frame_notice
     bool operator==(const frame_notice&) const = default;
 };
 void announce_frame(const frame_notice& notice);
+
+/// Whether frame buffers hold compressed frames.
+bool frames_are_compressed();
 
 message_memory take_message_memory();
 void give_back_message_memory(const message_memory& memory);

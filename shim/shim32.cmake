@@ -16,7 +16,7 @@ endif()
 set(SHIM32_DIR ${CMAKE_BINARY_DIR}/shim32)
 set(SHIM32_FLAGS -m32 -std=c++20 -O2 -g1 -fPIC -Wall -Wextra -Werror ${SHIM_COMPILE_OPTIONS}
     -DEGL_EGLEXT_PROTOTYPES=1 -DGL_GLEXT_PROTOTYPES=1 "-DZELVAR_REVISION=\"${ZELVAR_REVISION}\""
-    -I${PROJECT_SOURCE_DIR})
+    -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/tpakutil/include)
 set(SHIM32_LINK -m32 -shared ${SHIM_LINK_OPTIONS} -pthread)
 file(MAKE_DIRECTORY ${SHIM32_DIR}/objects)
 
@@ -35,6 +35,11 @@ endfunction()
 set(SHIM32_OBJECTS)
 foreach(source IN LISTS SHIM_LIBRARY_SOURCES)
     shim32_object(object ${source})
+    list(APPEND SHIM32_OBJECTS ${object})
+endforeach()
+# The codec, without the parts that want 64-bit instructions.
+foreach(source IN LISTS TPAKUTIL_SOURCES)
+    shim32_object(object ../tpakutil/${source})
     list(APPEND SHIM32_OBJECTS ${object})
 endforeach()
 shim32_object(SHIM32_FILTER gles_filter.cpp)

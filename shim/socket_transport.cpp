@@ -44,6 +44,7 @@ public:
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
                           uint32_t stride_pixels) override;
     void frame_finished() override;
+    bool frames_are_compressed() const override { return _frames_compressed; }
 
 private:
     bool open_socket(const char* path);
@@ -57,7 +58,9 @@ private:
     uint8_t* _shared = nullptr;
     int _socket = -1;
     pid_t _process = 0;
+    bool _counts_frames = false;
     bool _gone = false;
+    bool _frames_compressed = false;
 };
 
 uint64_t target_address(const void* pointer)
@@ -118,6 +121,8 @@ bool socket_transport::receive_welcome(int* shared_memory)
         return false;
     }
     std::memcpy(shared_memory, CMSG_DATA(first), sizeof(int));
+    _counts_frames = answer.counts_frames != 0;
+    _frames_compressed = answer.frames_compressed != 0;
     return true;
 }
 
@@ -226,7 +231,10 @@ void socket_transport::set_frame_buffer(const void* address, uint32_t width, uin
 
 void socket_transport::frame_finished()
 {
-    request(operation::frame_finished);
+    if (_counts_frames)
+        ++box().finished_frames;
+    else
+        request(operation::frame_finished);
 }
 
 } // namespace

@@ -13,7 +13,8 @@ namespace shim {
 namespace {
 
 constexpr uint32_t batch_head = wire::header_size + 4; // header and count
-constexpr uint32_t longest_block = 16 * 1024;
+/// Beyond this, another copy costs more than sending the call at once.
+constexpr uint32_t longest_block = 256 * 1024;
 
 // A pointer alone, which fits into the static reserve of libraries that are loaded at run time.
 __attribute__((tls_model("initial-exec"))) thread_local thread_state* state_of_this_thread = nullptr;

@@ -29,7 +29,11 @@ public:
     virtual void set_frame_buffer(const void* address, uint32_t width, uint32_t height,
                                   uint32_t bits_per_pixel, uint32_t stride_pixels) = 0;
 
-    /// A swap has returned: the frame buffer holds a finished frame.
+    /// Whether the library leaves compressed frames in frame buffers.
+    virtual bool frames_are_compressed() const { return false; }
+
+    /// A swap has returned: the frame buffer holds a finished frame. Costs no wake-up where frames are only
+    /// counted.
     virtual void frame_finished() = 0;
 };
 

@@ -33,12 +33,13 @@ inline constexpr bool is_vk_output =
 template <class T>
 inline constexpr bool is_output_structure = is_vk_output<T>&& vk_wire::is_described<std::remove_pointer_t<T>>;
 
-/// A pointer through which the shim hands out handles of its own making.
+/// A pointer through which the shim hands out handles of its own making. In 64-bit processes a plain number
+/// is no handle, but a size.
 template <class T>
 inline constexpr bool is_new_handle = false;
 template <class T>
 inline constexpr bool is_new_handle<T*> =
-    !std::is_const_v<T> && (is_pointer_handle<T> || std::is_same_v<T, uint64_t>);
+    !std::is_const_v<T> && (is_pointer_handle<T> || (std::is_same_v<T, uint64_t> && sizeof(void*) == 4));
 
 /// A made-up handle, unlike any other of this process.
 template <class H>

@@ -3,10 +3,13 @@
 #include "shim/connection.h"
 #include "shim/log.h"
 #include "shim/process_lock.h"
+#include "tpakutil/tpak_main.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <memory>
+#include <new>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -48,6 +51,31 @@ frame_buffer frame_buffer_locked(surface_record& record, window_size size)
     if (!record.memory.pixels() && !record.memory.make(record.size))
         return {};
     return {record.memory.pixels(), frame_memory::length(record.size), record.size, record.size.width};
+}
+
+/// The pixels of a compressed frame: displays of the device take it as it is, windows don't. Null when there
+/// is no memory for them.
+std::unique_ptr<uint8_t[]> decompress(const surface_record& record)
+{
+    const window_size size = record.size;
+    tpak_opts options;
+    options.yuv_trans = 1; // as for any frame buffer that names no attributes
+    constexpr unsigned four_bytes = 3;
+    TpakDecoder decoder{four_bytes, size.width, size.height, &options};
+    std::unique_ptr<uint8_t[]> pixels{new (std::nothrow) uint8_t[size_t{size.width} * size.height * 4]};
+    if (!pixels || decoder.getMaxFrameSize() > frame_memory::length(size) ||
+        !decoder.decode(record.memory.pixels(), pixels.get()))
+        return nullptr;
+    return pixels;
+}
+
+void show_frame(const surface_record& record, bool compressed)
+{
+    std::unique_ptr<uint8_t[]> pixels;
+    if (compressed && !(pixels = decompress(record)))
+        return;
+    server->show(record.native_window,
+                 {compressed ? pixels.get() : record.memory.pixels(), record.size, record.size.width});
 }
 
 surface_record* find_surface(void* surface)
@@ -186,6 +214,7 @@ void note_told_height(uint32_t height)
 void frame_swapped(void* surface)
 {
     frame_notice notice;
+    const bool compressed = frames_are_compressed();
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
@@ -193,7 +222,7 @@ void frame_swapped(void* surface)
         if (!pixels)
             return;
         if (server)
-            server->show(record->native_window, {pixels, record->size, record->size.width});
+            show_frame(*record, compressed);
         notice = {pixels, record->size.width, record->size.height};
     }
     announce_frame(notice);

@@ -4,6 +4,7 @@
 #include "shim/pixels.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -15,6 +16,7 @@
 #include <sys/shm.h>
 #include <sys/uio.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 #include <xcb/xcb.h>
 
@@ -37,6 +39,7 @@ struct xcb_functions
     decltype(&::xcb_free_gc) free_gc = nullptr;
     decltype(&::xcb_put_image) put_image = nullptr;
     decltype(&::xcb_get_maximum_request_length) get_maximum_request_length = nullptr;
+    decltype(&::xcb_change_window_attributes) change_window_attributes = nullptr;
     decltype(&::xcb_poll_for_event) poll_for_event = nullptr;
     decltype(&::xcb_get_input_focus) get_input_focus = nullptr;
     decltype(&::xcb_get_input_focus_reply) get_input_focus_reply = nullptr;
@@ -84,6 +87,7 @@ bool xcb_functions::load()
            load_function(library, free_gc, "xcb_free_gc") &&
            load_function(library, put_image, "xcb_put_image") &&
            load_function(library, get_maximum_request_length, "xcb_get_maximum_request_length") &&
+           load_function(library, change_window_attributes, "xcb_change_window_attributes") &&
            load_function(library, poll_for_event, "xcb_poll_for_event") &&
            load_function(library, get_input_focus, "xcb_get_input_focus") &&
            load_function(library, get_input_focus_reply, "xcb_get_input_focus_reply") &&
@@ -111,6 +115,10 @@ reply<T> own(T* pointer)
     return {pointer, &std::free};
 }
 
+/// While frames follow each other faster than this, the size of a window is what events have told; a frame
+/// after a pause asks for it, since a single frame must not miss a resize that is still on its way.
+constexpr std::chrono::milliseconds size_holds{10};
+
 class x_server final : public window_server
 {
 public:
@@ -126,14 +134,20 @@ private:
     {
         xcb_gcontext_t context = 0;
         uint8_t depth = 0;
+        window_size size;
+        std::chrono::steady_clock::time_point used;
     };
+
+    bool ask_for_size(xcb_window_t window, window_size& size);
 
     /// Memory that the server sees too, for frames of so many bytes; null where it can't be had.
     uint8_t* shared_memory(size_t bytes);
     void put_rows(xcb_window_t window, const canvas& to, const frame_view& frame, uint32_t first,
                   uint32_t rows);
     void put_in_pieces(xcb_window_t window, const canvas& to, const frame_view& frame);
-    void drop_errors();
+    void take_events();
+    void forget(xcb_window_t window);
+    void wait_for_put();
 
     xcb_functions xcb_;
     xcb_shm_functions shm_;
@@ -145,7 +159,8 @@ private:
     uint32_t segment_ = 0;
     uint8_t* shared_ = nullptr;
     size_t shared_bytes_ = 0;
-    bool put_under_way_ = false; // the server may still read from the shared memory
+    bool put_under_way_ = false;         // the server may still read from the shared memory
+    xcb_get_input_focus_cookie_t put_{}; // a question that stands behind the put
 };
 
 bool x_server::open(const char* name)
@@ -202,23 +217,38 @@ uint8_t* x_server::shared_memory(size_t bytes)
 
 bool x_server::size_of(uint64_t window, window_size& size)
 {
-    const auto id = static_cast<xcb_window_t>(window);
+    take_events();
+    const auto found = canvases_.find(window);
+    const auto now = std::chrono::steady_clock::now();
+    if (found == canvases_.end() || now - std::exchange(found->second.used, now) > size_holds)
+        return ask_for_size(static_cast<xcb_window_t>(window), size);
+    size = found->second.size;
+    return true;
+}
+
+bool x_server::ask_for_size(xcb_window_t window, window_size& size)
+{
+    const uint32_t changes = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    if (!canvases_.contains(window))
+        xcb_.change_window_attributes(connection_, window, XCB_CW_EVENT_MASK, &changes);
     xcb_generic_error_t* failure = nullptr;
     const auto geometry =
-        own(xcb_.get_geometry_reply(connection_, xcb_.get_geometry(connection_, id), &failure));
+        own(xcb_.get_geometry_reply(connection_, xcb_.get_geometry(connection_, window), &failure));
     const auto error = own(failure);
-    put_under_way_ = false; // the answer stands behind it
     if (!geometry) {
-        canvases_.erase(window);
+        forget(window);
         return false;
     }
     size = {geometry->width, geometry->height};
     canvas& to = canvases_[window];
+    to.size = size;
+    to.used = std::chrono::steady_clock::now();
     if (to.depth != geometry->depth) {
         if (to.context)
             xcb_.free_gc(connection_, to.context);
-        to = {xcb_.generate_id(connection_), geometry->depth};
-        xcb_.create_gc(connection_, to.context, id, 0, nullptr);
+        to.context = xcb_.generate_id(connection_);
+        to.depth = geometry->depth;
+        xcb_.create_gc(connection_, to.context, window, 0, nullptr);
     }
     return true;
 }
@@ -257,10 +287,8 @@ void x_server::show(uint64_t window, const frame_view& frame)
         SHIM_SAY_ONCE(gate::error, "A window of %u bits can't show frames; 24 and 32 can.", to.depth);
         return;
     }
-    // The size of the window is asked before each frame, so an application can't run ahead of the server, and
-    // the shared memory is free by then. Only a frame without that question waits here.
-    if (put_under_way_)
-        answers();
+    // An application can't run ahead of the server by more than a frame.
+    wait_for_put();
     const size_t row_bytes = size_t{size.width} * 4;
     if (uint8_t* shared = shared_memory(row_bytes * size.height)) {
         for (uint32_t y = 0; y < size.height; ++y)
@@ -273,9 +301,15 @@ void x_server::show(uint64_t window, const frame_view& frame)
     } else {
         put_in_pieces(static_cast<xcb_window_t>(window), to, frame);
     }
+    put_ = xcb_.get_input_focus(connection_);
     put_under_way_ = true;
     xcb_.flush(connection_);
-    drop_errors();
+}
+
+void x_server::wait_for_put()
+{
+    if (std::exchange(put_under_way_, false))
+        own(xcb_.get_input_focus_reply(connection_, put_, nullptr));
 }
 
 bool x_server::answers()
@@ -284,10 +318,28 @@ bool x_server::answers()
            nullptr;
 }
 
-void x_server::drop_errors()
+void x_server::forget(xcb_window_t window)
 {
-    // A window may go at any time; the errors that this makes are nobody's.
-    while (own(xcb_.poll_for_event(connection_))) {
+    const auto found = canvases_.find(window);
+    if (found == canvases_.end())
+        return;
+    xcb_.free_gc(connection_, found->second.context);
+    canvases_.erase(found);
+}
+
+/// Notes what has become of windows. Errors are nobody's: a window may go at any time.
+void x_server::take_events()
+{
+    while (const auto event = own(xcb_.poll_for_event(connection_))) {
+        constexpr uint8_t sent_by_a_client = 0x80;
+        const int kind = event->response_type & ~sent_by_a_client;
+        if (kind == XCB_CONFIGURE_NOTIFY) {
+            const auto* change = reinterpret_cast<const xcb_configure_notify_event_t*>(event.get());
+            if (const auto found = canvases_.find(change->window); found != canvases_.end())
+                found->second.size = {change->width, change->height};
+        } else if (kind == XCB_DESTROY_NOTIFY) {
+            forget(reinterpret_cast<const xcb_destroy_notify_event_t*>(event.get())->window);
+        }
     }
 }
 

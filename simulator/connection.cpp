@@ -1,7 +1,10 @@
 #include "connection.h"
 
+#include "wire/wire.h"
+
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fstream>
 #include <mutex>
@@ -110,20 +113,22 @@ bool connection::welcome()
     _who = *who;
     _application = application_name(_who.process);
     const auto reception = _around.arrive(*this);
-    const uint32_t width = _around.frame_buffer_width;
-    const uint32_t height = _around.frame_buffer_height;
     if (reception != device_link::reception::accepted || _who.intent == device_link::intent::query) {
-        _link.answer_query(reception, width, height);
+        _link.answer_query(reception, _around.offered);
         return false;
     }
-    return _link.attach(width, height);
+    screen offered = _around.offered;
+    offered.counts_frames = !_around.frames && !_around.max_frames;
+    return _link.attach(offered);
 }
 
 void connection::serve()
 {
-    while (const auto request = _link.wait_request()) {
-        if (!serve_one(*request))
-            return;
+    bool going_on = true;
+    while (going_on) {
+        const auto request = _link.wait_request();
+        _around.sums->frames += _link.take_finished_frames();
+        going_on = request && serve_one(*request);
     }
 }
 
@@ -183,10 +188,28 @@ void connection::send_own(std::vector<uint8_t>& message)
     _channel->write(answer_address, length, _model.get());
 }
 
-/// Blocks until a worker of the library has something to say.
+/// Blocks until a worker of the library has something to say that is for the target.
 void connection::read_answer()
 {
-    _channel->read(answer_address, whole_answer, _model.get());
+    do
+        _channel->read(answer_address, whole_answer, _model.get());
+    while (told_pointer_size());
+}
+
+/// The target has said in its greeting what the library asks here, so it may sleep on.
+bool connection::told_pointer_size()
+{
+    if (_talk->pending_request() != wire::outbound::get_target_pointer_size ||
+        _model->answers().size() != wire::header_size || _link.gone())
+        return false;
+    std::vector<uint8_t> confirmation = _talk->confirmation();
+    const uint32_t bytes = _who.pointer_bits / 8;
+    std::memcpy(confirmation.data() + confirmation.size() - sizeof bytes, &bytes, sizeof bytes);
+    if (!_talk->admit(confirmation))
+        return false;
+    _model->answers().clear();
+    send_own(confirmation);
+    return true;
 }
 
 /// Gives the target as much of the answer as it takes. A target that reads when no answer will ever come

@@ -37,8 +37,7 @@ struct surroundings
     scPluginInterface* plugin = nullptr;
     totals* sums = nullptr;
     frame_writer* frames = nullptr; // null: frames are counted only
-    uint32_t frame_buffer_width = 640;
-    uint32_t frame_buffer_height = 480;
+    screen offered{640, 480};
     uint64_t max_frames = 0; // of one target; 0: no end
     talk_settings initial_settings;
     /// On the connection's thread, after the greeting: whether this process may attach.
@@ -78,6 +77,7 @@ private:
     bool exchange(const link_request& request);
     void deliver(const link_request& request);
     void read_answer();
+    bool told_pointer_size();
     void finish_frame();
     void say_farewell();
     void settle();

@@ -74,7 +74,7 @@ std::optional<newcomer> link_endpoint::greet()
         greeting.magic != magic)
         return std::nullopt;
     if (greeting.version != version) {
-        send_welcome(reception::other_version, 0, 0, -1);
+        send_welcome(reception::other_version, {}, -1);
         return std::nullopt;
     }
     if (greeting.intent != static_cast<uint32_t>(intent::attach) &&
@@ -85,14 +85,16 @@ std::optional<newcomer> link_endpoint::greet()
                     greeting.pointer_bits == 32 ? 32u : 64u};
 }
 
-bool link_endpoint::send_welcome(reception reception, uint32_t fb_width, uint32_t fb_height, int memory)
+bool link_endpoint::send_welcome(reception reception, const screen& offered, int memory)
 {
     welcome answer{};
     answer.magic = magic;
     answer.version = version;
     answer.reception = static_cast<uint32_t>(reception);
-    answer.frame_buffer_width = fb_width;
-    answer.frame_buffer_height = fb_height;
+    answer.frame_buffer_width = offered.width;
+    answer.frame_buffer_height = offered.height;
+    answer.frames_compressed = offered.compressed;
+    answer.counts_frames = offered.counts_frames;
     answer.shared_size = shared_size;
     iovec part{&answer, sizeof answer};
     msghdr packet{};
@@ -111,24 +113,24 @@ bool link_endpoint::send_welcome(reception reception, uint32_t fb_width, uint32_
     return sendmsg(_socket.get(), &packet, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof answer);
 }
 
-bool link_endpoint::answer_query(reception reception, uint32_t fb_width, uint32_t fb_height)
+bool link_endpoint::answer_query(reception reception, const screen& offered)
 {
-    return send_welcome(reception, fb_width, fb_height, -1);
+    return send_welcome(reception, offered, -1);
 }
 
-bool link_endpoint::attach(uint32_t fb_width, uint32_t fb_height)
+bool link_endpoint::attach(const screen& offered)
 {
     _process_descriptor = descriptor(static_cast<int>(syscall(SYS_pidfd_open, _process, 0)));
     descriptor memory = make_shared_memory();
     void* mapped =
         memory ? mmap(nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), 0) : MAP_FAILED;
     if (mapped == MAP_FAILED) {
-        send_welcome(reception::no_memory, 0, 0, -1);
+        send_welcome(reception::no_memory, {}, -1);
         return false;
     }
     _shared.store(static_cast<uint8_t*>(mapped), std::memory_order_release);
     attached place{};
-    if (!send_welcome(reception::accepted, fb_width, fb_height, memory.get()) ||
+    if (!send_welcome(reception::accepted, offered, memory.get()) ||
         recv(_socket.get(), &place, sizeof place, 0) != static_cast<ssize_t>(sizeof place))
         return false;
     _shared_address = place.shared_address;
@@ -164,6 +166,15 @@ frame_buffer_place link_endpoint::frame_buffer() const
     return frame_buffer_place{once(post.frame_buffer), once(post.frame_buffer_width),
                               once(post.frame_buffer_height), once(post.frame_buffer_bits_per_pixel),
                               once(post.frame_buffer_stride)};
+}
+
+uint32_t link_endpoint::take_finished_frames()
+{
+    mailbox& post = box();
+    const uint32_t frames = once(post.finished_frames);
+    if (frames)
+        post.finished_frames = 0;
+    return frames;
 }
 
 void link_endpoint::hang_up()

@@ -56,6 +56,16 @@ struct newcomer
     uint32_t pointer_bits = 64;
 };
 
+/// What targets are told about the screen.
+struct screen
+{
+    uint32_t width = 0;
+    uint32_t height = 0;
+    bool compressed = false; // what the library leaves in frame buffers
+    /// The target doesn't announce its frames; `take_finished_frames` tells their number.
+    bool counts_frames = false;
+};
+
 class link_endpoint
 {
 public:
@@ -67,15 +77,17 @@ public:
     /// Waits a bounded time for the greeting; nothing when it isn't one.
     std::optional<newcomer> greet();
     /// Answers the greeting with a refusal or with what was asked.
-    bool answer_query(device_link::reception reception, uint32_t fb_width, uint32_t fb_height);
+    bool answer_query(device_link::reception reception, const screen& offered);
     /// Answers the greeting with the shared memory and waits a bounded time for the target to map it.
-    bool attach(uint32_t fb_width, uint32_t fb_height);
+    bool attach(const screen& offered);
 
     /// Sleeps until the target asks for something. Nothing when it is gone.
     std::optional<link_request> wait_request();
     /// Gives the turn back.
     void answer(int32_t result);
     frame_buffer_place frame_buffer() const;
+    /// Frames that the target has finished, without an announcement, since this was asked last.
+    uint32_t take_finished_frames();
     /// From any thread: the target is gone, or is to be treated so. Wakes `wait_request`.
     void hang_up();
     bool gone() const { return _gone.load(std::memory_order_acquire); }
@@ -94,7 +106,7 @@ public:
     uint64_t shared_address() const { return _shared_address; }
 
 private:
-    bool send_welcome(device_link::reception reception, uint32_t fb_width, uint32_t fb_height, int memory);
+    bool send_welcome(device_link::reception reception, const screen& offered, int memory);
     device_link::mailbox& box() const { return *reinterpret_cast<device_link::mailbox*>(shared()); }
 
     descriptor _socket;

@@ -125,8 +125,7 @@ int serve(const options& chosen, host_library& library, const settings_file& set
     around.plugin = library.plugin();
     around.sums = &sums;
     around.frames = writer.get();
-    around.frame_buffer_width = chosen.width;
-    around.frame_buffer_height = chosen.height;
+    around.offered = {chosen.width, chosen.height, settings.compresses_frames()};
     around.max_frames = chosen.max_frames;
     around.initial_settings = settings.shape();
 

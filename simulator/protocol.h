@@ -15,7 +15,7 @@
 namespace device_link {
 
 inline constexpr uint32_t magic = 0x524c565a; // "ZVLR"
-inline constexpr uint32_t version = 1;
+inline constexpr uint32_t version = 2;
 
 /// Environment of a target process.
 inline constexpr char socket_variable[] = "ZELVAR_SOCKET";
@@ -54,8 +54,9 @@ struct welcome
     uint32_t reception;
     uint32_t frame_buffer_width;
     uint32_t frame_buffer_height;
-    uint32_t reserved;
-    uint64_t shared_size; // mailbox and window, bytes
+    uint16_t counts_frames; // 1: nobody looks at frames, so they are counted in the mailbox and not announced
+    uint16_t frames_compressed; // 1: what the library leaves in frame buffers is compressed
+    uint64_t shared_size;       // mailbox and window, bytes
 };
 
 /// Third packet, from the target, once it has mapped the shared memory.
@@ -90,10 +91,10 @@ struct alignas(64) mailbox
     uint64_t message; // target address
     uint32_t message_length;
     uint32_t answer_capacity;
-    uint64_t answer; // target address
-    int32_t result;  // bytes delivered, -1 when the device is gone
-    uint32_t reserved;
-    uint64_t frame_buffer; // target address, 0 while there is none
+    uint64_t answer;          // target address
+    int32_t result;           // bytes delivered, -1 when the device is gone
+    uint32_t finished_frames; // that were not announced, since the target's last request
+    uint64_t frame_buffer;    // target address, 0 while there is none
     uint32_t frame_buffer_width;
     uint32_t frame_buffer_height;
     uint32_t frame_buffer_bits_per_pixel;
@@ -108,7 +109,7 @@ static_assert(offsetof(mailbox, answer) == 24 && offsetof(mailbox, result) == 32
 static_assert(offsetof(mailbox, frame_buffer) == 40 && offsetof(mailbox, frame_buffer_stride) == 60);
 
 inline constexpr uint32_t window_offset = 4096; // from the start of the shared memory
-inline constexpr uint32_t window_size = 8u << 20;
+inline constexpr uint32_t window_size = 32u << 20;
 inline constexpr uint32_t shared_size = window_offset + window_size;
 
 /// Hands the turn over and wakes the other side if it sleeps.

@@ -7,11 +7,11 @@
 //   struct description<VkBufferCreateInfo>
 //   {
 //       using S = VkBufferCreateInfo;
-//       using fields = list<plain<&S::sType>, next<&S::pNext>, plain<&S::flags, &S::size, &S::usage,
-//       &S::sharingMode,
-//                           &S::queueFamilyIndexCount>,
-//                           when<shared_by_families<&S::sharingMode>, array<&S::pQueueFamilyIndices,
-//                           &S::queueFamilyIndexCount>>>;
+//       using fields = list<plain<&S::sType>, next<&S::pNext>,
+//                           plain<&S::flags, &S::size, &S::usage, &S::sharingMode,
+//                                 &S::queueFamilyIndexCount>,
+//                           when<shared_by_families<&S::sharingMode>,
+//                                array<&S::pQueueFamilyIndices, &S::queueFamilyIndexCount>>>;
 //   };
 //
 // The structure stands first, in the target's layout. Behind it, in the order of the fields, stands each
@@ -64,7 +64,7 @@ struct subpass_attachments
     bool depth_stencil = true;
 };
 
-/// The first four are the caller's, to be set before a structure is written; the others follow from
+/// The first three are the caller's, to be set before a structure is written; the others follow from
 /// structures on the way down.
 struct surroundings
 {

@@ -101,9 +101,9 @@ TEST_F(batching, small_blocks_are_copied_so_that_the_application_may_change_its_
     device->sent.clear();
 
     // The room for copies is there again after each batch.
-    const std::vector<char> medium(8000);
+    const std::vector<char> medium(100'000);
     for (int i = 0; i < 50; ++i)
-        EXPECT_TRUE(waits([&] { target_glBufferSubData(GL_ARRAY_BUFFER, 0, 8000, medium.data()); })) << i;
+        EXPECT_TRUE(waits([&] { target_glBufferSubData(GL_ARRAY_BUFFER, 0, 100'000, medium.data()); })) << i;
 
     const std::vector<char> large(1 << 20);
     target_glBufferData(GL_ARRAY_BUFFER, 1 << 20, large.data(), GL_STATIC_DRAW);
@@ -130,24 +130,24 @@ TEST_F(batching, a_batch_is_sent_before_its_memory_is_full)
         }
         EXPECT_EQ(at, sent.size());
     };
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 600; ++i)
         target_glUniform4fv(0, 1000, values.data());
     target_glFinish();
-    EXPECT_EQ(commands, 101u);
+    EXPECT_EQ(commands, 601u);
     EXPECT_TRUE(fits);
     EXPECT_GT(device->sent.size(), 5u);
 }
 
 TEST_F(batching, one_message_longer_than_the_memory_goes_out_alone_and_in_order)
 {
-    std::vector<float> values(100'000);
+    std::vector<float> values(300'000);
     values.back() = 3;
     target_glEnable(GL_BLEND);
-    target_glUniform1fv(0, 100'000, values.data());
+    target_glUniform1fv(0, 300'000, values.data());
     target_glFinish();
     ASSERT_EQ(device->sent.size(), 3u);
     EXPECT_EQ(device->sent[0], batch(1, message(93, bytes{}.u32(0x0BE2))).get());
-    const bytes array = bytes{}.u32(0).u32(100'000).address(values.data()).raw(values.data(), 400'000);
+    const bytes array = bytes{}.u32(0).u32(300'000).address(values.data()).raw(values.data(), 1'200'000);
     EXPECT_EQ(device->sent[1], batch(1, message(163, array)).get());
     EXPECT_EQ(device->sent[2], batch(1, message(95)).get());
 }

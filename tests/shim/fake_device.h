@@ -34,6 +34,7 @@ public:
     bool gone = false;
     std::vector<uint8_t> settings_block = std::vector<uint8_t>(56);
     bool keep_settings_exchange = false; // in `sent`
+    bool compresses_frames = false;
 
     // The record.
     std::vector<std::vector<uint8_t>> sent;
@@ -47,6 +48,7 @@ public:
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
                           uint32_t stride_pixels) override;
     void frame_finished() override { ++frames; }
+    bool frames_are_compressed() const override { return compresses_frames; }
 
     bool is_in_window(uint64_t address) const
     {

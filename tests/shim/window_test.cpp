@@ -3,6 +3,7 @@
 #include "shim/fake_device.h"
 #include "shim/target_names.h"
 #include "shim/windows.h"
+#include "tpakutil/tpak_main.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -19,6 +20,7 @@ public:
     shim::window_size size{100, 50};
     uint32_t shown = 0;
     shim::frame_view last;
+    std::vector<uint8_t> last_pixels;
 
     bool size_of(uint64_t window, shim::window_size& out) override
     {
@@ -29,6 +31,7 @@ public:
     {
         ++shown;
         last = frame;
+        last_pixels.assign(frame.pixels, frame.pixels + size_t{frame.stride} * frame.size.height * 4);
     }
     uint32_t visual() override { return 0x21; }
 };
@@ -245,6 +248,38 @@ TEST_F(windows, the_visual_comes_from_the_window_server)
     EXPECT_EQ(value, 0) << "the call failed";
     target_eglGetConfigAttrib(nullptr, nullptr, EGL_RED_SIZE, &value);
     EXPECT_EQ(value, 0) << "another attribute";
+}
+
+TEST_F(windows, show_the_pixels_of_compressed_frames)
+{
+    fake_server server;
+    shim::use_window_server(&server);
+    device->compresses_frames = true;
+    const EGLSurface surface = make_surface(0x5000, 77);
+    make_current(surface);
+    const uint32_t width = server.size.width;
+    const uint32_t height = server.size.height;
+    std::vector<uint8_t> pixels(size_t{width} * height * 4);
+    for (size_t i = 0; i < pixels.size(); ++i)
+        pixels[i] = static_cast<uint8_t>(i % 4 == 3 ? 255 : i * i / 97);
+    device->on_message = [&](const std::vector<uint8_t>& message) {
+        // What the library does while the application waits in its swap.
+        if (message.size() != 80)
+            return;
+        uint64_t address;
+        uint32_t length;
+        std::memcpy(&address, message.data() + 36, sizeof address);
+        std::memcpy(&length, message.data() + 44, sizeof length);
+        const tpak_opts options{.yuv_trans = 1, .version = 5};
+        TpakEncoder encoder{3, width, height, &options};
+        ASSERT_LE(encoder.getMaxFrameSize(), length);
+        encoder.encode(pixels.data(), reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(address)), false);
+    };
+    swap(surface);
+    EXPECT_EQ(server.shown, 1u);
+    EXPECT_EQ(server.last.size, server.size);
+    EXPECT_EQ(server.last.stride, width);
+    EXPECT_TRUE(server.last_pixels == pixels);
 }
 
 } // namespace

@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr uint64_t no_window = 1; // the server knows none of this number
+
 /// An X server of our own on a free display number.
 class x_window : public testing::Test
 {
@@ -66,7 +68,7 @@ protected:
     unsigned long pixel(Window window, int x, int y)
     {
         shim::window_size size;
-        server->size_of(window, size); // the server has then seen all frames
+        server->size_of(no_window, size); // has to be asked: the server has then seen all frames
         XImage* image = XGetImage(display, window, x, y, 1, 1, AllPlanes, ZPixmap);
         const unsigned long value = image ? XGetPixel(image, 0, 0) & 0xffffff : ~0ul;
         if (image)
@@ -103,7 +105,30 @@ TEST_F(x_window, sizes_are_asked_of_the_server_once_it_knows_the_window)
     shim::settle_x_display(display);
     ASSERT_TRUE(server->size_of(window, size));
     EXPECT_EQ(size, (shim::window_size{60, 90}));
-    EXPECT_FALSE(server->size_of(1, size)) << "no window of this number";
+    EXPECT_FALSE(server->size_of(no_window, size));
+}
+
+TEST_F(x_window, a_resize_shows_within_a_run_of_frames)
+{
+    const Window window = make_window(40, 30);
+    shim::settle_x_display(display);
+    const auto pixels = numbered_frame(40, 30);
+    const auto frames_until = [&](shim::window_size wanted) {
+        shim::window_size size;
+        int frames = 0;
+        for (; frames < 50 && size != wanted; ++frames) {
+            EXPECT_TRUE(server->size_of(window, size));
+            server->show(window, {pixels.data(), {40, 30}, 40});
+        }
+        return frames;
+    };
+    EXPECT_EQ(frames_until({40, 30}), 1);
+    XResizeWindow(display, window, 33, 44);
+    shim::settle_x_display(display);
+    EXPECT_EQ(frames_until({33, 44}), 1);
+    XMoveWindow(display, window, 5, 6);
+    shim::settle_x_display(display);
+    EXPECT_EQ(frames_until({33, 44}), 1);
 }
 
 TEST_F(x_window, frames_are_put_right_way_up_and_with_their_colours)

@@ -276,6 +276,9 @@ void worker::handle_one(const bytes& message)
     case type_asks:
         _owner.seen.last_result = load<uint32_t>(ask(get_egl_attribute_list_length, 4), 0);
         break;
+    case type_asks_width:
+        _owner.seen.last_result = load<uint32_t>(ask(get_target_pointer_size, 4), 0);
+        break;
     case type_terminate:
         ask(set_cursor_visibility, 0);
         send(set_return_value_message, {4, 0, 0, 0, 0});

@@ -23,6 +23,7 @@ enum : uint32_t
         28, // asks a service without result, returns 4 bytes, ends, lets all workers of the process go
     type_holds = 40,       // ends when `release_held` is called
     type_long_answer = 25, // returns `long_answer` values ahead of its end
+    type_asks_width = 26,  // asks for the width of a pointer, keeps the answer, ends
     type_copies = 16,      // payload: from (8), to (8), length (4); copies target memory from a worker
     type_calls_target = 50 // asks for a call on the target, ends when confirmed
 };

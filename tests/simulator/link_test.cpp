@@ -141,6 +141,14 @@ TEST_F(simulator_link, answers_come_whole_whatever_the_size_of_reads)
     end();
 }
 
+TEST_F(simulator_link, the_pointer_width_is_told_without_waking_the_target)
+{
+    begin();
+    EXPECT_EQ(run({"asks-width"}), 0);
+    end();
+    EXPECT_EQ(plugin->seen.last_result, sizeof(void*));
+}
+
 TEST_F(simulator_link, takes_long_messages_and_messages_outside_the_window)
 {
     begin();
@@ -390,6 +398,14 @@ TEST_F(simulator_link, frames_become_pictures)
     const uint8_t* pixel = rgba.data() + (7 * 320 + 11) * 4;
     EXPECT_EQ(std::vector<int>(pixel, pixel + 4), (std::vector<int>{4, 11, 7, 255}));
     EXPECT_FALSE(std::filesystem::exists(folder() + "/" + frame_name("scripted_target", child, 0, 3)));
+}
+
+TEST_F(simulator_link, frames_that_nobody_looks_at_are_counted)
+{
+    begin();
+    EXPECT_EQ(run({"frames", "5"}), 0);
+    end();
+    EXPECT_EQ(sums.frames, 5u) << "the last ones come without a further request";
 }
 
 TEST_F(simulator_link, frame_buffers_that_are_none_are_named_once)

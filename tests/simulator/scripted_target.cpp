@@ -329,6 +329,13 @@ int serve_on(target& self, const std::string&)
     return 0;
 }
 
+int asks_width(target& self, const std::string&)
+{
+    const answer got = self.send(message(26));
+    require(!got.gone && got.request == 0, "what the greeting has told is not asked");
+    return 0;
+}
+
 int small_reads(target& self, const std::string& argument)
 {
     const auto capacity = static_cast<uint32_t>(std::atoi(argument.c_str()));
@@ -554,6 +561,7 @@ const std::map<std::string, scenario> scenarios = {
     {"leave", leave_without_goodbye},
     {"serve", serve},
     {"serve-on", serve_on},
+    {"asks-width", asks_width},
     {"small-reads", small_reads},
     {"long-message", long_message},
     {"copies", copies},

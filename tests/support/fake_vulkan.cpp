@@ -27,20 +27,41 @@ recorder& the_recorder()
     return instance;
 }
 
-#define HANDLES(X)                                                                                           \
-    X(VkInstance)                                                                                            \
-    X(VkPhysicalDevice) X(VkDevice) X(VkQueue) X(VkCommandBuffer) X(VkBuffer) X(VkBufferView) X(VkImage)     \
-        X(VkImageView) X(VkShaderModule) X(VkPipeline) X(VkPipelineLayout) X(VkSampler) X(VkDescriptorSet)   \
-            X(VkDescriptorSetLayout) X(VkDescriptorPool) X(VkDeviceMemory) X(VkFence) X(VkSemaphore)         \
-                X(VkEvent) X(VkQueryPool) X(VkFramebuffer) X(VkRenderPass) X(VkPipelineCache)                \
-                    X(VkCommandPool) X(VkSurfaceKHR) X(VkSwapchainKHR) X(VkDisplayKHR) X(VkDisplayModeKHR)   \
-                        X(VkDebugReportCallbackEXT)
 template <class T>
 inline constexpr const char* kind_of = nullptr;
 #define KIND(type)                                                                                           \
     template <>                                                                                              \
     inline constexpr const char* kind_of<type> = #type;
-HANDLES(KIND)
+KIND(VkInstance)
+KIND(VkPhysicalDevice)
+KIND(VkDevice)
+KIND(VkQueue)
+KIND(VkCommandBuffer)
+KIND(VkBuffer)
+KIND(VkBufferView)
+KIND(VkImage)
+KIND(VkImageView)
+KIND(VkShaderModule)
+KIND(VkPipeline)
+KIND(VkPipelineLayout)
+KIND(VkSampler)
+KIND(VkDescriptorSet)
+KIND(VkDescriptorSetLayout)
+KIND(VkDescriptorPool)
+KIND(VkDeviceMemory)
+KIND(VkFence)
+KIND(VkSemaphore)
+KIND(VkEvent)
+KIND(VkQueryPool)
+KIND(VkFramebuffer)
+KIND(VkRenderPass)
+KIND(VkPipelineCache)
+KIND(VkCommandPool)
+KIND(VkSurfaceKHR)
+KIND(VkSwapchainKHR)
+KIND(VkDisplayKHR)
+KIND(VkDisplayModeKHR)
+KIND(VkDebugReportCallbackEXT)
 #undef KIND
 
 template <class T>

@@ -179,6 +179,20 @@ TEST_F(requests, StringsAreReadWithTheirTerminatorAndEmptyOnesNotAtAll)
     EXPECT_EQ(sent.size(), 1u);
 }
 
+TEST_F(requests, AStringOfImpossibleLengthIsNotRead)
+{
+    for (uint32_t length : {uint32_t{64} << 20, 0x7fffffffu, 0xffffffffu}) {
+        target.on_request = [&](const outbound_message&) { return confirm_with(length); };
+        std::string text = "before";
+        testing::internal::CaptureStdout();
+        auto sent =
+            sent_by([&] { zelvar_shim_dispatch_get_string(pid, tid, {raw_target::memory_base}, &text); });
+        EXPECT_NE(testing::internal::GetCapturedStdout().find("has not been retrieved"), std::string::npos);
+        EXPECT_EQ(sent.size(), 1u) << length;
+        EXPECT_EQ(text, "before");
+    }
+}
+
 TEST_F(requests, OddServicesKeepTheirShape)
 {
     // The header of this one promises 20 bytes.

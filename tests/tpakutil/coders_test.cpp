@@ -51,21 +51,23 @@ struct outcome
     bytes pixels;
     std::string printed;
     unsigned split_read = 0;
+    uint64_t frame_size = 0;
     bool operator==(const outcome&) const = default;
 };
 
 outcome encode(tpak_coder coder, unsigned format, unsigned width, unsigned height, const tpak_opts& opts,
-               const bytes& pixels, bool reverse)
+               const bytes& pixels, bool reverse, tpak_threads* threads = nullptr)
 {
     EXPECT_TRUE(tpak_select_coder(coder));
     TpakEncoder encoder{format, width, height, &opts};
     const guarded_bytes source{pixels};
     const guarded_bytes target{bytes(encoder.getMaxFrameSize(), 0)};
-    EXPECT_TRUE(encoder.encode(source.data(), target.data(), reverse));
+    EXPECT_TRUE(encoder.encode(source.data(), target.data(), reverse, threads));
     return {bytes(target.data(), target.data() + encoder.getMaxFrameSize()),
             {},
             {},
-            encoder.frame_info().split_read_bytes[1]};
+            encoder.frame_info().split_read_bytes[1],
+            encoder.frame_info().frame_size};
 }
 
 outcome decode(tpak_coder coder, unsigned format, unsigned width, unsigned height, const tpak_opts& opts,
@@ -117,6 +119,31 @@ TEST_P(tpak_coders, EncodeToTheSameBytesAndDecodeThem)
     }
 }
 
+TEST_P(tpak_coders, ShareFramesBetweenThreadsToTheSameBytes)
+{
+    tpak_threads two{2};
+    tpak_threads three{3};
+    constexpr unsigned sizes[][2] = {{519, 301}, {8192, 17}, {16, 8192}};
+    for (const auto& [width, height] : sizes) {
+        for (int flags = 0; flags < 8; flags++) {
+            for (const size_t number : {size_t(flags), size_t(flags + 3)}) {
+                const picture_kind& kind = pictures()[number % pictures().size()];
+                const tpak_opts opts{.yuv_trans = 1,
+                                     .version = flags & 1 ? 5 : 3,
+                                     .block_split = flags >> 1 & 1,
+                                     .tiled = flags >> 2 & 1};
+                const unsigned format = 1 + (width + unsigned(flags)) % 3;
+                const bytes pixels = draw(kind, width, height, format + 1);
+                const outcome alone = encode(GetParam(), format, width, height, opts, pixels, format == 1);
+                for (tpak_threads* threads : {&two, &three})
+                    ASSERT_EQ(encode(GetParam(), format, width, height, opts, pixels, format == 1, threads),
+                              alone)
+                        << kind.name << " " << width << "x" << height << " flags " << flags;
+            }
+        }
+    }
+}
+
 TEST_P(tpak_coders, SayAndShowTheSameOfBrokenFrames)
 {
     std::mt19937 random{11};
@@ -138,9 +165,12 @@ TEST_P(tpak_coders, SayAndShowTheSameOfBrokenFrames)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, tpak_coders, testing::Values(tpak_coder::portable, tpak_coder::avx2),
+INSTANTIATE_TEST_SUITE_P(, tpak_coders,
+                         testing::Values(tpak_coder::portable, tpak_coder::avx2, tpak_coder::avx512),
                          [](const auto& each) {
-                             return std::string(each.param == tpak_coder::portable ? "portable" : "avx2");
+                             return std::string(each.param == tpak_coder::portable ? "portable"
+                                                : each.param == tpak_coder::avx2   ? "avx2"
+                                                                                   : "avx512");
                          });
 
 } // namespace

@@ -86,17 +86,25 @@ void constrain(component_tree& tree)
 
 /// Looks at every level but the last two, and so at none of a block of 4x4: larger blocks would be checked
 /// here.
-bool is_constrained(const int* counts, int level)
+bool is_constrained(const int* counts, int level, int last_level)
 {
-    constexpr int last_level = 1;
     if (level + 1 >= last_level)
         return true;
     for (int quad = 1; quad < count_nodes; quad++) {
         if (counts[quad] < counts[0] - 2 || counts[quad] > counts[0] + 1 ||
-            !is_constrained(counts, level + 1))
+            !is_constrained(counts, level + 1, last_level))
             return false;
     }
     return true;
+}
+
+/// Of the trees of a frame's blocks, whose levels halve the side of a block.
+int last_level_of(const tpak_frame_info& info)
+{
+    int level = 0;
+    for (int side = info.block_width; side > 2; side /= 2)
+        level++;
+    return level;
 }
 
 void write_children(block_writer& out, const uint32_t* children, int bits)
@@ -175,7 +183,7 @@ uint64_t write_compressed(const tpak_frame_info& info, int type, unsigned (*bloc
         component_tree& tree = trees[c];
         build_tree(block[c], info.body_bits[first + c], wrap_minval, tree);
         constrain(tree);
-        if (!is_constrained(tree.counts, 0))
+        if (!is_constrained(tree.counts, 0, last_level_of(info)))
             std::printf("ERROR: bctree not constrained\n");
         key = tree.counts[0] == flat && key != no_key ? key << 16 | tree.nodes[0] : no_key;
         if ((default_all_components || first + c == 3) && tree.counts[0] == flat &&

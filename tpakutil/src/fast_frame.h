@@ -6,6 +6,7 @@
 // Blocks are worked on as words of 32 bits, a byte for each component: what 4-byte pixels are already.
 
 #include "packed_frame.h"
+#include "shared_rows.h"
 
 #include <cstring>
 
@@ -237,11 +238,25 @@ class fast_encoder
 public:
     fast_encoder(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, bool reverse)
         : _info{info}, _format{fast_format_of(info, reverse)}, _pixels{pixels}, _buffer{buffer},
+          _first{static_cast<int>(tpak_get_header_area_size(&info))},
           _half{static_cast<int>(tpak_get_max_superblock_payloadsize(&info) / 2)}
     {
     }
 
-    /// The buffer has room for the largest superblock at `position`.
+    /// Encodes a row of superblocks, densely from `position` on unless they have fixed positions. The buffer
+    /// has room for the largest ones there. Returns the position behind the last one.
+    int row(int mby, int position)
+    {
+        for (int mbx = 0; mbx < _info.mbw; mbx++) {
+            const uint64_t index = tpak_get_superblock_index(&_info, mbx, mby);
+            if (_info.fixed_superblock_positions)
+                position = _first + static_cast<int>(index) * 2 * _half;
+            position = superblock(mbx, mby, index, position);
+        }
+        return position;
+    }
+
+private:
     int superblock(int mbx, int mby, uint64_t index, int position)
     {
         const uint8_t* words = _edge.words;
@@ -261,7 +276,6 @@ public:
         return blocks(words, stride, header, position);
     }
 
-private:
     void write_solid(const uint8_t* words, uint8_t* header) const
     {
         const uint32_t word = load32(words);
@@ -309,30 +323,110 @@ private:
     const fast_format _format;
     const uint8_t* const _pixels;
     uint8_t* const _buffer;
+    const int _first;
     const int _half;
     kernel _kernel;
     word_superblock _edge;
 };
 
+/// A frame that several threads encode, to the bytes that one would give. Where the payload lies densely, one
+/// thread puts the first rows where they belong; the others take rows from the end, whose payload waits
+/// behind all that may come before it until it can be moved.
+template <class kernel>
+class shared_encoding
+{
+public:
+    shared_encoding(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, bool reverse)
+        : _info{info}, _pixels{pixels}, _buffer{buffer}, _reverse{reverse},
+          _first{static_cast<int>(tpak_get_header_area_size(&info))},
+          _spacing{static_cast<int>(tpak_get_max_superblock_payloadsize(&info))}, _rows{info, info.mbh}
+    {
+    }
+
+    /// Returns the position behind the last payload.
+    int run(tpak_threads& threads)
+    {
+        threads.run([](void* self, unsigned number) { static_cast<shared_encoding*>(self)->work(number); },
+                    this);
+        if (_info.fixed_superblock_positions)
+            return _rows.end_of(_info.mbh - 1);
+        const int front = _rows.front_rows();
+        int position = front > 0 ? _rows.end_of(front - 1) : _first;
+        for (int row = front; row < _info.mbh; row++)
+            position = move_row(row, position);
+        return position;
+    }
+
+private:
+    void work(unsigned number)
+    {
+        tpak_frame_info own = _info;
+        own.split_read_bytes[1] = own.contiguous_read_bytes[1] = 0;
+        fast_encoder<kernel> encoder{own, _pixels, _buffer, _reverse};
+        int row;
+        if (_info.fixed_superblock_positions) {
+            while (_rows.take_first(&row))
+                _rows.place(row, 0, encoder.row(row, 0));
+        } else if (number == 0) {
+            int position = _first;
+            while (_rows.take_first(&row)) {
+                position = encoder.row(row, position);
+                _rows.place(row, 0, position);
+            }
+        } else {
+            while (_rows.take_last(&row)) {
+                const int start = _first + row * _info.mbw * _spacing;
+                _rows.place(row, start, encoder.row(row, start));
+            }
+        }
+        _rows.add_statistics(own);
+    }
+
+    /// The bytes that it leaves behind are zeros again. Returns the new end.
+    int move_row(int row, int position)
+    {
+        const int start = _rows.start_of(row);
+        const int end = _rows.end_of(row);
+        const int new_end = position + end - start;
+        std::memmove(_buffer + position, _buffer + start, static_cast<unsigned>(end - start));
+        const int left = start > new_end ? start : new_end;
+        std::memset(_buffer + left, 0, static_cast<unsigned>(end > left ? end - left : 0));
+        for (int mbx = 0; mbx < _info.mbw; mbx++) {
+            uint8_t* header = _buffer + tpak_get_superblock_index(&_info, mbx, row) * tpak_header_block_size;
+            if (load64(header) == 0)
+                continue; // a solid one has no payload
+            const uint32_t offset = load32(header) - static_cast<uint32_t>(start - position);
+            std::memcpy(header, &offset, sizeof offset);
+        }
+        return new_end;
+    }
+
+    tpak_frame_info& _info;
+    const uint8_t* const _pixels;
+    uint8_t* const _buffer;
+    const bool _reverse;
+    const int _first;
+    const int _spacing;
+    shared_rows _rows;
+};
+
+/// Smaller frames are done before a thread has started.
+inline constexpr int least_shared_superblocks = 512;
+
 /// Every block of every superblock finds room in a buffer of the largest frame's size.
 template <class kernel>
-int fast_encode(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, int buffer_size, bool reverse)
+int fast_encode(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, int buffer_size, bool reverse,
+                tpak_threads* threads)
 {
     if (static_cast<unsigned>(buffer_size) < tpak_get_max_frame_size(&info) || info.force_uncompressed ||
         info.copy_identical_blocks)
-        return reference_coder.encode(info, pixels, buffer, buffer_size, reverse);
+        return reference_coder.encode(info, pixels, buffer, buffer_size, reverse, threads);
+    if (threads && info.mbh > 1 && info.mbw * info.mbh >= least_shared_superblocks)
+        return shared_encoding<kernel>{info, pixels, buffer, reverse}.run(*threads);
     fast_encoder<kernel> encoder{info, pixels, buffer, reverse};
-    const auto first = static_cast<int>(tpak_get_header_area_size(&info));
-    const auto spacing = static_cast<int>(tpak_get_max_superblock_payloadsize(&info));
-    int position = first;
-    for (int mby = 0; mby < info.mbh; mby++) {
-        for (int mbx = 0; mbx < info.mbw; mbx++) {
-            const uint64_t index = tpak_get_superblock_index(&info, mbx, mby);
-            if (info.fixed_superblock_positions)
-                position = first + static_cast<int>(index) * spacing;
-            position = encoder.superblock(mbx, mby, index, position);
-        }
-    }
+    auto position = static_cast<int>(tpak_get_header_area_size(&info));
+    for (int mby = 0; mby < info.mbh; mby++)
+        position = encoder.row(mby, position);
     return position;
 }
 

@@ -9,14 +9,16 @@ namespace tpakutil {
 struct packed_coder
 {
     int (*encode)(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, int buffer_size,
-                  bool reverse_components);
+                  bool reverse_components, tpak_threads* threads);
     void (*decode)(tpak_frame_info& info, const uint8_t* buffer, int buffer_size, uint8_t* pixels);
 };
 
 extern const packed_coder reference_coder;
 extern const packed_coder portable_coder;
 extern const packed_coder avx2_coder;
-/// Whether this machine runs it.
+extern const packed_coder avx512_coder;
+/// Whether this machine runs them.
 bool has_avx2();
+bool has_avx512();
 
 } // namespace tpakutil

@@ -16,7 +16,7 @@ size_t pixel_count(const tpak_frame_info& info)
 }
 
 int encode(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, int buffer_size,
-           bool reverse_components)
+           bool reverse_components, tpak_threads*)
 {
     TPAK_ASSERT(bits_per_pixel(info) % 8 == 0, "bpp % 8 == 0");
     const int bytes = bits_per_pixel(info) / 8;

@@ -1,6 +1,7 @@
 #pragma once
 // Sums over everything that the plain decoder has decoded in this process, in bits. Decoders that run at the
-// same time may lose each other's counts.
+// same time may lose each other's counts. The fast coders don't count, since it would cost them a part of
+// their speed and nothing needs it; who wants the sums selects the plain one.
 
 #include <atomic>
 #include <cstdint>

@@ -31,8 +31,10 @@ const packed_coder* coder_named(tpak_coder wanted)
         return &portable_coder;
     case tpak_coder::avx2:
         return has_avx2() ? &avx2_coder : nullptr;
+    case tpak_coder::avx512:
+        return has_avx512() ? &avx512_coder : nullptr;
     default:
-        return has_avx2() ? &avx2_coder : &portable_coder;
+        return has_avx512() ? &avx512_coder : has_avx2() ? &avx2_coder : &portable_coder;
     }
 }
 
@@ -114,13 +116,14 @@ unsigned long TpakBase::getEncodedFrameSize(const unsigned char* buffer)
     return size;
 }
 
-bool TpakEncoder::encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components)
+bool TpakEncoder::encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components,
+                         tpak_threads* threads)
 {
     const unsigned long largest = getMaxFrameSize();
     if (!is_within_31_bits(largest))
         return false;
     const auto bound = static_cast<int>(largest);
-    const int end = coder().encode(_info, pixels, buffer, bound, reverse_components);
+    const int end = coder().encode(_info, pixels, buffer, bound, reverse_components, threads);
     const int size = _info.tiled ? bound : end;
     if (size > 0)
         _info.frame_size = static_cast<uint64_t>(size);

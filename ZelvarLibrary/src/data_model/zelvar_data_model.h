@@ -59,6 +59,7 @@ struct _zelvar_buffer_object_descriptor
     std::vector<uint32_t> attributes; // indices that use the buffer
     owned_block contents;             // host-side copy, empty until data exists
     bool was_bound = false;
+    bool host_may_write = false; // was bound where the host writes, so that the copy proves nothing
 };
 struct _zelvar_renderbuffer_object_descriptor
 {

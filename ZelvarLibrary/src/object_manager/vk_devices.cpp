@@ -53,6 +53,15 @@ vk_device_record* zelvar_object_manager_vk_lock_host_device(pid_t pid, VkDevice 
     return lock_what_is_found(pid, target, &find_device);
 }
 
+vk_device_record* zelvar_object_manager_vk_lock_window_objects(pid_t pid)
+{
+    return lock_what_is_found(pid, VK_NULL_HANDLE, [](process_data& process, VkDevice) {
+        if (!process.window_objects)
+            process.window_objects = std::make_shared<vk_device_record>();
+        return process.window_objects;
+    });
+}
+
 vk_device_record* zelvar_object_manager_vk_lock_host_device_with_queue(pid_t pid, VkQueue target,
                                                                        VkQueue* host)
 {

@@ -77,7 +77,10 @@ bool zelvar_object_manager_vk_delete_instance(pid_t pid, VkInstance target)
         return false;
     std::erase_if(process->physical_devices,
                   [&](const auto& entry) { return entry.second.target_instance == target; });
-    return process->instances.erase(target) != 0;
+    const bool known = process->instances.erase(target) != 0;
+    if (process->instances.empty())
+        process->window_objects.reset();
+    return known;
 }
 
 bool zelvar_object_manager_vk_needs_no_worker(pid_t pid)

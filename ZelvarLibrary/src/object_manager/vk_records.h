@@ -25,6 +25,14 @@ struct vk_descriptor_set_data
 {
     VkDescriptorPool target_pool = VK_NULL_HANDLE; // ends with it
 };
+/// What the host's copy of mapped memory holds. Blocks that were decoded for a copy into an image must not
+/// come back over the texels before the copy has run.
+enum class vk_contents
+{
+    as_on_target,
+    decoded,           // a command reads the texels
+    decoded_and_drawn, // and has been submitted since, or could have been
+};
 struct vk_memory_data
 {
     VkDeviceSize size = 0;
@@ -35,6 +43,7 @@ struct vk_memory_data
     VkDeviceSize map_offset = 0;
     VkDeviceSize map_size = 0;                // in bytes, never VK_WHOLE_SIZE
     VkDeviceMemory replaced = VK_NULL_HANDLE; // host's first, once another has taken its place
+    vk_contents contents = vk_contents::as_on_target;
 };
 struct vk_signal_data
 {
@@ -178,4 +187,7 @@ struct _zelvar_object_manager_process_data_vk
     std::map<VkDevice, std::shared_ptr<_zelvar_object_manager_data_vk_device>> devices;
     std::map<VkQueue, vk_queue_data> queues;
     std::map<VkCommandBuffer, vk_command_buffer_data> command_buffers;
+    /// Surfaces, displays and their modes, which come before any device and outlive it: a record of no
+    /// device.
+    std::shared_ptr<_zelvar_object_manager_data_vk_device> window_objects;
 };

@@ -69,6 +69,9 @@ vk_device_record* zelvar_object_manager_vk_lock_host_device_with_queue(pid_t pid
                                                                        VkQueue* host);
 vk_device_record* zelvar_object_manager_vk_lock_host_device_with_cmd_buffer(pid_t pid, VkCommandBuffer target,
                                                                             VkCommandBuffer* host);
+/// Surfaces, displays and display modes of the process, in a record without a device. A thread that holds a
+/// device may lock it; whoever holds it waits for no device.
+vk_device_record* zelvar_object_manager_vk_lock_window_objects(pid_t pid);
 /// Null does nothing.
 void zelvar_object_manager_vk_unlock_host_device(vk_device_record* device);
 

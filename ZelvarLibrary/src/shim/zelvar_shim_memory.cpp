@@ -47,6 +47,9 @@ private:
     scModelInterface* _model = nullptr;
 };
 
+/// No name or text of an honest target comes near it.
+constexpr uint64_t longest_string = uint64_t{64} << 20; // bytes
+
 /// Fills with zeros. Sizes are the target's word, up to 4 GiB: memory that was never written reads as zeros
 /// already and stays unused that way, so only what holds something is cleared.
 void clear(char* at, uint64_t size)
@@ -141,7 +144,7 @@ void zelvar_shim_dispatch_get_string(pid_t pid, tid_t tid, target_ptr address, s
         return;
     uint64_t size = uint64_t{length} + 1; // with the terminator
     std::unique_ptr<char, decltype(&std::free)> block{
-        size <= UINT32_MAX ? static_cast<char*>(std::calloc(size, 1)) : nullptr, &std::free};
+        size <= longest_string ? static_cast<char*>(std::calloc(size, 1)) : nullptr, &std::free};
     if (!block) {
         LOG_ERROR("String on target side has not been retrieved!");
         return;

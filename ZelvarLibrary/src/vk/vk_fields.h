@@ -52,10 +52,22 @@ constexpr uint32_t offset_of()
     return vk_wire::layout<S, 64>::offset(number);
 }
 
-template <auto Member>
-vk_wire::value_of<Member> get(const uint8_t* structure)
+/// What a member is read as: a target may send any bits for an enum.
+template <class V, bool Enum = std::is_enum_v<V>>
+struct raw_value
 {
-    return load<vk_wire::value_of<Member>>(structure + offset_of<Member>());
+    using type = V;
+};
+template <class V>
+struct raw_value<V, true>
+{
+    using type = std::underlying_type_t<V>;
+};
+
+template <auto Member>
+auto get(const uint8_t* structure)
+{
+    return load<typename raw_value<vk_wire::value_of<Member>>::type>(structure + offset_of<Member>());
 }
 
 template <auto Member>

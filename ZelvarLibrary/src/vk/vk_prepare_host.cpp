@@ -30,6 +30,22 @@ struct preparation
     void walk(uint8_t* structure)
     {
         for_each_field<S>([&](auto field, auto) { fit(field, structure); });
+        if constexpr (std::is_same_v<S, VkSpecializationInfo>)
+            drop_constants_outside(structure);
+    }
+
+    /// A driver takes constants from where their entries say, inside the data or not.
+    static void drop_constants_outside(uint8_t* info)
+    {
+        const uint64_t held = get<&VkSpecializationInfo::dataSize>(info);
+        uint8_t* entries = target_of<&VkSpecializationInfo::pMapEntries>(info);
+        uint32_t kept = 0;
+        for (uint32_t i = 0; i < get<&VkSpecializationInfo::mapEntryCount>(info); ++i) {
+            auto entry = load<VkSpecializationMapEntry>(entries + i * sizeof(VkSpecializationMapEntry));
+            if (entry.offset <= held && entry.size <= held - entry.offset)
+                store(entries + kept++ * sizeof(VkSpecializationMapEntry), entry);
+        }
+        set<&VkSpecializationInfo::mapEntryCount>(info, kept);
     }
 
     /// What holds no handle.

@@ -4,6 +4,8 @@
 #include "vk/vk_structure_functions.h"
 #include "vk/vk_unpack.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace vk_wire;
@@ -93,7 +95,8 @@ bool cut_count(vk_reader& in, uint8_t* structure, uint64_t element_size, uint64_
 {
     count = get<N>(structure);
     if (count && target_of<P>(structure)) {
-        uint64_t held = in.cut(count, element_size);
+        // No message is longer; a size_t beyond would turn over what counts as wanted.
+        uint64_t held = in.cut(std::min<uint64_t>(count, UINT32_MAX), element_size);
         if (held != count) {
             count = held;
             set<N>(structure, static_cast<value_of<N>>(held));
@@ -160,8 +163,8 @@ void follow(sample_mask<P, N>, vk_reader& in, uint8_t* structure)
     // The samples can't be fewer for a mask that is cut off; without one, all of them count.
     uint64_t words = sample_mask_words(get<N>(structure));
     uint64_t held = in.cut(words, sizeof(uint32_t));
-    void* mask = in.in_place(held * sizeof(uint32_t));
-    aim<P>(structure, held == words && held ? mask : nullptr);
+    const void* mask = held ? in.in_place(held * sizeof(uint32_t)) : nullptr;
+    aim<P>(structure, held == words ? mask : nullptr);
 }
 
 template <auto P>
@@ -203,7 +206,7 @@ void follow(next_or<M, Extension, Type>, vk_reader& in, uint8_t* structure)
 {
     if (!target_of<M>(structure))
         return;
-    bool there = in.left() >= sizeof(Type) && load<VkStructureType>(in.in_place(0)) == Type;
+    bool there = in.left() >= sizeof(Type) && load<uint32_t>(in.in_place(0)) == uint32_t{Type};
     // A pointer that leads to nothing known is none, so that whoever finds one may follow it.
     aim<M>(structure, there ? take_structures<Extension>(in, 1) : nullptr);
 }

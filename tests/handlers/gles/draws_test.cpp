@@ -281,6 +281,46 @@ TEST_F(gles_draws, IndicesTellWhichVerticesAreRead)
     EXPECT_EQ(drawn, (std::vector<uint8_t>{0, 1, 2, 3}));
 }
 
+TEST_F(gles_draws, IndicesThatTheHostMayHaveWrittenAreReadBack)
+{
+    use_program({0});
+    point(0, 4, GL_UNSIGNED_BYTE, 0, array_at);
+    fake_host::hook<&gles::glMapBufferRange>([this](GLenum point, GLintptr, GLsizeiptr, GLbitfield) {
+        return static_cast<void*>(host_mapping[point].data());
+    });
+    host_mapping[GL_ELEMENT_ARRAY_BUFFER] = {7, 7};
+    look_at = 28;
+    look_size = 4;
+    uint32_t id = 0;
+    for (uint32_t written_through : {GL_TRANSFORM_FEEDBACK_BUFFER, GL_SHADER_STORAGE_BUFFER,
+                                     GL_ATOMIC_COUNTER_BUFFER, GL_PIXEL_PACK_BUFFER, GL_COPY_WRITE_BUFFER}) {
+        bind(written_through, ++id);
+        fill(written_through, "\x00\x00\x00", 3);
+        if (written_through == GL_COPY_WRITE_BUFFER) {
+            bind(GL_COPY_READ_BUFFER, 1); // which the host may have written
+            target.run(target.make(in::gles30_copy_buffer_sub_data)
+                           .u32(GL_COPY_READ_BUFFER)
+                           .u32(GL_COPY_WRITE_BUFFER)
+                           .u64(0)
+                           .u64(0)
+                           .u64(3));
+        }
+        bind(GL_ELEMENT_ARRAY_BUFFER, id);
+        drawn.clear();
+        draw_elements(2, GL_UNSIGNED_BYTE, 1);
+        EXPECT_EQ(drawn, (std::vector<uint8_t>{28, 29, 30, 31})) << written_through;
+        EXPECT_EQ(fake_host::count("glUnmapBuffer"), id);
+    }
+    // Where that can't be read, the draw can't be made safe.
+    host_mapping.clear();
+    fake_host::clear();
+    testing::internal::CaptureStdout();
+    draw_elements(2, GL_UNSIGNED_BYTE, 1);
+    EXPECT_EQ(library::occurrences(testing::internal::GetCapturedStdout(), "read the indices"), 1u);
+    EXPECT_EQ(fake_host::count("glDrawElements"), 0u);
+    EXPECT_EQ(fake_host::count("glUnmapBuffer"), 0u);
+}
+
 TEST_F(gles_draws, IndicesOutsideOfThePromisedRangeStayInsideTheBlock)
 {
     use_program({0});

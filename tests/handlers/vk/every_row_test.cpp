@@ -2,7 +2,9 @@
 // and the target is released.
 
 #include "handlers/vk/vk_fixture.h"
-#include "inbound/message_table.h"
+#include "inbound/rows.h"
+
+#include <set>
 
 namespace {
 constexpr uint32_t first_row = in::vk_create_instance, last_row = in::vk_queue_signal_release_image_android;
@@ -14,12 +16,16 @@ protected:
     {
         vk_fixture::SetUp();
         sidechannel_set_log_level(0);
+        of_width(8);
     }
     void of_width(uint32_t pointer_size)
     {
         target.on_request = [this, pointer_size](const outbound_message& request) {
-            return request.type == out::get_target_pointer_size ? confirm_with(pointer_size)
-                                                                : target.default_answer(request);
+            if (request.type == out::get_target_pointer_size)
+                return confirm_with(pointer_size);
+            if (request.type == out::winsys_map_buffer_object_vk)
+                return confirm_with(wire::winsys_buffer_vk_data_descriptor{});
+            return target.default_answer(request);
         };
     }
     /// Runs payloads of many lengths through every row.
@@ -70,5 +76,18 @@ TEST_F(vk_every_row, HostThatLacksEverything)
         fake_vulkan::remove(host_vk_names[slot]);
     storm(std::vector<uint8_t>(100, 0));
     storm(handles(device_handle, true));
+}
+
+TEST(vk_rows, EveryEntryPointHasOne)
+{
+    std::multiset<uint32_t> types;
+    for (const row_family& family : row_families) {
+        for (size_t i = 0; i < *family.count; ++i) {
+            if (family.rows[i].type >= first_row)
+                types.insert(family.rows[i].type);
+        }
+    }
+    for (uint32_t type = first_row; type <= last_row; ++type)
+        EXPECT_EQ(types.count(type), 1u) << type;
 }
 } // namespace

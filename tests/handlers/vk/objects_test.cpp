@@ -62,6 +62,7 @@ TEST_F(vk_objects, FailedCreationLeavesNothingBehind)
 TEST_F(vk_objects, TargetsResultIsComparedAndNothingIsAnswered)
 {
     library::set_target_gpu(TARGET_GPU_DUMMY);
+    zelvar_settings.checkErrorCode = true;
     message call = target.make(in::vk_reset_command_pool);
     call.i32(-4).u64(device_handle).u64(target_of<VkCommandPool>()).u32(0);
     std::string said = library::printed_by([&] { EXPECT_EQ(target.run(call).size(), 1u); });

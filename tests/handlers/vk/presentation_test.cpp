@@ -231,4 +231,57 @@ TEST_F(vk_presentation, DirectSwapchainsImagesAreTheHosts)
     message present = target.make(in::vk_queue_present_khr).u64(queue_handle).u64(memory);
     EXPECT_EQ(result_of_call(put(present, info).u64(target_of<VkSwapchainKHR>()).u32(1)), VK_SUBOPTIMAL_KHR);
 }
+
+TEST_F(vk_presentation, DisplaysGetNumbersAndSurfacesServeSwapchains)
+{
+    constexpr uint64_t instance = 0x11, physical = 0x22, surface = 0x33;
+    zelvar_object_manager_vk_add_instance(raw_target::pid, as<VkInstance>(instance),
+                                          host<VkInstance>("VkInstance"), VK_NULL_HANDLE);
+    zelvar_object_manager_vk_add_physical_device(raw_target::pid, as<VkInstance>(instance),
+                                                 as<VkPhysicalDevice>(physical),
+                                                 host<VkPhysicalDevice>("VkPhysicalDevice"));
+    const VkDisplayKHR display = host<VkDisplayKHR>("VkDisplayKHR");
+    fake_vulkan::hook<&vk::vkGetDisplayPlaneSupportedDisplaysKHR>(
+        [&](auto, uint32_t, uint32_t* count, VkDisplayKHR* displays) {
+            *count = 1;
+            if (displays)
+                displays[0] = display;
+            return VK_SUCCESS;
+        });
+    message ask = target.make(in::vk_get_display_plane_supported_displays_khr);
+    ask.u64(physical).u32(0).u64(memory).u64(memory + 8).u32(1).u64(0);
+    EXPECT_EQ(result_of_call(ask), 0);
+    const auto number = target.peek<uint64_t>(memory + 8);
+    EXPECT_NE(number, reinterpret_cast<uint64_t>(display));
+    EXPECT_EQ(result_of_call(ask), 0);
+    EXPECT_EQ(target.peek<uint64_t>(memory + 8), number) << "the same display";
+
+    VkDisplayModeCreateInfoKHR mode{};
+    message create_mode = target.make(in::vk_create_display_mode_khr);
+    create_mode.u64(physical).u64(number).u64(memory).u64(0).u64(memory);
+    EXPECT_EQ(host_calls(put(create_mode, mode).u64(0x44)),
+              texts{"vkCreateDisplayModeKHR(VkPhysicalDevice#1, " +
+                    fake_vulkan::name_of(reinterpret_cast<uint64_t>(display)) + ", pointer, null, pointer)"});
+    VkDisplaySurfaceCreateInfoKHR info{};
+    info.displayMode = as<VkDisplayModeKHR>(0x44);
+    message create = target.make(in::vk_create_display_plane_surface_khr);
+    create.u64(instance).u64(memory).u64(0).u64(memory);
+    EXPECT_EQ(result_of_call(put(create, info).u64(surface)), 0);
+
+    VkSurfaceKHR seen = VK_NULL_HANDLE;
+    fake_vulkan::hook<&vk::vkCreateSwapchainKHR>(
+        [&](auto, const VkSwapchainCreateInfoKHR* swapchain, auto, auto) {
+            seen = swapchain->surface;
+            return VK_SUCCESS;
+        });
+    VkSwapchainCreateInfoKHR swapchain{};
+    swapchain.surface = as<VkSurfaceKHR>(surface);
+    message create_swapchain = target.make(in::vk_create_swapchain_khr);
+    create_swapchain.u64(device_handle).u64(memory).u64(0).u64(memory);
+    EXPECT_EQ(result_of_call(put(create_swapchain, swapchain).u64(0x55)), 0);
+    EXPECT_EQ(fake_vulkan::name_of(reinterpret_cast<uint64_t>(seen)), "VkSurfaceKHR#2");
+    EXPECT_EQ(device->surface_khr.size(), 1u);
+    EXPECT_EQ(host_calls(target.make(in::vk_destroy_surface_khr).u64(instance).u64(surface).u64(0)),
+              texts{"vkDestroySurfaceKHR(VkInstance#1, VkSurfaceKHR#2, null)"});
+}
 } // namespace

@@ -4,6 +4,7 @@
 #include "tpakutil/tpak_common.h"
 
 #include <cstdint>
+#include <memory>
 
 /// Options of a frame. -1 means 0 in `crop_top`, `crop_left`, `sparse_alloc` and `yuv_trans`. The first six
 /// are what a frame buffer's attributes in target memory hold.
@@ -42,6 +43,26 @@ protected:
     bool _valid = false;
 };
 
+/// Threads that encode frames together with their caller. They wait between frames and end with this object,
+/// which a library that can be unloaded has to see to. For one frame at a time.
+class tpak_threads
+{
+public:
+    /// `count` includes the caller. Threads that the system refuses are done without.
+    explicit tpak_threads(unsigned count);
+    ~tpak_threads();
+    tpak_threads(const tpak_threads&) = delete;
+    tpak_threads& operator=(const tpak_threads&) = delete;
+
+    /// Calls `work` with 0 on this thread, and with other numbers on those that come in time: the work of a
+    /// thread that hasn't begun when this one's is done is left out.
+    void run(void (*work)(void* context, unsigned number), void* context);
+
+private:
+    struct state;
+    std::unique_ptr<state> _state;
+};
+
 class TpakEncoder : public TpakBase
 {
 public:
@@ -50,7 +71,10 @@ public:
 
     /// Encodes packed pixels, rows without gaps, into `buffer`, which has `getMaxFrameSize()` zeroed bytes.
     /// False only for a frame that counts more than 31 bits of bytes.
-    bool encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components);
+    /// With `threads` large frames are shared with them, to the same bytes. A caller whose other cores draw
+    /// the next frame meanwhile is better off without.
+    bool encode(const uint8_t* pixels, uint8_t* buffer, bool reverse_components,
+                tpak_threads* threads = nullptr);
     /// Writes 32 bytes that describe the last encoded frame.
     void writeFileHeader(unsigned char* buffer) const;
 };
@@ -88,6 +112,7 @@ enum class tpak_coder
     reference, // by planes and single bits, the measure of the others
     portable,
     avx2,
+    avx512, // with byte permutes and bit matrices
 };
 /// False when this machine can't run it; then nothing changes. For the whole process; before the first frame.
 bool tpak_select_coder(tpak_coder coder);

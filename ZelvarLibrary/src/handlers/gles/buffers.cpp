@@ -5,6 +5,7 @@
 #include "handlers/gles/buffers_handlers.h"
 #include "handlers/gles/object_kinds.h"
 #include "handlers/gles/shared_guard.h"
+#include "handlers/gles/upload.h"
 
 #include <cstring>
 
@@ -43,6 +44,13 @@ bool bind_on_host(gles_handler& call, const bind_buffer_request& bind, uint32_t 
     }
     return call.host<&gles_table::glBindBufferRange>(bind.target, bind.index, host_id, bind.offset, bind.size)
         .ok();
+}
+
+/// Shaders, transform feedback and read-backs write there without this library seeing the bytes.
+bool host_writes_through(GLenum target)
+{
+    return target == GL_TRANSFORM_FEEDBACK_BUFFER || target == GL_SHADER_STORAGE_BUFFER ||
+           target == GL_ATOMIC_COUNTER_BUFFER || target == GL_PIXEL_PACK_BUFFER;
 }
 
 void note_binding(_zelvar_buffer_bindings& bindings, const bind_buffer_request& bind)
@@ -90,8 +98,10 @@ void gles20_shared_bindbuffer_handle(gles_handler& call, const char* function,
     note_binding(context->host_bindings, bind);
     if (bind.target == GL_ELEMENT_ARRAY_BUFFER)
         vertex_array->host_has_element_buffer = bind.buffer != 0;
-    if (buffer)
+    if (buffer) {
         buffer->was_bound = true;
+        buffer->host_may_write |= host_writes_through(bind.target);
+    }
 }
 
 /// What glBufferData and glBufferSubData refuse by themselves.
@@ -110,6 +120,13 @@ bool is_upload_valid(gles_handler& call, GLenum target, int64_t size)
     return true;
 }
 
+void report_no_storage(int64_t size)
+{
+    LOG_FATAL(
+        "Could not allocate %p bytes for host-side buffer storage. Host-side will NOT execute the call!",
+        reinterpret_cast<void*>(size));
+}
+
 /// The application's bytes; without bytes for a null address or when there is no memory (`failed`).
 owned_block read_upload(const gles_handler& call, target_ptr data, int64_t size, bool* failed)
 {
@@ -118,9 +135,7 @@ owned_block read_upload(const gles_handler& call, target_ptr data, int64_t size,
         return {};
     owned_block block = size > max_buffer_read ? owned_block{} : allocate_block(static_cast<uint64_t>(size));
     if (!block.bytes) {
-        LOG_FATAL(
-            "Could not allocate %p bytes for host-side buffer storage. Host-side will NOT execute the call!",
-            reinterpret_cast<void*>(size));
+        report_no_storage(size);
         *failed = true;
         return block;
     }
@@ -212,18 +227,19 @@ void gles20_glBufferSubData(pid_t pid, tid_t tid, GLenum target, GLintptr offset
     if (!context)
         return;
     shared_guard group_lock{context};
-    bool failed = false;
-    owned_block block = read_upload(call, data, size, &failed);
     // Without data there is nothing that the host could read.
-    if (failed || (!block.bytes && size > 0))
+    if (!data && size > 0)
         return;
-    if (!call.host<&gles_table::glBufferSubData>(target, offset, size, block.bytes.get()).ok()) {
+    upload bytes;
+    if (size > 0 && !bytes.read(call, context, data, static_cast<uint64_t>(size), 0))
+        return report_no_storage(size);
+    if (!call.host<&gles_table::glBufferSubData>(target, offset, size, bytes.pixels()).ok()) {
         LOG_ERROR("glBufferSubData() failed on host side, host side context data will not update.");
         return;
     }
     auto* buffer = find_buffer(context, bound_buffer(context, target));
-    if (buffer && offset >= 0 && block.bytes)
-        update_contents(*buffer, static_cast<uint64_t>(offset), block.bytes.get(), block.size);
+    if (buffer && offset >= 0 && size > 0)
+        update_contents(*buffer, static_cast<uint64_t>(offset), bytes.pixels(), static_cast<uint64_t>(size));
 }
 
 void gles30_glCopyBufferSubData(pid_t pid, tid_t tid, GLenum read_target, GLenum write_target,
@@ -252,6 +268,7 @@ void gles30_glCopyBufferSubData(pid_t pid, tid_t tid, GLenum read_target, GLenum
                                                      size)
              .ok())
         return;
+    to->host_may_write |= from->host_may_write;
     if (!from->contents.bytes) {
         LOG_FATAL("Can't find cached host read buffer data. DESYNC AHEAD.");
         return;

@@ -6,6 +6,7 @@
 #include "handlers/gles/index_range.h"
 #include "handlers/gles/shared_guard.h"
 
+#include <algorithm>
 #include <cstring>
 
 using gles_table = sidechannel_gles_imports;
@@ -167,6 +168,7 @@ void gles20_shared_draw_array(gles_handler& call, const char* function, const ar
 struct draw_indices
 {
     owned_block fetched;
+    owned_block read_back; // of an element buffer whose copy proves nothing
     const uint8_t* bytes = nullptr;
     uint64_t size = 0; // how many of `bytes` there are
 };
@@ -187,6 +189,40 @@ bool fetch_indices(const gles_handler& call, const element_request& draw, draw_i
                     call.pid, call.tid, static_cast<uint32_t>(size), draw.indices, out.fetched.bytes.get());
     if (!read && size)
         std::memset(out.fetched.bytes.get(), 0, size);
+    return true;
+}
+
+/// Brings the indices from the host where it may have written them: the vertices that the copy names would
+/// not be those that the host reads.
+bool read_indices_back(gles_handler& call, _zelvar_context_data* context,
+                       const _zelvar_vertex_array_object_descriptor& vertex_array,
+                       const element_request& draw, draw_indices& out)
+{
+    if (draw.variant == element_draw::indirect || !vertex_array.host_has_element_buffer)
+        return true;
+    const auto* buffer = find_buffer(context, vertex_array.element_array_buffer);
+    if (!buffer || !buffer->host_may_write || draw.indices.address >= buffer->contents.size)
+        return true;
+    const uint64_t size = std::min(zelvar_data_get_type_size(draw.type, static_cast<uint64_t>(draw.count)),
+                                   buffer->contents.size - draw.indices.address);
+    if (size == 0)
+        return true;
+    out.read_back = allocate_block(size);
+    auto mapped = call.host<&gles_table::glMapBufferRange>(
+        GL_ELEMENT_ARRAY_BUFFER, static_cast<GLintptr>(draw.indices.address), static_cast<GLsizeiptr>(size),
+        GLbitfield{GL_MAP_READ_BIT});
+    if (!mapped.ok() || !mapped.result || !out.read_back.bytes) {
+        LOG_ERROR("Could not read the indices of buffer [%d] back, which the host may have written. The call "
+                  "will not be executed.",
+                  vertex_array.element_array_buffer);
+        if (mapped.result)
+            call.host<&gles_table::glUnmapBuffer>(GL_ELEMENT_ARRAY_BUFFER);
+        return false;
+    }
+    std::memcpy(out.read_back.bytes.get(), mapped.result, size);
+    call.host<&gles_table::glUnmapBuffer>(GL_ELEMENT_ARRAY_BUFFER);
+    out.bytes = out.read_back.bytes.get();
+    out.size = size;
     return true;
 }
 
@@ -274,6 +310,8 @@ void gles20_shared_draw_element(gles_handler& call, const char* function, const 
         return;
     if (reads_client_memory(context, *vertex_array)) {
         const client_array_draw kind{function, true, draw.variant == element_draw::indirect};
+        if (!read_indices_back(call, context, *vertex_array, draw, indices))
+            return;
         if (!fetch_client_arrays(call, context, *vertex_array, kind, vertices_of(context, draw, indices)))
             return;
     }

@@ -1,5 +1,5 @@
 #pragma once
-// Pixels on their way from the target to a texture.
+// Bytes on their way from the target to a texture or a buffer.
 
 #include "data_model/zelvar_data_model.h"
 #include "handlers/handler.h"

@@ -111,6 +111,7 @@ void take_place(const vk_frame& call, vk_device_record* data, vk_entry_of<VkBuff
     buffer.changed = false;
     memory.host = made.memory;
     memory.size = made.memory_size;
+    memory.contents = vk_contents::decoded;
 }
 
 /// Regions of the decoded buffer: texels without gaps from its start.

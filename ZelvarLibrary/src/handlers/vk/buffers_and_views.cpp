@@ -13,7 +13,7 @@ void vk_vkCreateBuffer(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkBuffer
     vk_handler call{"vk_vkCreateBuffer", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pBuffer_ptr", pBuffer.address);
-    vk_create<&vk::vkCreateBuffer, &vk::vkDestroyBuffer>(call, device, pCreateInfo, pBuffer);
+    vk_create<&vk::vkCreateBuffer, &vk::vkDestroyBuffer>(call, call.lock(device), pCreateInfo, pBuffer);
 }
 
 void vk_vkDestroyBuffer(pid_t pid, tid_t tid, VkDevice device, VkBuffer buffer,
@@ -46,7 +46,7 @@ void vk_vkCreateBufferView(pid_t pid, tid_t tid, VkDevice device,
                pAllocator.address, "pView_ptr", pView.address);
     if (pCreateInfo)
         zelvar_helper_convert_format(&pCreateInfo->format);
-    vk_create<&vk::vkCreateBufferView, &vk::vkDestroyBufferView>(call, device, pCreateInfo, pView);
+    vk_create<&vk::vkCreateBufferView, &vk::vkDestroyBufferView>(call, call.lock(device), pCreateInfo, pView);
 }
 
 void vk_vkDestroyBufferView(pid_t pid, tid_t tid, VkDevice device, VkBufferView bufferView,
@@ -67,7 +67,7 @@ void vk_vkCreateImageView(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkIma
                pAllocator.address, "pView_ptr", pView.address);
     if (pCreateInfo)
         zelvar_helper_convert_format(&pCreateInfo->format);
-    vk_create<&vk::vkCreateImageView, &vk::vkDestroyImageView>(call, device, pCreateInfo, pView);
+    vk_create<&vk::vkCreateImageView, &vk::vkDestroyImageView>(call, call.lock(device), pCreateInfo, pView);
 }
 
 void vk_vkDestroyImageView(pid_t pid, tid_t tid, VkDevice device, VkImageView imageView,

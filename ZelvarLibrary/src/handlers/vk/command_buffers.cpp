@@ -15,7 +15,8 @@ void vk_vkCreateCommandPool(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreateCommandPool", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pCommandPool_ptr", pCommandPool.address);
-    vk_create<&vk::vkCreateCommandPool, &vk::vkDestroyCommandPool>(call, device, pCreateInfo, pCommandPool);
+    vk_create<&vk::vkCreateCommandPool, &vk::vkDestroyCommandPool>(call, call.lock(device), pCreateInfo,
+                                                                   pCommandPool);
 }
 
 void vk_vkDestroyCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPool commandPool,

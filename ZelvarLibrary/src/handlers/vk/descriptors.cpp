@@ -23,7 +23,7 @@ void vk_vkCreateSampler(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkSampl
     vk_handler call{"vk_vkCreateSampler", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pSampler_ptr", pSampler.address);
-    vk_create<&vk::vkCreateSampler, &vk::vkDestroySampler>(call, device, pCreateInfo, pSampler);
+    vk_create<&vk::vkCreateSampler, &vk::vkDestroySampler>(call, call.lock(device), pCreateInfo, pSampler);
 }
 
 void vk_vkDestroySampler(pid_t pid, tid_t tid, VkDevice device, VkSampler sampler,
@@ -43,8 +43,8 @@ void vk_vkCreateDescriptorSetLayout(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreateDescriptorSetLayout", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pSetLayout_ptr", pSetLayout.address);
-    vk_create<&vk::vkCreateDescriptorSetLayout, &vk::vkDestroyDescriptorSetLayout>(call, device, pCreateInfo,
-                                                                                   pSetLayout);
+    vk_create<&vk::vkCreateDescriptorSetLayout, &vk::vkDestroyDescriptorSetLayout>(call, call.lock(device),
+                                                                                   pCreateInfo, pSetLayout);
 }
 
 void vk_vkDestroyDescriptorSetLayout(pid_t pid, tid_t tid, VkDevice device,
@@ -65,7 +65,7 @@ void vk_vkCreateDescriptorPool(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreateDescriptorPool", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pDescriptorPool_ptr", pDescriptorPool.address);
-    vk_create<&vk::vkCreateDescriptorPool, &vk::vkDestroyDescriptorPool>(call, device, pCreateInfo,
+    vk_create<&vk::vkCreateDescriptorPool, &vk::vkDestroyDescriptorPool>(call, call.lock(device), pCreateInfo,
                                                                          pDescriptorPool);
 }
 

@@ -15,7 +15,7 @@ void vk_vkCreateFence(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkFenceCr
     vk_handler call{"vk_vkCreateFence", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pFence_ptr", pFence.address);
-    vk_create<&vk::vkCreateFence, &vk::vkDestroyFence>(call, device, pCreateInfo, pFence);
+    vk_create<&vk::vkCreateFence, &vk::vkDestroyFence>(call, call.lock(device), pCreateInfo, pFence);
 }
 
 void vk_vkDestroyFence(pid_t pid, tid_t tid, VkDevice device, VkFence fence,
@@ -76,7 +76,8 @@ void vk_vkCreateSemaphore(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkSem
     vk_handler call{"vk_vkCreateSemaphore", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pSemaphore_ptr", pSemaphore.address);
-    vk_create<&vk::vkCreateSemaphore, &vk::vkDestroySemaphore>(call, device, pCreateInfo, pSemaphore);
+    vk_create<&vk::vkCreateSemaphore, &vk::vkDestroySemaphore>(call, call.lock(device), pCreateInfo,
+                                                               pSemaphore);
 }
 
 void vk_vkDestroySemaphore(pid_t pid, tid_t tid, VkDevice device, VkSemaphore semaphore,
@@ -94,7 +95,7 @@ void vk_vkCreateEvent(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkEventCr
     vk_handler call{"vk_vkCreateEvent", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pEvent_ptr", pEvent.address);
-    vk_create<&vk::vkCreateEvent, &vk::vkDestroyEvent>(call, device, pCreateInfo, pEvent);
+    vk_create<&vk::vkCreateEvent, &vk::vkDestroyEvent>(call, call.lock(device), pCreateInfo, pEvent);
 }
 
 void vk_vkDestroyEvent(pid_t pid, tid_t tid, VkDevice device, VkEvent event,

@@ -1,5 +1,6 @@
 // Instances, their physical devices, and the layers and extensions that a target is shown.
 #include "handlers/vk/counted_answer.h"
+#include "handlers/vk/debug_reports.h"
 #include "handlers/vk/device_handlers.h"
 #include "handlers/vk/vk_handler.h"
 #include "object_manager/zelvar_object_manager.h"
@@ -9,21 +10,6 @@
 #include <string_view>
 
 namespace {
-VKAPI_ATTR VkBool32 VKAPI_CALL report(VkDebugReportFlagsEXT, VkDebugReportObjectTypeEXT, uint64_t, size_t,
-                                      int32_t, const char* layer, const char* message, void*)
-{
-    LOG_WARN("%s: %s", layer, message);
-    return VK_FALSE;
-}
-
-/// An instance's extension function, which no library exports.
-template <class F>
-F instance_function(VkInstance host, const char* name)
-{
-    auto get = zelvar_imports_get_vk_ptrs()->vkGetInstanceProcAddr;
-    return get ? reinterpret_cast<F>(get(host, name)) : nullptr;
-}
-
 bool enables(const VkInstanceCreateInfo& info, std::string_view extension)
 {
     for (uint32_t i = 0; i < info.enabledExtensionCount; ++i)
@@ -35,12 +21,12 @@ bool enables(const VkInstanceCreateInfo& info, std::string_view extension)
 VkDebugReportCallbackEXT make_debug_callback(VkInstance host)
 {
     VkDebugReportCallbackCreateInfoEXT info{VK_STRUCTURE_TYPE_DEBUG_REPORT_CALLBACK_CREATE_INFO_EXT, nullptr,
-                                            0, &report, nullptr};
+                                            0, &vk_print_debug_report, nullptr};
     info.flags = VK_DEBUG_REPORT_WARNING_BIT_EXT | VK_DEBUG_REPORT_PERFORMANCE_WARNING_BIT_EXT |
                  VK_DEBUG_REPORT_ERROR_BIT_EXT;
     VkDebugReportCallbackEXT callback = VK_NULL_HANDLE;
     auto create =
-        instance_function<PFN_vkCreateDebugReportCallbackEXT>(host, "vkCreateDebugReportCallbackEXT");
+        vk_instance_function<PFN_vkCreateDebugReportCallbackEXT>(host, "vkCreateDebugReportCallbackEXT");
     if (!create || create(host, &info, nullptr, &callback) != VK_SUCCESS)
         return VK_NULL_HANDLE;
     return callback;
@@ -48,10 +34,9 @@ VkDebugReportCallbackEXT make_debug_callback(VkInstance host)
 
 void destroy_on_host(const vk_frame& call, VkInstance host, VkDebugReportCallbackEXT callback)
 {
-    auto destroy_callback =
-        callback
-            ? instance_function<PFN_vkDestroyDebugReportCallbackEXT>(host, "vkDestroyDebugReportCallbackEXT")
-            : nullptr;
+    auto destroy_callback = callback ? vk_instance_function<PFN_vkDestroyDebugReportCallbackEXT>(
+                                           host, "vkDestroyDebugReportCallbackEXT")
+                                     : nullptr;
     if (destroy_callback)
         destroy_callback(host, callback, nullptr);
     if (auto destroy = call.function<&sidechannel_vk_imports::vkDestroyInstance>())

@@ -32,14 +32,18 @@ void read_target(const vk_frame& call, target_ptr address, uint8_t* to, uint64_t
                                                           address + done, to + done);
 }
 
-/// The entries of the coherent set that are mapped.
+/// The entries of the coherent set that are mapped and hold what the target's memory holds.
 template <class Use>
 void for_each_mapped_coherent(vk_device_record* device, Use use)
 {
     for (VkDeviceMemory target : device->coherent_memory) {
         auto entry = device->device_memory.find(target);
-        if (entry != device->device_memory.end() && entry->second.host_pointer)
+        if (entry == device->device_memory.end() || !entry->second.host_pointer)
+            continue;
+        if (entry->second.contents == vk_contents::as_on_target)
             use(entry->second);
+        else
+            entry->second.contents = vk_contents::decoded_and_drawn;
     }
 }
 } // namespace

@@ -49,7 +49,8 @@ void vk_vkAllocateMemory(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkMemo
     if (zelvar_call_on_target())
         target = allocate_on_target(call, device, pAllocateInfo->memoryTypeIndex, pAllocateInfo, pAllocator,
                                     pMemory.address);
-    if (!target || !call.add(data, target, entry)) {
+    const bool refused_by_target = !target && zelvar_call_on_target();
+    if (refused_by_target || !call.add(data, target, entry)) {
         call.host<&vk::vkFreeMemory>(data->device, entry.host, nullptr);
         return;
     }
@@ -114,6 +115,7 @@ void vk_vkMapMemory(pid_t pid, tid_t tid, VkDevice device, VkDeviceMemory memory
     entry->host_pointer = static_cast<uint8_t*>(mapped);
     entry->map_offset = offset;
     entry->map_size = size == VK_WHOLE_SIZE ? entry->size - offset : size;
+    entry->contents = vk_contents::as_on_target;
     vk_write_mapping(call, *entry, offset, entry->map_size);
 }
 
@@ -149,10 +151,13 @@ void vk_vkUnmapMemory(pid_t pid, tid_t tid, VkDevice device, VkDeviceMemory memo
     auto* entry = data ? call.find(data, memory) : nullptr;
     if (!entry)
         return;
-    // What the target has written last.
-    vk_read_mapping(call, *entry, entry->map_offset, static_cast<uint32_t>(entry->map_size));
-    if (entry->host_pointer)
-        note_target_writes(call, data, *entry);
+    if (entry->contents != vk_contents::decoded) {
+        // What the target has written last.
+        vk_read_mapping(call, *entry, entry->map_offset, static_cast<uint32_t>(entry->map_size));
+        if (entry->host_pointer)
+            note_target_writes(call, data, *entry);
+        entry->contents = vk_contents::as_on_target;
+    }
     call.host<&vk::vkUnmapMemory>(data->device, entry->host);
     entry->target_address = {};
     entry->host_pointer = nullptr;
@@ -164,7 +169,7 @@ namespace {
 /// A range of the target's, and where it lies.
 struct mapped_range
 {
-    const vk_entry_of<VkDeviceMemory>* memory;
+    vk_entry_of<VkDeviceMemory>* memory;
     uint64_t offset;
     uint64_t size; // in bytes, never VK_WHOLE_SIZE
 };
@@ -210,6 +215,7 @@ void vk_vkFlushMappedMemoryRanges(pid_t pid, tid_t tid, VkDevice device, uint32_
     std::vector<VkMappedMemoryRange> ranges;
     auto read = [&](const mapped_range& range) {
         vk_read_mapping(call, *range.memory, range.offset, range.size);
+        range.memory->contents = vk_contents::as_on_target;
         return note_target_writes(call, data, *range.memory);
     };
     if (host_ranges(data, pMemoryRanges, ranges, read))

@@ -85,8 +85,6 @@ void vk_vkGetPhysicalDeviceImageFormatProperties(pid_t pid, tid_t tid, VkPhysica
     VkImageFormatProperties properties{};
     call.result = call.host<&vk::vkGetPhysicalDeviceImageFormatProperties>(host, host_format, type, tiling,
                                                                            usage, flags, &properties);
-    // No is an answer, not a failure.
-    call.accept(VK_ERROR_FORMAT_NOT_SUPPORTED);
     if (zelvar_call_on_target())
         merge_image_format(call, {format, type, tiling}, properties, pImageFormatProperties);
     else if (call.result == VK_SUCCESS)

@@ -18,7 +18,7 @@ void vk_vkCreateShaderModule(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreateShaderModule", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pShaderModule_ptr", pShaderModule.address);
-    vk_create<&vk::vkCreateShaderModule, &vk::vkDestroyShaderModule>(call, device, pCreateInfo,
+    vk_create<&vk::vkCreateShaderModule, &vk::vkDestroyShaderModule>(call, call.lock(device), pCreateInfo,
                                                                      pShaderModule);
 }
 
@@ -39,7 +39,7 @@ void vk_vkCreatePipelineLayout(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreatePipelineLayout", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pPipelineLayout_ptr", pPipelineLayout.address);
-    vk_create<&vk::vkCreatePipelineLayout, &vk::vkDestroyPipelineLayout>(call, device, pCreateInfo,
+    vk_create<&vk::vkCreatePipelineLayout, &vk::vkDestroyPipelineLayout>(call, call.lock(device), pCreateInfo,
                                                                          pPipelineLayout);
 }
 
@@ -60,7 +60,7 @@ void vk_vkCreatePipelineCache(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreatePipelineCache", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pPipelineCache_ptr", pPipelineCache.address);
-    vk_create<&vk::vkCreatePipelineCache, &vk::vkDestroyPipelineCache>(call, device, pCreateInfo,
+    vk_create<&vk::vkCreatePipelineCache, &vk::vkDestroyPipelineCache>(call, call.lock(device), pCreateInfo,
                                                                        pPipelineCache);
 }
 

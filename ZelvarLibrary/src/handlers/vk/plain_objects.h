@@ -58,22 +58,17 @@ uint32_t vk_common_count(const A& a, const B& b)
 template <auto Destroy, class Handle>
 void vk_enter(vk_handler& call, vk_device_record* data, Handle target, const vk_entry_of<Handle>& entry)
 {
-    if (call.result != VK_SUCCESS)
+    if (call.result != VK_SUCCESS || call.add(data, target, entry))
         return;
-    if (target && call.add(data, target, entry))
-        return;
-    if (!target)
-        call.log_not_added(vk_object_traits<Handle>::name, reinterpret_cast<uint64_t>(entry.host), 0);
-    call.result = VK_ERROR_OUT_OF_HOST_MEMORY;
     call.host<Destroy>(data->device, entry.host, nullptr);
 }
 
-/// vkCreateX for an object of which nothing but the handle is kept. The target's allocator is left out: its
-/// functions are on the target.
+/// vkCreateX, in a device that is locked, for an object of which nothing but the handle is kept. The target's
+/// allocator is left out: its functions are on the target.
 template <auto Create, auto Destroy, class Info, class Handle>
-void vk_create(vk_handler& call, VkDevice device, const vk_struct<Info>& info, const vk_out<Handle>& out)
+void vk_create(vk_handler& call, vk_device_record* data, const vk_struct<Info>& info,
+               const vk_out<Handle>& out)
 {
-    auto* data = call.lock(device);
     if (!data || !info)
         return;
     call.prepare(data, info, "pCreateInfo");

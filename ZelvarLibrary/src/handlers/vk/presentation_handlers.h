@@ -37,3 +37,51 @@ void vk_vkAcquireNextImageKHR(pid_t pid, tid_t tid, VkDevice device, VkSwapchain
                               vk_struct<uint32_t> pImageIndex, result_of<VkResult> target_result);
 void vk_vkQueuePresentKHR(pid_t pid, tid_t tid, VkQueue queue, vk_struct<VkPresentInfoKHR> pPresentInfo,
                           result_of<VkResult> target_result);
+
+// Surfaces and displays.
+void vk_vkDestroySurfaceKHR(pid_t pid, tid_t tid, VkInstance instance, VkSurfaceKHR surface,
+                            vk_struct<VkAllocationCallbacks> pAllocator);
+void vk_vkGetPhysicalDeviceSurfaceSupportKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                             uint32_t queueFamilyIndex, VkSurfaceKHR surface,
+                                             vk_struct<VkBool32> pSupported,
+                                             result_of<VkResult> target_result);
+void vk_vkGetPhysicalDeviceSurfaceCapabilitiesKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                                  VkSurfaceKHR surface,
+                                                  vk_struct<VkSurfaceCapabilitiesKHR> pSurfaceCapabilities,
+                                                  result_of<VkResult> target_result);
+void vk_vkGetPhysicalDeviceSurfaceFormatsKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                             VkSurfaceKHR surface, vk_struct<uint32_t> pSurfaceFormatCount,
+                                             vk_array<VkSurfaceFormatKHR, 2> pSurfaceFormats,
+                                             result_of<VkResult> target_result);
+void vk_vkGetPhysicalDeviceSurfacePresentModesKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                                  VkSurfaceKHR surface, vk_struct<uint32_t> pPresentModeCount,
+                                                  vk_array<VkPresentModeKHR, 2> pPresentModes,
+                                                  result_of<VkResult> target_result);
+void vk_vkGetPhysicalDeviceDisplayPropertiesKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                                vk_struct<uint32_t> pPropertyCount,
+                                                vk_array<VkDisplayPropertiesKHR, 1> pProperties,
+                                                result_of<VkResult> target_result);
+void vk_vkGetPhysicalDeviceDisplayPlanePropertiesKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                                     vk_struct<uint32_t> pPropertyCount,
+                                                     vk_array<VkDisplayPlanePropertiesKHR, 1> pProperties,
+                                                     result_of<VkResult> target_result);
+void vk_vkGetDisplayPlaneSupportedDisplaysKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                              uint32_t planeIndex, vk_struct<uint32_t> pDisplayCount,
+                                              vk_array<VkDisplayKHR, 2> pDisplays,
+                                              result_of<VkResult> target_result);
+void vk_vkGetDisplayModePropertiesKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                      VkDisplayKHR display, vk_struct<uint32_t> pPropertyCount,
+                                      vk_array<VkDisplayModePropertiesKHR, 2> pProperties,
+                                      result_of<VkResult> target_result);
+void vk_vkCreateDisplayModeKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice, VkDisplayKHR display,
+                               vk_struct<VkDisplayModeCreateInfoKHR> pCreateInfo,
+                               vk_struct<VkAllocationCallbacks> pAllocator, vk_out<VkDisplayModeKHR> pMode,
+                               result_of<VkResult> target_result);
+void vk_vkGetDisplayPlaneCapabilitiesKHR(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
+                                         VkDisplayModeKHR mode, uint32_t planeIndex,
+                                         vk_struct<VkDisplayPlaneCapabilitiesKHR> pCapabilities,
+                                         result_of<VkResult> target_result);
+void vk_vkCreateDisplayPlaneSurfaceKHR(pid_t pid, tid_t tid, VkInstance instance,
+                                       vk_struct<VkDisplaySurfaceCreateInfoKHR> pCreateInfo,
+                                       vk_struct<VkAllocationCallbacks> pAllocator,
+                                       vk_out<VkSurfaceKHR> pSurface, result_of<VkResult> target_result);

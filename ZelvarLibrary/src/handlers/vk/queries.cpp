@@ -33,7 +33,8 @@ void vk_vkCreateQueryPool(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkQue
     vk_handler call{"vk_vkCreateQueryPool", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pQueryPool_ptr", pQueryPool.address);
-    vk_create<&vk::vkCreateQueryPool, &vk::vkDestroyQueryPool>(call, device, pCreateInfo, pQueryPool);
+    vk_create<&vk::vkCreateQueryPool, &vk::vkDestroyQueryPool>(call, call.lock(device), pCreateInfo,
+                                                               pQueryPool);
 }
 
 void vk_vkDestroyQueryPool(pid_t pid, tid_t tid, VkDevice device, VkQueryPool queryPool,

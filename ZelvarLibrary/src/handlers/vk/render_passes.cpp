@@ -14,7 +14,8 @@ void vk_vkCreateFramebuffer(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreateFramebuffer", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pFramebuffer_ptr", pFramebuffer.address);
-    vk_create<&vk::vkCreateFramebuffer, &vk::vkDestroyFramebuffer>(call, device, pCreateInfo, pFramebuffer);
+    vk_create<&vk::vkCreateFramebuffer, &vk::vkDestroyFramebuffer>(call, call.lock(device), pCreateInfo,
+                                                                   pFramebuffer);
 }
 
 void vk_vkDestroyFramebuffer(pid_t pid, tid_t tid, VkDevice device, VkFramebuffer framebuffer,
@@ -36,7 +37,8 @@ void vk_vkCreateRenderPass(pid_t pid, tid_t tid, VkDevice device,
                pAllocator.address, "pRenderPass_ptr", pRenderPass.address);
     for (uint32_t i = 0; pCreateInfo && pCreateInfo->pAttachments && i < pCreateInfo->attachmentCount; ++i)
         zelvar_helper_convert_format(const_cast<VkFormat*>(&pCreateInfo->pAttachments[i].format));
-    vk_create<&vk::vkCreateRenderPass, &vk::vkDestroyRenderPass>(call, device, pCreateInfo, pRenderPass);
+    vk_create<&vk::vkCreateRenderPass, &vk::vkDestroyRenderPass>(call, call.lock(device), pCreateInfo,
+                                                                 pRenderPass);
 }
 
 void vk_vkDestroyRenderPass(pid_t pid, tid_t tid, VkDevice device, VkRenderPass renderPass,

@@ -18,6 +18,34 @@ void report_unusual(const vk_frame& call, VkDevice device, VkSwapchainKHR swapch
               call.key, call.pid, static_cast<long>(call.tid), static_cast<void*>(device),
               static_cast<void*>(swapchain));
 }
+
+/// Surfaces are the process's, not the device's: for the time of a call those that it names are the device's
+/// too, where structures look for them.
+class borrowed_surfaces
+{
+public:
+    borrowed_surfaces(pid_t pid, vk_device_record* data, const VkSwapchainCreateInfoKHR* infos,
+                      uint32_t count)
+        : _data(data)
+    {
+        vk_device_record* all = zelvar_object_manager_vk_lock_window_objects(pid);
+        for (uint32_t i = 0; all && i < count; ++i) {
+            auto known = all->surface_khr.find(infos[i].surface);
+            if (known != all->surface_khr.end() && data->surface_khr.insert(*known).second)
+                _borrowed.push_back(known->first);
+        }
+        zelvar_object_manager_vk_unlock_host_device(all);
+    }
+    ~borrowed_surfaces()
+    {
+        for (VkSurfaceKHR surface : _borrowed)
+            _data->surface_khr.erase(surface);
+    }
+
+private:
+    vk_device_record* _data;
+    std::vector<VkSurfaceKHR> _borrowed;
+};
 } // namespace
 
 void vk_vkCreateSwapchainKHR(pid_t pid, tid_t tid, VkDevice device,
@@ -28,7 +56,11 @@ void vk_vkCreateSwapchainKHR(pid_t pid, tid_t tid, VkDevice device,
     vk_handler call{"vk_vkCreateSwapchainKHR", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pSwapchain_ptr", pSwapchain.address);
-    vk_create<&vk::vkCreateSwapchainKHR, &vk::vkDestroySwapchainKHR>(call, device, pCreateInfo, pSwapchain);
+    auto* data = call.lock(device);
+    if (!data || !pCreateInfo)
+        return;
+    borrowed_surfaces surfaces{pid, data, pCreateInfo.data, 1};
+    vk_create<&vk::vkCreateSwapchainKHR, &vk::vkDestroySwapchainKHR>(call, data, pCreateInfo, pSwapchain);
 }
 
 void vk_vkDestroySwapchainKHR(pid_t pid, tid_t tid, VkDevice device, VkSwapchainKHR swapchain,
@@ -53,6 +85,7 @@ void vk_vkCreateSharedSwapchainsKHR(pid_t pid, tid_t tid, VkDevice device, uint3
     const uint32_t count = vk_common_count(pCreateInfos, pSwapchains);
     if (!data || count == 0)
         return;
+    borrowed_surfaces surfaces{pid, data, pCreateInfos.data, count};
     call.prepare(data, pCreateInfos.data, count, "pCreateInfos[%u]");
     std::vector<VkSwapchainKHR> hosts(count, VK_NULL_HANDLE);
     call.result = call.host<&vk::vkCreateSharedSwapchainsKHR>(data->device, count, pCreateInfos.data, nullptr,

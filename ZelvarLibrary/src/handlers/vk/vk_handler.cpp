@@ -37,6 +37,12 @@ vk_device_record* vk_frame::lock_command_buffer(VkCommandBuffer command_buffer, 
     return _device;
 }
 
+vk_device_record* vk_frame::lock_window_objects()
+{
+    _device = zelvar_object_manager_vk_lock_window_objects(pid);
+    return _device;
+}
+
 void vk_frame::unlock()
 {
     zelvar_object_manager_vk_unlock_host_device(_device);

@@ -54,6 +54,8 @@ public:
     vk_device_record* lock(VkDevice device);
     vk_device_record* lock_queue(VkQueue queue, VkQueue* host);
     vk_device_record* lock_command_buffer(VkCommandBuffer command_buffer, VkCommandBuffer* host);
+    /// Surfaces, displays and display modes of the process, locked likewise.
+    vk_device_record* lock_window_objects();
     /// Unlocks early.
     void unlock();
 
@@ -216,13 +218,13 @@ public:
     void log_unmapped(const char* type, uint64_t target) const;
 
     /// Enters what the host has made, if it has (`result` 0). The call fails, with a line, when the handle
-    /// is taken; then the caller still has to destroy the host's object.
+    /// is taken or null; then the caller still has to destroy the host's object.
     template <class Handle>
     bool add(vk_device_record* device, Handle target, const vk_entry_of<Handle>& entry)
     {
         if (result != VK_SUCCESS)
             return false;
-        if (vk_registry::add(device, target, entry))
+        if (target && vk_registry::add(device, target, entry))
             return true;
         log_not_added(vk_object_traits<Handle>::name, reinterpret_cast<uint64_t>(entry.host),
                       reinterpret_cast<uint64_t>(target));

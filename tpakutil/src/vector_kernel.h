@@ -1,0 +1,634 @@
+#pragma once
+// Blocks with AVX2 for pixels and BMI2 for bits. The files that include this are compiled for them and more,
+// so it calls nothing that other files may share: no templates but its own.
+#include "fast_frame.h"
+#include "vector_nodes.h"
+
+namespace tpakutil {
+namespace {
+
+constexpr int most_node_bits = 9; // a component's, coded as a difference of colours
+constexpr uint64_t lane_bits = 0x0001000100010001;
+
+/// Sixteen values of a component, the four pixels of each quad in a row.
+using quads = __m256i;
+
+/// Bit lengths of 16 values below 512.
+inline __m256i bit_lengths(__m256i values)
+{
+    const __m256i nibble = _mm256_set1_epi16(15);
+    const __m256i low = _mm256_shuffle_epi8(table(0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4),
+                                            _mm256_and_si256(values, nibble));
+    const __m256i middle = _mm256_shuffle_epi8(table(0, 5, 6, 6, 7, 7, 7, 7, 8, 8, 8, 8, 8, 8, 8, 8),
+                                               _mm256_and_si256(_mm256_srli_epi16(values, 4), nibble));
+    const __m256i high = _mm256_shuffle_epi8(table(0, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9),
+                                             _mm256_srli_epi16(values, 8));
+    return _mm256_max_epi16(_mm256_max_epi16(low, middle), high);
+}
+
+inline __m256i swap_pairs(__m256i v)
+{
+    return _mm256_shuffle_epi8(v, table(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13));
+}
+
+inline __m256i min_of_quads(quads v)
+{
+    const __m256i pairs = _mm256_min_epu16(v, swap_pairs(v));
+    return _mm256_min_epu16(pairs, _mm256_shuffle_epi32(pairs, 0xb1));
+}
+
+inline __m256i max_of_quads(quads v)
+{
+    const __m256i pairs = _mm256_max_epu16(v, swap_pairs(v));
+    return _mm256_max_epu16(pairs, _mm256_shuffle_epi32(pairs, 0xb1));
+}
+
+inline uint64_t sum_of_lanes(__m256i v)
+{
+    const __m128i halves = _mm_add_epi64(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(halves) + _mm_extract_epi64(halves, 1));
+}
+
+/// From vectors whose quads hold one value each to one vector: component c in lane c of each quad.
+inline __m256i by_component(const __m256i* v)
+{
+    return _mm256_blend_epi16(_mm256_blend_epi16(v[0], v[1], 0x22), _mm256_blend_epi16(v[2], v[3], 0x88),
+                              0xcc);
+}
+
+inline __m256i min_over_quads(__m256i v)
+{
+    v = _mm256_min_epu16(v, _mm256_permute4x64_epi64(v, 0x4e));
+    return _mm256_min_epu16(v, _mm256_permute4x64_epi64(v, 0xb1));
+}
+
+inline __m256i max_over_quads(__m256i v)
+{
+    v = _mm256_max_epu16(v, _mm256_permute4x64_epi64(v, 0x4e));
+    return _mm256_max_epu16(v, _mm256_permute4x64_epi64(v, 0xb1));
+}
+
+/// A bit stream of at most 128 bytes.
+struct bit_writer
+{
+    uint8_t* out;
+    uint64_t pending = 0;
+    unsigned count = 0;
+
+    /// At most 56 bits.
+    void put(uint64_t value, unsigned bits)
+    {
+        pending |= value << count;
+        count += bits;
+        std::memcpy(out, &pending, 8);
+        out += count >> 3;
+        pending >>= count & 0x38;
+        count &= 7;
+    }
+};
+
+struct block_rows
+{
+    __m256i even; // rows 0 and 2
+    __m256i odd;  // rows 1 and 3
+};
+
+inline block_rows load_rows(const uint8_t* words, int64_t stride)
+{
+    const auto row = [&](int y) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(words + y * stride));
+    };
+    return {_mm256_set_m128i(row(2), row(0)), _mm256_set_m128i(row(3), row(1))};
+}
+
+inline void split_components(const block_rows& rows, quads* out)
+{
+    const __m256i left = _mm256_unpacklo_epi64(rows.even, rows.odd);  // quads 0 and 2
+    const __m256i right = _mm256_unpackhi_epi64(rows.even, rows.odd); // quads 1 and 3
+    const __m256i byte = _mm256_set1_epi32(0xff);
+    const auto component = [&](__m256i a, __m256i b) {
+        return _mm256_packus_epi32(_mm256_and_si256(a, byte), _mm256_and_si256(b, byte));
+    };
+    out[0] = component(left, right);
+    out[1] = component(_mm256_srli_epi32(left, 8), _mm256_srli_epi32(right, 8));
+    out[2] = component(_mm256_srli_epi32(left, 16), _mm256_srli_epi32(right, 16));
+    out[3] = _mm256_packus_epi32(_mm256_srli_epi32(left, 24), _mm256_srli_epi32(right, 24));
+}
+
+inline void to_yuv(const fast_format& format, quads* v)
+{
+    const __m256i middle = _mm256_set1_epi16(static_cast<short>(1 << format.component_bits[1]));
+    const quads red = v[0];
+    const quads green = v[1];
+    const quads blue = v[2];
+    v[0] =
+        _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(red, blue), _mm256_add_epi16(green, green)), 2);
+    v[1] = _mm256_add_epi16(middle, _mm256_sub_epi16(red, green));
+    v[2] = _mm256_add_epi16(middle, _mm256_sub_epi16(blue, green));
+}
+
+/// The one value of a flat block, as its components are coded: at most 50 bits.
+struct flat_stream
+{
+    uint64_t bits = 0;
+    unsigned count = 0;
+    uint64_t key = 0;
+
+    int size() const { return static_cast<int>((count + 7) >> 3); }
+    /// Four bytes to seven.
+    void store(uint8_t* out) const
+    {
+        const auto front = static_cast<uint32_t>(bits);
+        const auto back = static_cast<uint32_t>(bits >> 8 * (size() - 4));
+        std::memcpy(out, &front, 4);
+        std::memcpy(out + size() - 4, &back, 4);
+    }
+};
+
+inline flat_stream flat_stream_of(const fast_format& format, uint32_t word)
+{
+    uint32_t values[4] = {word & 0xff, word >> 8 & 0xff, word >> 16 & 0xff, word >> 24};
+    if (format.yuv) {
+        const uint32_t middle = 1u << format.component_bits[1];
+        const uint32_t red = values[0];
+        const uint32_t green = values[1];
+        const uint32_t blue = values[2];
+        values[0] = (blue + 2 * green + red) >> 2;
+        values[1] = middle + red - green;
+        values[2] = middle + blue - green;
+    }
+    const bool opaque = format.ncomponents == 4 && values[3] == format.default_value[3];
+    flat_stream stream;
+    for (int c = 0; c < format.ncomponents; c++) {
+        const uint64_t ones = (1u << format.root_bits[c]) - 1;
+        stream.bits |= (c == 3 && opaque ? ones - 1 : ones) << stream.count;
+        stream.count += static_cast<unsigned>(format.root_bits[c]);
+        stream.key = stream.key << 16 | values[c];
+    }
+    for (int c = 0; c < format.ncomponents - opaque; c++) {
+        stream.bits |= uint64_t{values[c]} << stream.count;
+        stream.count += static_cast<unsigned>(format.body_bits[c]);
+    }
+    return stream;
+}
+
+/// The trees of a block, coded so that each quad's count is within -2 and +1 of its root's.
+struct block_trees
+{
+    quads leaves[4];
+    quads nodes; // a component for each four lanes
+    // Quad by quad, each by component.
+    __m256i quad_counts;
+    __m256i quad_lengths; // bits in the stream
+    // By component, 16 bits each.
+    uint64_t bases;
+    uint64_t root_counts; // -1 for a flat component
+    uint64_t root_lengths;
+    uint64_t deltas;
+};
+
+/// From quads of four components to components of four quads.
+inline __m256i transposed(__m256i by_quad)
+{
+    const __m256i pairs =
+        _mm256_shuffle_epi8(by_quad, table(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
+    const __m128i low = _mm256_castsi256_si128(pairs);
+    const __m128i high = _mm256_extracti128_si256(pairs, 1);
+    return _mm256_set_m128i(_mm_unpackhi_epi32(low, high), _mm_unpacklo_epi32(low, high));
+}
+
+inline uint64_t low_lanes(__m256i v)
+{
+    return static_cast<uint64_t>(_mm_cvtsi128_si64(_mm256_castsi256_si128(v)));
+}
+
+inline void build_trees(const quads* v, block_trees& trees)
+{
+    __m256i minima[4];
+    __m256i ranges[4];
+    const auto build = [&](int c) {
+        minima[c] = min_of_quads(v[c]);
+        ranges[c] = _mm256_sub_epi16(max_of_quads(v[c]), minima[c]);
+        trees.leaves[c] = _mm256_sub_epi16(v[c], minima[c]);
+    };
+    for (int c = 0; c < 3; c++)
+        build(c);
+    // Most frames are opaque, or have no fourth component.
+    const __m256i alpha = _mm256_broadcastw_epi16(_mm256_castsi256_si128(v[3]));
+    const __m256i other_alpha = _mm256_xor_si256(alpha, v[3]);
+    if (_mm256_testz_si256(other_alpha, other_alpha)) {
+        minima[3] = alpha;
+        ranges[3] = _mm256_setzero_si256();
+    } else {
+        build(3);
+    }
+    const __m256i nodes = by_component(minima);
+    const __m256i base = min_over_quads(nodes);
+    const __m256i root_range = _mm256_sub_epi16(max_over_quads(nodes), base);
+    trees.nodes = transposed(_mm256_sub_epi16(nodes, base));
+    trees.bases = low_lanes(base);
+
+    // Counts, widened until each quad's is within -2 and +1 of the root's; -1 for a flat component.
+    __m256i quad = bit_lengths(by_component(ranges));
+    __m256i root = bit_lengths(root_range);
+    const __m256i widest = max_over_quads(quad);
+    const __m256i flat = _mm256_cmpeq_epi16(_mm256_or_si256(widest, root), _mm256_setzero_si256());
+    root = _mm256_max_epi16(_mm256_sub_epi16(widest, _mm256_set1_epi16(1)), root);
+    root = _mm256_or_si256(root, flat);
+    quad = _mm256_max_epi16(_mm256_sub_epi16(root, _mm256_set1_epi16(2)), quad);
+    trees.quad_counts = quad;
+    trees.root_counts = low_lanes(root);
+
+    __m256i deltas = _mm256_and_si256(_mm256_sub_epi16(quad, root), _mm256_set1_epi16(3));
+    deltas = _mm256_sllv_epi64(deltas, _mm256_setr_epi64x(0, 2, 4, 6));
+    deltas = _mm256_or_si256(deltas, _mm256_permute4x64_epi64(deltas, 0x4e));
+    deltas = _mm256_or_si256(deltas, _mm256_permute4x64_epi64(deltas, 0xb1));
+    trees.deltas = low_lanes(deltas);
+
+    // Flat components have no node: their counts are -1 and 0, of no bits each.
+    const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
+    const __m256i low_bytes = _mm256_set1_epi16(0xff);
+    trees.quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, quad), low_bytes);
+    trees.root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, root), low_bytes));
+}
+
+/// Lane `c` of each four.
+inline __m256i lane_of_quads(__m256i v, int c)
+{
+    return _mm256_and_si256(_mm256_srli_epi64(v, 16 * c), _mm256_set1_epi64x(0xffff));
+}
+
+/// Streams of four quads, side by side.
+struct quad_streams
+{
+    __m256i bits;
+    __m256i lengths;
+};
+
+inline quad_streams joined(const quad_streams& a, const quad_streams& b)
+{
+    return {_mm256_or_si256(a.bits, _mm256_sllv_epi64(b.bits, a.lengths)),
+            _mm256_add_epi64(a.lengths, b.lengths)};
+}
+
+inline void store_streams(const quad_streams& streams, uint64_t* bits, uint64_t* lengths)
+{
+    _mm256_store_si256(reinterpret_cast<__m256i*>(bits), streams.bits);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lengths), streams.lengths);
+}
+
+/// The roots' nodes, then those of the quads. Two nodes fit into one write: of two neighbours only one has
+/// nine bits.
+template <int components>
+inline void put_trees(bit_writer& out, const block_trees& trees, __m256i lengths_of_quads)
+{
+    const auto lanes = [](uint64_t four) {
+        return _mm256_cvtepu16_epi64(_mm_cvtsi64_si128(static_cast<long long>(four)));
+    };
+    const auto counts = [&](int c) { return lane_of_quads(trees.quad_counts, c); };
+    eight_nodes fields[2];
+    __m256i roots;
+    if constexpr (components == 4) {
+        fields[0] = fields_of({trees.leaves[0], trees.leaves[1]}, {counts(0), counts(1)});
+        fields[1] = fields_of({trees.leaves[2], trees.leaves[3]}, {counts(2), counts(3)});
+        roots = fields_of(trees.nodes, lanes(trees.root_counts));
+    } else {
+        // A last component shares the road with the roots.
+        if constexpr (components == 3)
+            fields[0] = fields_of({trees.leaves[0], trees.leaves[1]}, {counts(0), counts(1)});
+        constexpr int last = components - 1;
+        const eight_nodes rest =
+            fields_of({trees.leaves[last], trees.nodes}, {counts(last), lanes(trees.root_counts)});
+        (components == 1 ? fields[0] : fields[1]).first = rest.first;
+        roots = rest.second;
+    }
+    const auto leaves = [&](int c) {
+        return quad_streams{c % 2 ? fields[c / 2].second : fields[c / 2].first,
+                            lane_of_quads(trees.quad_lengths, c)};
+    };
+    alignas(32) uint64_t root_bits[4];
+    alignas(32) uint64_t root_lengths[4];
+    store_streams({roots, lanes(trees.root_lengths)}, root_bits, root_lengths);
+    alignas(32) uint64_t bits[8];
+    alignas(32) uint64_t lengths[8];
+    const auto put_all = [&out](const uint64_t* values, const uint64_t* counts, int n) {
+        for (int i = 0; i < n; i++)
+            out.put(values[i], static_cast<unsigned>(counts[i]));
+    };
+    if constexpr (components == 1) {
+        out.put(root_bits[0], static_cast<unsigned>(root_lengths[0]));
+        store_streams(leaves(0), bits, lengths);
+        put_all(bits, lengths, 4);
+        return;
+    } else {
+        const quad_streams front = joined(leaves(0), leaves(1));
+        const quad_streams back = components == 3 ? leaves(2) : joined(leaves(2), leaves(3));
+        const auto put_roots = [&](int c) {
+            out.put(root_bits[c] | root_bits[c + 1] << root_lengths[c],
+                    static_cast<unsigned>(root_lengths[c] + root_lengths[c + 1]));
+        };
+        put_roots(0);
+        put_roots(2);
+        const __m256i beyond_a_write = _mm256_cmpgt_epi64(lengths_of_quads, _mm256_set1_epi64x(56));
+        if (_mm256_testz_si256(beyond_a_write, beyond_a_write)) {
+            store_streams(joined(front, back), bits, lengths);
+            put_all(bits, lengths, 4);
+        } else {
+            store_streams(front, bits, lengths);
+            store_streams(back, bits + 4, lengths + 4);
+            for (int quad = 0; quad < 4; quad++) {
+                put_all(bits + quad, lengths + quad, 1);
+                put_all(bits + 4 + quad, lengths + 4 + quad, 1);
+            }
+        }
+    }
+}
+
+struct vector_kernel
+{
+    static constexpr unsigned read_ahead = 160; // bytes
+
+    static bool is_solid(const uint8_t* words, int64_t stride)
+    {
+        const __m256i first = _mm256_set1_epi32(static_cast<int>(load32(words)));
+        for (int y = 0; y < superblock_side; y++, words += stride) {
+            const auto* row = reinterpret_cast<const __m256i*>(words);
+            const __m256i other = _mm256_or_si256(_mm256_xor_si256(_mm256_loadu_si256(row), first),
+                                                  _mm256_xor_si256(_mm256_loadu_si256(row + 1), first));
+            if (!_mm256_testz_si256(other, other))
+                return false;
+        }
+        return true;
+    }
+
+    fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride, uint64_t key_before,
+                      bool may_spill, uint8_t* out)
+    {
+        const block_rows rows = load_rows(words, stride);
+        const uint32_t word = load32(words);
+        const __m256i first = _mm256_set1_epi32(static_cast<int>(word));
+        const __m256i other =
+            _mm256_or_si256(_mm256_xor_si256(rows.even, first), _mm256_xor_si256(rows.odd, first));
+        if (_mm256_testz_si256(other, other)) {
+            if (word != _flat_word || _flat.count == 0) {
+                _flat = flat_stream_of(format, word);
+                _flat_word = word;
+            }
+            if (_flat.key != key_before)
+                _flat.store(out);
+            return {_flat.size(), false, _flat.key};
+        }
+        quads v[4];
+        split_components(rows, v);
+        if (format.yuv)
+            to_yuv(format, v);
+        block_trees trees;
+        build_trees(v, trees);
+        return write(format, trees, may_spill, out);
+    }
+
+    static bool decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
+                       int64_t stride);
+
+private:
+    static fast_block write(const fast_format& format, const block_trees& trees, bool may_spill, uint8_t* out)
+    {
+        const bool flat_alpha = trees.root_counts >> 63;
+        const bool opaque =
+            format.ncomponents == 4 && flat_alpha && trees.bases >> 48 == format.default_value[3];
+        const uint64_t roots =
+            _pext_u64(trees.root_counts, format.root_mask) - (uint64_t{opaque} << format.alpha_root_bit);
+        const uint64_t flat = (trees.root_counts >> 15 & lane_bits) * 0xff;
+        const uint64_t delta_mask = format.delta_mask & ~flat;
+        const uint64_t base_mask = opaque ? format.base_mask & 0xffffffffffff : format.base_mask;
+        const unsigned head_bits = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+        const auto base_bits = static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+        const __m256i lengths_of_quads = _mm256_sad_epu8(trees.quad_lengths, _mm256_setzero_si256());
+        const unsigned bits =
+            head_bits + base_bits +
+            static_cast<unsigned>((trees.root_lengths * lane_bits >> 48) + sum_of_lanes(lengths_of_quads));
+        const auto size = static_cast<int>((bits + 7) >> 3);
+        if (size >= format.block_size)
+            return {format.block_size, true, no_flat_key};
+
+        uint8_t stream[most_block_bytes + 16];
+        bit_writer writer{may_spill ? out : stream};
+        writer.put(roots | _pext_u64(trees.deltas, delta_mask) << format.all_root_bits, head_bits);
+        writer.put(_pext_u64(trees.bases, base_mask), base_bits);
+        // Flat components have nodes of no bits. Only what is often flat for long is worth a branch.
+        const bool grey = (flat >> 16 & 1) && (flat >> 32 & 1);
+        if (!flat_alpha)
+            put_trees<4>(writer, trees, lengths_of_quads);
+        else if (!grey)
+            put_trees<3>(writer, trees, lengths_of_quads);
+        else
+            put_trees<1>(writer, trees, lengths_of_quads);
+        if (!may_spill)
+            copy_block(out, stream, size);
+        return {size, false, no_flat_key};
+    }
+
+    // The last flat block's colour, which the next one often has too.
+    uint32_t _flat_word = 0;
+    flat_stream _flat;
+};
+
+/// Each of four values in all lanes of its quad.
+inline quads spread(uint64_t values)
+{
+    const __m256i each = _mm256_set1_epi64x(static_cast<long long>(values));
+    const __m256i lanes = _mm256_setr_epi8(0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3, 4, 5, 4, 5, 4, 5,
+                                           4, 5, 6, 7, 6, 7, 6, 7, 6, 7);
+    return _mm256_shuffle_epi8(each, lanes);
+}
+
+/// Whether all colours are in range.
+inline bool to_rgb(const fast_format& format, quads* v)
+{
+    const auto all = [](int value) { return _mm256_set1_epi16(static_cast<short>(value)); };
+    const int middle = 1 << format.component_bits[1];
+    const __m256i sum = _mm256_sub_epi16(_mm256_slli_epi16(v[0], 2), _mm256_add_epi16(v[1], v[2]));
+    const quads green = _mm256_srai_epi16(_mm256_add_epi16(sum, all(2 * middle + 3)), 2);
+    const __m256i shift = _mm256_sub_epi16(green, all(middle));
+    v[0] = _mm256_add_epi16(v[1], shift);
+    v[1] = green;
+    v[2] = _mm256_add_epi16(v[2], shift);
+    const auto beyond = [&](int c) {
+        return _mm256_and_si256(v[c], all(~((1 << format.component_bits[c]) - 1)));
+    };
+    const __m256i outside = _mm256_or_si256(_mm256_or_si256(beyond(0), beyond(1)), beyond(2));
+    return _mm256_testz_si256(outside, outside);
+}
+
+inline void store_rows(const quads* v, uint8_t* words, int64_t stride)
+{
+    const __m256i front = _mm256_or_si256(v[0], _mm256_slli_epi16(v[1], 8));
+    const __m256i back = _mm256_or_si256(v[2], _mm256_slli_epi16(v[3], 8));
+    const __m256i left = _mm256_unpacklo_epi16(front, back);
+    const __m256i right = _mm256_unpackhi_epi16(front, back);
+    const __m256i even = _mm256_unpacklo_epi64(left, right);
+    const __m256i odd = _mm256_unpackhi_epi64(left, right);
+    const auto row = [&](int y) { return reinterpret_cast<__m128i*>(words + y * stride); };
+    _mm_storeu_si128(row(0), _mm256_castsi256_si128(even));
+    _mm_storeu_si128(row(1), _mm256_castsi256_si128(odd));
+    _mm_storeu_si128(row(2), _mm256_extracti128_si256(even, 1));
+    _mm_storeu_si128(row(3), _mm256_extracti128_si256(odd, 1));
+}
+
+/// What stands before the nodes of a block.
+struct block_head
+{
+    // By component, 16 bits each.
+    uint64_t root_counts; // 0 for a flat one
+    uint64_t root_places; // bits of the stream
+    uint64_t bases;
+    // Quad by quad, each by component.
+    __m256i quad_counts;
+    __m256i quad_places;
+    int components; // the last one with nodes, counted from 1
+    unsigned bits;  // of the whole stream
+    bool is_wide;   // has nodes wider than any component
+};
+
+/// Each of 16 lanes, and all those below it.
+inline __m256i running_sum(__m256i v)
+{
+    v = _mm256_add_epi16(v, _mm256_slli_epi64(v, 16));
+    v = _mm256_add_epi16(v, _mm256_slli_epi64(v, 32));
+    const __m256i sums =
+        _mm256_shuffle_epi8(v, table(6, 7, 6, 7, 6, 7, 6, 7, 14, 15, 14, 15, 14, 15, 14, 15));
+    const __m256i one_below =
+        _mm256_blend_epi32(_mm256_permute4x64_epi64(sums, 0x90), _mm256_setzero_si256(), 3);
+    const __m256i two_below = _mm256_add_epi16(one_below, _mm256_permute4x64_epi64(one_below, 0x90));
+    return _mm256_add_epi16(v, _mm256_add_epi16(two_below, _mm256_permute4x64_epi64(two_below, 0x40)));
+}
+
+inline uint64_t widen_lanes(uint64_t lanes_of_one)
+{
+    return lanes_of_one * 0xffff;
+}
+
+inline void read_head(const fast_format& format, const uint8_t* data, block_head& head)
+{
+    const uint64_t first = load64(data);
+    const uint64_t fields = _pdep_u64(first, format.root_mask);
+    // A field of all ones, or one less, has a sum that carries out of the field.
+    const uint64_t flat = widen_lanes((fields + format.flat_carry) >> 15 & lane_bits);
+    const uint64_t defaults = flat & widen_lanes(~fields & lane_bits);
+    head.root_counts = fields & ~flat;
+    const uint64_t delta_mask = format.delta_mask & ~flat;
+    const uint64_t delta_fields = _pdep_u64(first >> format.all_root_bits, delta_mask);
+    unsigned bit = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+    const uint64_t base_mask = format.base_mask & ~defaults;
+    head.bases =
+        _pdep_u64(load64(data + (bit >> 3)) >> (bit & 7), base_mask) | (format.default_lanes & defaults);
+    bit += static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+    const bool grey = (flat & 0xffffffff0000) == 0xffffffff0000;
+    head.components = format.ncomponents == 4 && !(flat >> 63) ? 4 : grey ? 1 : 3;
+
+    // The two's complement of two bits, modulo 16.
+    const __m256i two = _mm256_set1_epi16(2);
+    __m256i counts = _mm256_srlv_epi64(_mm256_set1_epi64x(static_cast<long long>(delta_fields)),
+                                       _mm256_setr_epi64x(0, 2, 4, 6));
+    counts = _mm256_xor_si256(_mm256_and_si256(counts, _mm256_set1_epi16(3)), two);
+    counts = _mm256_add_epi16(_mm256_sub_epi16(counts, two),
+                              _mm256_set1_epi64x(static_cast<long long>(head.root_counts)));
+    counts = _mm256_and_si256(counts, _mm256_set1_epi16(15));
+    const __m256i roots = _mm256_castsi128_si256(_mm_cvtsi64_si128(static_cast<long long>(head.root_counts)));
+    const __m256i widest = _mm256_set1_epi16(most_node_bits);
+    const __m256i wide = _mm256_cmpgt_epi16(_mm256_max_epi16(counts, roots), widest);
+    head.is_wide = !_mm256_testz_si256(wide, wide);
+    head.quad_counts = counts;
+    const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
+    const __m256i low_bytes = _mm256_set1_epi16(0xff);
+    const auto root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, roots), low_bytes));
+    const uint64_t root_ends = root_lengths * lane_bits;
+    head.root_places = (root_ends << 16) + bit * lane_bits;
+    const __m256i quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes);
+    const __m256i before = _mm256_set1_epi16(static_cast<short>(bit + (root_ends >> 48)));
+    const __m256i ends = _mm256_add_epi16(before, running_sum(quad_lengths));
+    head.quad_places = _mm256_sub_epi16(ends, quad_lengths);
+    head.bits = static_cast<unsigned>(_mm256_extract_epi16(ends, 15));
+}
+
+/// Four nodes of the stream, each from its first bit on.
+inline __m256i load_nodes(const uint8_t* data, const uint16_t* bytes, int step, __m256i first_bits)
+{
+    const auto node = [&](int i) { return static_cast<long long>(load64(data + bytes[i * step])); };
+    return _mm256_srlv_epi64(_mm256_setr_epi64x(node(0), node(1), node(2), node(3)), first_bits);
+}
+
+/// The values of the first components of a block.
+template <int components>
+inline void read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
+{
+    const __m256i seven = _mm256_set1_epi16(7);
+    alignas(32) uint16_t bytes[16];
+    const auto lanes = [](uint64_t four) {
+        return _mm256_cvtepu16_epi64(_mm_cvtsi64_si128(static_cast<long long>(four)));
+    };
+    const __m256i root_places = lanes(head.root_places);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(bytes), _mm256_srli_epi64(root_places, 3));
+    const __m256i root_stream =
+        load_nodes(data, bytes, 4, _mm256_and_si256(root_places, _mm256_set1_epi64x(7)));
+    alignas(32) uint16_t leaf_bytes[16];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(leaf_bytes), _mm256_srli_epi16(head.quad_places, 3));
+    const __m256i leaf_bits = _mm256_and_si256(head.quad_places, seven);
+    const auto stream = [&](int c) {
+        return load_nodes(data, leaf_bytes + c, 4, lane_of_quads(leaf_bits, c));
+    };
+    const auto counts = [&](int c) { return lane_of_quads(head.quad_counts, c); };
+    quads leaves[components];
+    quads roots;
+    if constexpr (components > 1) {
+        const eight_nodes two = children_of({stream(0), stream(1)}, {counts(0), counts(1)});
+        leaves[0] = two.first;
+        leaves[1] = two.second;
+    }
+    if constexpr (components == 4) {
+        const eight_nodes two = children_of({stream(2), stream(3)}, {counts(2), counts(3)});
+        leaves[2] = two.first;
+        leaves[3] = two.second;
+        roots = children_of(root_stream, lanes(head.root_counts));
+    } else {
+        constexpr int last = components - 1;
+        const eight_nodes rest =
+            children_of({stream(last), root_stream}, {counts(last), lanes(head.root_counts)});
+        leaves[last] = rest.first;
+        roots = rest.second;
+    }
+    alignas(32) uint64_t root_children[4];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(root_children), roots);
+#pragma GCC unroll 4
+    for (int c = 0; c < components; c++) {
+        const __m256i above = _mm256_add_epi16(leaves[c], spread(root_children[c]));
+        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
+                                _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
+    }
+}
+
+bool vector_kernel::decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
+                           int64_t stride)
+{
+    block_head head;
+    read_head(format, data, head);
+    const unsigned taken = (head.bits + 7) >> 3;
+    if (head.is_wide || (taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
+        return false;
+    quads v[4];
+    for (int c = 0; c < 4; c++)
+        v[c] = _mm256_set1_epi16(static_cast<short>(head.bases >> 16 * c));
+    if (head.components == 1)
+        read_nodes<1>(format, data, head, v);
+    else if (head.components == 3)
+        read_nodes<3>(format, data, head, v);
+    else
+        read_nodes<4>(format, data, head, v);
+    if (format.yuv && !to_rgb(format, v))
+        return false;
+    store_rows(v, out, stride);
+    return true;
+}
+
+} // namespace
+} // namespace tpakutil
