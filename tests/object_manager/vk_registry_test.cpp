@@ -1,10 +1,12 @@
 // Vulkan objects of target processes: which host object stands for which handle.
 
+#include "object_manager/vk_command_memory.h"
 #include "object_manager/vk_registry.h"
 #include "object_manager/zelvar_object_manager.h"
 #include "settings/zelvar_settings.h"
 #include "sidechannel_log.h"
 #include "support/library.h"
+#include "wire/wire.h"
 #include "zelvar/zelvar.h"
 
 #include <gtest/gtest.h>
@@ -141,6 +143,69 @@ TEST_F(vk_registry_of_a_process, QueuesAndCommandBuffersLeadToTheirDevice)
     zelvar_object_manager_vk_get_host_command_buffers(pid, targets, hosts, 2);
     EXPECT_EQ(hosts[0], as<VkCommandBuffer>(0x6));
     EXPECT_EQ(hosts[1], as<VkCommandBuffer>(0x4));
+}
+
+TEST_F(vk_registry_of_a_process, WhatABatchRemembersFollowsEveryChange)
+{
+    const VkCommandBuffer target = as<VkCommandBuffer>(0x30);
+    VkCommandBuffer host = as<VkCommandBuffer>(0x3);
+    const auto add = [&] {
+        zelvar_object_manager_vk_add_command_buffers(pid, as<VkDevice>(0x1d), &target, &host, 1,
+                                                     as<VkCommandPool>(0x50));
+    };
+    const auto found = [&](pid_t of) {
+        VkCommandBuffer at = VK_NULL_HANDLE;
+        auto* data = zelvar_object_manager_vk_lock_host_device_with_cmd_buffer(of, target, &at);
+        EXPECT_EQ(data != nullptr, at != VK_NULL_HANDLE);
+        EXPECT_EQ(critical_section_verify(device->lock), data == nullptr)
+            << "remembered, and locked all the same";
+        zelvar_object_manager_vk_unlock_host_device(data);
+        return at;
+    };
+    zelvar_object_manager_vk_command_memory memory;
+    const auto expect_found_twice = [&](VkCommandBuffer expected) {
+        EXPECT_EQ(found(pid), expected);
+        EXPECT_EQ(found(pid), expected);
+    };
+    add();
+    expect_found_twice(as<VkCommandBuffer>(0x3));
+    EXPECT_EQ(found(pid + 1), VkCommandBuffer{}) << "the handle is another process's too";
+    host = as<VkCommandBuffer>(0x4);
+    add();
+    expect_found_twice(as<VkCommandBuffer>(0x4));
+    zelvar_object_manager_vk_delete_command_buffers(pid, &target, 1);
+    expect_found_twice(VK_NULL_HANDLE);
+    add();
+    expect_found_twice(as<VkCommandBuffer>(0x4));
+    zelvar_object_manager_vk_delete_command_buffers_of_pool(pid, as<VkDevice>(0x1d), as<VkCommandPool>(0x50));
+    expect_found_twice(VK_NULL_HANDLE);
+    add();
+    expect_found_twice(as<VkCommandBuffer>(0x4));
+    zelvar_object_manager_vk_delete_device(pid, as<VkDevice>(0x1d));
+    expect_found_twice(VK_NULL_HANDLE);
+}
+
+TEST_F(vk_registry_of_a_process, ABatchFollowsTheWidthOfItsTarget)
+{
+    constexpr tid_t tid = 6;
+    std::shared_ptr<_zelvar_context_worker> worker;
+    zelvar_object_manager_get_worker_for_target_tid_pid(pid, tid, wire::inbound::vk_cmd_draw, &worker);
+    zelvar_object_manager_vk_command_memory memory;
+    void* arena = nullptr;
+    for (uint32_t bits : {64u, 32u}) {
+        zelvar_object_manager_set_target_bit(pid, tid, bits);
+        for (int i = 0; i < 2; ++i) {
+            arena = &arena;
+            EXPECT_EQ(zelvar_object_manager_get_target_bit(pid, tid, &arena), bits);
+            EXPECT_EQ(arena != nullptr, bits == 32);
+        }
+    }
+    zelvar_object_manager_get_target_bit(pid, tid + 1, &arena);
+    EXPECT_EQ(arena, nullptr) << "another thread's";
+    zelvar_object_manager_get_target_bit(pid, tid, &arena);
+    zelvar_object_manager_delete_all_worker_for_pid(pid);
+    zelvar_object_manager_get_target_bit(pid, tid, &arena);
+    EXPECT_EQ(arena, nullptr) << "gone with the worker";
 }
 
 TEST_F(vk_registry_of_a_process, ADeviceThatGoesWhileAThreadWaitsForIt)

@@ -3,6 +3,7 @@
 #include "inbound/cursor.h"
 #include "inbound/message_table.h"
 #include "object_manager/context_memory.h"
+#include "object_manager/vk_command_memory.h"
 #include "settings/zelvar_settings.h"
 #include "shim/zelvar_shim_dispatch.h"
 #include "sidechannel_log.h"
@@ -55,7 +56,8 @@ void run_commands(uint8_t* at, uint64_t left, uint32_t count, uint32_t outer_typ
 void run_batch(uint8_t* at, uint64_t left, uint32_t count, uint32_t outer_type)
 {
     // Gone before the target is released, which may delete the context then.
-    zelvar_object_manager_context_memory memory;
+    zelvar_object_manager_context_memory context_memory;
+    zelvar_object_manager_vk_command_memory command_memory;
     run_commands(at, left, count, outer_type);
 }
 } // namespace

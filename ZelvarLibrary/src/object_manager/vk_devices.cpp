@@ -1,4 +1,5 @@
 // Vulkan devices: how they are entered, locked and taken out, and what is kept of their memory types.
+#include "object_manager/vk_command_memory.h"
 #include "object_manager/vk_registry_process.h"
 #include "settings/zelvar_settings.h"
 
@@ -10,6 +11,7 @@ using vk_registry::find_process;
 namespace {
 using process_data = _zelvar_object_manager_process_data_vk;
 using device_ptr = std::shared_ptr<vk_device_record>;
+using command_memory = zelvar_object_manager_vk_command_memory;
 
 device_ptr find_device(process_data& process, VkDevice target)
 {
@@ -78,13 +80,22 @@ vk_device_record* zelvar_object_manager_vk_lock_host_device_with_queue(pid_t pid
 vk_device_record* zelvar_object_manager_vk_lock_host_device_with_cmd_buffer(pid_t pid, VkCommandBuffer target,
                                                                             VkCommandBuffer* host)
 {
+    auto* memory = command_memory::of_thread();
+    if (const auto* known = memory ? memory->command_buffer(pid, target) : nullptr) [[likely]] {
+        *host = known->host;
+        return vk_registry::enter(known->device, VK_NULL_HANDLE);
+    }
+    const uint64_t changes = command_memory::changes();
     *host = VK_NULL_HANDLE;
     return lock_what_is_found(pid, VK_NULL_HANDLE, [&](process_data& process, VkDevice) -> device_ptr {
         auto* command_buffer = find_or_log(process.command_buffers, target, "command buffer");
         if (!command_buffer)
             return nullptr;
         *host = command_buffer->host;
-        return find_device(process, command_buffer->target_device);
+        device_ptr device = find_device(process, command_buffer->target_device);
+        if (memory)
+            memory->keep(pid, target, changes, {*host, device});
+        return device;
     });
 }
 
@@ -120,6 +131,7 @@ bool zelvar_object_manager_vk_delete_device(pid_t pid, VkDevice target)
     if (!device)
         return false;
     device->removed = true;
+    command_memory::note_change();
     std::erase_if(process->queues, [&](const auto& entry) { return entry.second.target_device == target; });
     std::erase_if(process->command_buffers,
                   [&](const auto& entry) { return entry.second.target_device == target; });

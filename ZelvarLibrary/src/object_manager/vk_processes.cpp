@@ -1,4 +1,5 @@
 // Dispatchable Vulkan handles of target processes: instances, physical devices, queues, command buffers.
+#include "object_manager/vk_command_memory.h"
 #include "object_manager/vk_registry_process.h"
 #include "sidechannel_log.h"
 
@@ -28,6 +29,7 @@ bool refuse_known(const char* word, void* target)
 }
 
 using process_data = _zelvar_object_manager_process_data_vk;
+using command_memory = zelvar_object_manager_vk_command_memory;
 } // namespace
 
 process_data* vk_registry::find_process(pid_t pid)
@@ -195,6 +197,7 @@ bool zelvar_object_manager_vk_add_command_buffers(pid_t pid, VkDevice target_dev
     auto* process = find_process(pid);
     if (!process)
         return false;
+    command_memory::note_change();
     for (uint32_t i = 0; i < count; ++i) {
         auto [entry, is_new] = process->command_buffers.try_emplace(targets[i]);
         if (!is_new)
@@ -225,6 +228,7 @@ bool zelvar_object_manager_vk_delete_command_buffers(pid_t pid, const VkCommandB
     Autolock vk_lock{pid_to_process_data_map_vk_cs};
     auto* process = find_process(pid);
     bool all_known = process != nullptr;
+    command_memory::note_change();
     for (uint32_t i = 0; process && i < count; ++i)
         all_known = process->command_buffers.erase(targets[i]) != 0 && all_known;
     return all_known;
@@ -234,6 +238,7 @@ void zelvar_object_manager_vk_delete_command_buffers_of_pool(pid_t pid, VkDevice
                                                              VkCommandPool target_pool)
 {
     Autolock vk_lock{pid_to_process_data_map_vk_cs};
+    command_memory::note_change();
     if (auto* process = find_process(pid))
         std::erase_if(process->command_buffers, [&](const auto& entry) {
             return entry.second.target_device == target_device && entry.second.target_pool == target_pool;

@@ -1,11 +1,14 @@
 // Which worker serves a target thread, what hangs on that worker, and how wide the target's pointers are.
 #include "object_manager/registry.h"
+#include "object_manager/vk_command_memory.h"
 #include "object_manager/zelvar_object_manager.h"
 #include "sidechannel_log.h"
 #include "workers/zelvar_context_worker.h"
 
 #include <cstdlib>
 #include <new>
+
+using command_memory = zelvar_object_manager_vk_command_memory;
 
 namespace {
 constexpr size_t staging_size = 0x400000;
@@ -66,8 +69,10 @@ std::shared_ptr<_zelvar_context_worker> find_or_make_worker(pid_t pid, tid_t tid
         return nullptr;
     auto& common = pid_to_process_data_map_common[pid];
     auto entry = common.workers.find(tid);
-    if (entry == common.workers.end())
+    if (entry == common.workers.end()) {
         entry = common.workers.emplace(tid, make_worker({pid, tid}, common.target_bit)).first;
+        command_memory::note_change();
+    }
     create_process_records(pid, message_type, common);
     return entry->second.worker;
 }
@@ -107,6 +112,7 @@ void zelvar_object_manager_delete_all_worker_for_pid(pid_t pid)
         if (entry.worker)
             zelvar_context_worker_release(std::move(entry.worker), true, std::move(entry.message_buffer));
     common->second.workers.clear();
+    command_memory::note_change();
 }
 
 void zelvar_object_manager_stop_all_workers()
@@ -117,6 +123,7 @@ void zelvar_object_manager_stop_all_workers()
     {
         Autolock common_lock{pid_to_process_data_map_common_cs};
         workers_accepted = false;
+        command_memory::note_change();
         for (auto& [pid, common] : pid_to_process_data_map_common) {
             for (auto& [tid, entry] : common.workers) {
                 if (entry.worker)
@@ -156,6 +163,7 @@ bool zelvar_object_manager_set_target_bit(pid_t pid, tid_t tid, uint32_t bits)
         return false;
     }
     common->second.target_bit = bits;
+    command_memory::note_change();
     // Workers of other threads that exist already keep none.
     if (auto* entry = find_worker(pid, tid); entry && bits == 32 && !entry->message_buffer)
         entry->message_buffer = make_staging_buffer();
@@ -164,14 +172,23 @@ bool zelvar_object_manager_set_target_bit(pid_t pid, tid_t tid, uint32_t bits)
 
 uint32_t zelvar_object_manager_get_target_bit(pid_t pid, tid_t tid, void** staging)
 {
+    auto* memory = command_memory::of_thread();
+    if (const auto* known = memory ? memory->layout(pid, tid) : nullptr) [[likely]] {
+        if (staging)
+            *staging = known->arena;
+        return known->bits;
+    }
+    const uint64_t changes = command_memory::changes();
     Autolock common_lock{pid_to_process_data_map_common_cs};
     auto common = pid_to_process_data_map_common.find(pid);
     if (common == pid_to_process_data_map_common.end())
         return 0;
-    if (staging) {
-        auto* entry = find_worker(pid, tid);
-        *staging = entry ? entry->message_buffer.get() : nullptr;
-    }
+    auto* entry = find_worker(pid, tid);
+    void* arena = entry ? entry->message_buffer.get() : nullptr;
+    if (staging)
+        *staging = arena;
+    if (memory)
+        memory->keep(pid, tid, changes, {common->second.target_bit, arena});
     return common->second.target_bit;
 }
 

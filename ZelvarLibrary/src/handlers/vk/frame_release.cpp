@@ -18,12 +18,6 @@ using vk = sidechannel_vk_imports;
 namespace {
 constexpr VkImageSubresourceRange first_of_colour{VK_IMAGE_ASPECT_COLOR_BIT, 0, 1, 0, 1};
 
-struct free_block
-{
-    void operator()(uint8_t* block) const { std::free(block); }
-};
-using block = std::unique_ptr<uint8_t, free_block>;
-
 /// Fails the call with a host result; never with success.
 bool fail(vk_handler& call, VkResult reason)
 {
@@ -120,17 +114,12 @@ bool copy_on_host(vk_handler& call, vk_device_record* data, VkQueue queue, const
     return fail(call, done);
 }
 
-/// The combiner owns the frame that it is given and may replace it, so it gets a copy, 4 bytes a pixel. What
-/// a smaller image doesn't hold is 0.
-block copy_of_pixels(const vk_linear_image& linear, uint64_t size)
+/// Fills `frame`, 4 bytes a pixel. What a smaller image doesn't hold is 0.
+void copy_pixels(const vk_linear_image& linear, uint8_t* frame, uint64_t size)
 {
-    block copy{static_cast<uint8_t*>(std::malloc(size))};
-    if (!copy)
-        return copy;
     const uint64_t held = std::min<uint64_t>(size, linear.size - linear.offset);
-    std::memcpy(copy.get(), linear.pixels, held);
-    std::memset(copy.get() + held, 0, size - held);
-    return copy;
+    std::memcpy(frame, linear.pixels, held);
+    std::memset(frame + held, 0, size - held);
 }
 
 void report_other_size(uint64_t host_size, uint32_t target_size)
@@ -142,14 +131,14 @@ void report_other_size(uint64_t host_size, uint32_t target_size)
                  static_cast<int>(host_size), static_cast<int>(target_size));
 }
 
-/// Reads the target's buffer and forgets it, which keeps the target's mapping in step.
-void touch(const vk_handler& call, const wire::winsys_buffer_vk_data_descriptor& buffer, uint64_t frame_size)
+/// Reads the target's buffer, which keeps the target's mapping in step. What is read gives way to the frame,
+/// whose memory serves for both.
+void touch(const vk_handler& call, const wire::winsys_buffer_vk_data_descriptor& buffer, uint8_t* frame,
+           uint64_t frame_size)
 {
-    const auto size = static_cast<uint32_t>(std::min<uint64_t>(buffer.length, frame_size));
-    block bytes{static_cast<uint8_t*>(std::malloc(size))};
-    if (bytes && size)
+    if (const auto size = static_cast<uint32_t>(std::min<uint64_t>(buffer.length, frame_size)))
         zelvar_shim_dispatch_read_from_shim_address_space(call.pid, call.tid, size,
-                                                          target_ptr{buffer.framebuffer}, bytes.get());
+                                                          target_ptr{buffer.framebuffer}, frame);
 }
 
 bool deliver(vk_handler& call, const vk_image_data& image, const vk_linear_image& linear)
@@ -160,7 +149,8 @@ bool deliver(vk_handler& call, const vk_image_data& image, const vk_linear_image
     const VkExtent3D& extent = image.create_info.extent;
     const uint64_t size = uint64_t{extent.width} * extent.height * 4;
     _inter_frame_data frame{};
-    frame.pCurrentFrame = copy_of_pixels(linear, size).release();
+    // The combiner owns the frame that it is given and may replace it, so it gets a copy.
+    frame.pCurrentFrame = static_cast<uint8_t*>(std::malloc(size));
     frame.current_size = size;
     const bool whole = frame.pCurrentFrame && buffer.framebuffer;
     if (whole) {
@@ -172,7 +162,8 @@ bool deliver(vk_handler& call, const vk_image_data& image, const vk_linear_image
         info.bits_per_pixel = 32;
         info.width = info.stride = extent.width;
         info.height = extent.height;
-        touch(call, buffer, size);
+        touch(call, buffer, frame.pCurrentFrame, size);
+        copy_pixels(linear, frame.pCurrentFrame, size);
         combiner(call.pid, call.tid, &info, &frame, true);
     }
     release_inter_frame_data(&frame);
