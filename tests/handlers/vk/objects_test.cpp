@@ -123,7 +123,10 @@ TEST_F(vk_objects, OfSeveralPipelinesThoseThatExistAreEntered)
         return VK_ERROR_INVALID_SHADER_NV;
     });
     VkComputePipelineCreateInfo infos[2]{};
-    infos[1].layout = as<VkPipelineLayout>(target_of<VkPipelineLayout>());
+    for (VkComputePipelineCreateInfo& info : infos) {
+        info.layout = as<VkPipelineLayout>(target_of<VkPipelineLayout>());
+        info.stage.module = as<VkShaderModule>(target_of<VkShaderModule>());
+    }
     message call = target.make(in::vk_create_compute_pipelines);
     call.u64(device_handle).u64(0).u32(2).u64(memory).u64(0).u64(memory);
     EXPECT_EQ(result_of_call(put(call, infos).u64(fresh).u64(fresh + 1)), VK_ERROR_INVALID_SHADER_NV);
@@ -187,6 +190,41 @@ TEST_F(vk_objects, UpdatesOfDescriptorsNameTheHostsObjects)
         target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
     target.run(put(put(call, write), buffer));
     EXPECT_EQ(seen, entry<VkBuffer>().host);
+}
+
+TEST_F(vk_objects, TheHostSeesNoNullThatVulkanDoesNotAllow)
+{
+    auto create = [&](uint32_t type, const auto& info) {
+        message call = target.make(type).u64(device_handle).u64(memory).u64(0).u64(memory);
+        return host_calls(put(call, info).u64(fresh));
+    };
+    for (uint64_t handle : {uint64_t{0}, unknown_handle}) {
+        VkImageViewCreateInfo image_view{};
+        image_view.image = as<VkImage>(handle);
+        EXPECT_EQ(create(in::vk_create_image_view, image_view), texts{});
+        VkBufferViewCreateInfo buffer_view{};
+        buffer_view.buffer = as<VkBuffer>(handle);
+        EXPECT_EQ(create(in::vk_create_buffer_view, buffer_view), texts{});
+        VkFramebufferCreateInfo framebuffer{};
+        framebuffer.renderPass = as<VkRenderPass>(handle);
+        EXPECT_EQ(create(in::vk_create_framebuffer, framebuffer), texts{});
+        VkRenderPassBeginInfo pass{};
+        pass.renderPass = as<VkRenderPass>(target_of<VkRenderPass>());
+        pass.framebuffer = as<VkFramebuffer>(handle);
+        message begin = command(in::vk_cmd_begin_render_pass).u64(memory).u32(0);
+        EXPECT_EQ(host_calls(put(begin, pass)), texts{});
+        VkWriteDescriptorSet write{};
+        write.dstSet = as<VkDescriptorSet>(handle);
+        message update =
+            target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
+        EXPECT_EQ(host_calls(put(update, write)), texts{});
+    }
+    VkGraphicsPipelineCreateInfo pipeline{}; // without the states that each has
+    pipeline.layout = as<VkPipelineLayout>(target_of<VkPipelineLayout>());
+    pipeline.renderPass = as<VkRenderPass>(target_of<VkRenderPass>());
+    message call = target.make(in::vk_create_graphics_pipelines);
+    call.u64(device_handle).u64(0).u32(1).u64(memory).u64(0).u64(memory);
+    EXPECT_EQ(host_calls(put(call, pipeline).u64(fresh)), texts{});
 }
 
 TEST_F(vk_objects, QueryResultsComeBackWhereTheTargetHasNoDriver)
