@@ -105,8 +105,10 @@ TEST_F(vk_objects, AstcFormatsAreNoneOfTheHosts)
     attachments[0].format = VK_FORMAT_D16_UNORM;
     attachments[1].format = VK_FORMAT_ASTC_4x4_UNORM_BLOCK;
     message second = target.make(in::vk_create_render_pass).u64(device_handle).u64(memory).u64(0).u64(memory);
-    put(second, pass);
-    target.run(put(second, attachments).u64(fresh));
+    pass.subpassCount = 1;
+    pass.pSubpasses = as<const VkSubpassDescription*>(memory);
+    put(put(second, pass), attachments);
+    target.run(put(second, VkSubpassDescription{}).u64(fresh));
     EXPECT_EQ(formats,
               (std::vector{VK_FORMAT_R8G8B8A8_UNORM, VK_FORMAT_D16_UNORM, VK_FORMAT_R8G8B8A8_UNORM}));
 }
@@ -190,6 +192,38 @@ TEST_F(vk_objects, UpdatesOfDescriptorsNameTheHostsObjects)
         target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
     target.run(put(put(call, write), buffer));
     EXPECT_EQ(seen, entry<VkBuffer>().host);
+}
+
+TEST_F(vk_objects, UpdatesStayWithinTheDescriptorsOfTheLayout)
+{
+    entry<VkDescriptorSet>().bindings = std::make_shared<std::map<uint32_t, vk_binding>>(
+        std::map<uint32_t, vk_binding>{{0, {2, false}}, {3, {1, true}}});
+    VkWriteDescriptorSet write{};
+    write.dstSet = as<VkDescriptorSet>(target_of<VkDescriptorSet>());
+    write.descriptorType = VK_DESCRIPTOR_TYPE_SAMPLER;
+    write.descriptorCount = 1;
+    write.pImageInfo = as<const VkDescriptorImageInfo*>(memory);
+    VkDescriptorImageInfo image{};
+    auto reaches_host = [&] {
+        message call =
+            target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
+        return host_calls(put(put(call, write), image)).size() == 1;
+    };
+    EXPECT_FALSE(reaches_host()) << "without a sampler";
+    image.sampler = as<VkSampler>(target_of<VkSampler>());
+    EXPECT_TRUE(reaches_host());
+    write.dstArrayElement = 2; // runs on into binding 3
+    EXPECT_TRUE(reaches_host());
+    write.dstArrayElement = 3;
+    EXPECT_FALSE(reaches_host());
+    write.dstArrayElement = 0;
+    write.dstBinding = 1;
+    EXPECT_FALSE(reaches_host());
+    write.dstBinding = 3;
+    image.sampler = VK_NULL_HANDLE;
+    EXPECT_TRUE(reaches_host()) << "the layout has its own";
+    write.pImageInfo = nullptr;
+    EXPECT_FALSE(reaches_host());
 }
 
 TEST_F(vk_objects, TheHostSeesNoNullThatVulkanDoesNotAllow)
