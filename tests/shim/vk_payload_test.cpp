@@ -345,16 +345,16 @@ TEST_F(vk_batch, a_full_batch_goes_out_and_a_long_message_goes_alone)
     }
     EXPECT_EQ(load<uint32_t>(device->sent[0], 20), calls - 1);
     device->sent.clear();
-    const std::vector<VkViewport> viewports(10000, {1, 2, 3, 4, 0, 1});
-    VK(vkCmdSetViewport)(commands, 0, 10000, viewports.data());
+    const std::vector<VkViewport> viewports(60000, {1, 2, 3, 4, 0, 1});
+    VK(vkCmdSetViewport)(commands, 0, 60000, viewports.data());
     ASSERT_EQ(device->sent.size(), 2u);
     EXPECT_EQ(device->sent[0], batch(1, message(546, draw(commands, 3))).get());
     EXPECT_EQ(device->sent[1], batch(1, message(534, bytes{}
                                                          .address(commands)
                                                          .u32(0)
-                                                         .u32(10000)
+                                                         .u32(60000)
                                                          .address(viewports.data())
-                                                         .raw(viewports.data(), 240000)))
+                                                         .raw(viewports.data(), 1440000)))
                                    .get());
     device->sent.clear();
     const std::vector<VkViewport> too_many(200000);

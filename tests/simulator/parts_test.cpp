@@ -104,7 +104,8 @@ TEST(target_environments, hold_the_link_and_keep_what_the_user_has)
 
 TEST(target_environments, name_the_targets_vulkan_driver_in_place_of_the_hosts)
 {
-    const std::string folder = testing::TempDir() + "/vk_driver_" + std::to_string(getpid());
+    const std::string folder =
+        std::filesystem::path(testing::TempDir()) / ("vk_driver_" + std::to_string(getpid()));
     std::filesystem::create_directories(folder + "/one");
     std::filesystem::create_directories(folder + "/two");
     const std::string one = folder + "/one/zelvar_vk.json", two = folder + "/two/zelvar_vk.json";

@@ -52,9 +52,7 @@ void create_process_records(pid_t pid, uint32_t message_type,
             pid_to_process_data_map.try_emplace(pid);
             common.gles_record_created = true;
         }
-    } else if (!common.vk_record_created && (message_type >= wire::inbound::first_vulkan_type ||
-                                             message_type == wire::inbound::batch_commands)) {
-        // A batch doesn't say whose calls it holds, and those of Vulkan expect the record.
+    } else if (message_type >= wire::inbound::first_vulkan_type && !common.vk_record_created) {
         Autolock vk_lock{pid_to_process_data_map_vk_cs};
         pid_to_process_data_map_vk.try_emplace(pid);
         common.vk_record_created = true;

@@ -58,6 +58,9 @@ void vk_vkCreateInstance(pid_t pid, tid_t tid, vk_struct<VkInstanceCreateInfo> p
     }
     if (!pCreateInfo)
         return;
+    // A process whose first Vulkan calls stand in a batch has none yet: the batch doesn't say whose calls it
+    // holds.
+    zelvar_object_manager_ensure_process_record_vk(pid);
     call.prepare(nullptr, pCreateInfo, "pCreateInfo");
     VkInstance host = VK_NULL_HANDLE;
     call.result = create(pCreateInfo.data, nullptr, &host);
