@@ -153,7 +153,7 @@ template <auto P, auto N>
 struct strings
 {
 };
-/// An array or such whose pointer may be null though the count isn't 0.
+/// A pointer or a handle that may be null: an array may though its count isn't 0.
 template <class Field>
 struct optional
 {
@@ -310,6 +310,11 @@ struct measure
         using element = std::remove_all_extents_t<value_of<M>>;
         using inner = layout<element, Bits>;
         return {static_cast<uint32_t>(inner::size * (sizeof(value_of<M>) / sizeof(element))), inner::align};
+    }
+    template <class Field>
+    static constexpr extent_of_field of(optional<Field>)
+    {
+        return of(Field{});
     }
     template <auto Condition, class Field>
     static constexpr extent_of_field of(when<Condition, Field>)

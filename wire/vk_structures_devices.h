@@ -39,7 +39,8 @@ struct description<VkDeviceCreateInfo>
         list<plain<&S::sType>, next<&S::pNext>, plain<&S::flags, &S::queueCreateInfoCount>,
              array<&S::pQueueCreateInfos, &S::queueCreateInfoCount>, plain<&S::enabledLayerCount>,
              strings<&S::ppEnabledLayerNames, &S::enabledLayerCount>, plain<&S::enabledExtensionCount>,
-             strings<&S::ppEnabledExtensionNames, &S::enabledExtensionCount>, pointer<&S::pEnabledFeatures>>;
+             strings<&S::ppEnabledExtensionNames, &S::enabledExtensionCount>,
+             optional<pointer<&S::pEnabledFeatures>>>;
 };
 
 template <>
@@ -85,7 +86,7 @@ template <>
 struct description<VkDisplayPlanePropertiesKHR>
 {
     using S = VkDisplayPlanePropertiesKHR;
-    using fields = list<handle<&S::currentDisplay>, plain<&S::currentStackIndex>>;
+    using fields = list<optional<handle<&S::currentDisplay>>, plain<&S::currentStackIndex>>;
 };
 
 template <>
@@ -141,10 +142,11 @@ template <>
 struct description<VkInstanceCreateInfo>
 {
     using S = VkInstanceCreateInfo;
-    using fields = list<plain<&S::sType>, next<&S::pNext>, plain<&S::flags>, pointer<&S::pApplicationInfo>,
-                        plain<&S::enabledLayerCount>, strings<&S::ppEnabledLayerNames, &S::enabledLayerCount>,
-                        plain<&S::enabledExtensionCount>,
-                        strings<&S::ppEnabledExtensionNames, &S::enabledExtensionCount>>;
+    using fields =
+        list<plain<&S::sType>, next<&S::pNext>, plain<&S::flags>, optional<pointer<&S::pApplicationInfo>>,
+             plain<&S::enabledLayerCount>, strings<&S::ppEnabledLayerNames, &S::enabledLayerCount>,
+             plain<&S::enabledExtensionCount>,
+             strings<&S::ppEnabledExtensionNames, &S::enabledExtensionCount>>;
 };
 
 template <>
@@ -340,7 +342,7 @@ struct description<VkSwapchainCreateInfoKHR>
              when<shared_by_families<&S::imageSharingMode>,
                   array<&S::pQueueFamilyIndices, &S::queueFamilyIndexCount>>,
              plain<&S::preTransform, &S::compositeAlpha, &S::presentMode, &S::clipped>,
-             handle<&S::oldSwapchain>>;
+             optional<handle<&S::oldSwapchain>>>;
 };
 
 } // namespace vk_wire

@@ -238,15 +238,16 @@ template <>
 struct description<VkGraphicsPipelineCreateInfo>
 {
     using S = VkGraphicsPipelineCreateInfo;
-    using fields = list<plain<&S::sType>, next<&S::pNext>, plain<&S::flags, &S::stageCount>,
-                        array<&S::pStages, &S::stageCount>, pointer<&S::pVertexInputState>,
-                        pointer<&S::pInputAssemblyState>, when<tessellates, pointer<&S::pTessellationState>>,
-                        when<rasterizes, pointer<&S::pViewportState>>, pointer<&S::pRasterizationState>,
-                        when<rasterizes, pointer<&S::pMultisampleState>>,
-                        when<uses_depth_stencil, pointer<&S::pDepthStencilState>>,
-                        when<uses_colour, pointer<&S::pColorBlendState>>, pointer<&S::pDynamicState>,
-                        handle<&S::layout>, handle<&S::renderPass>, plain<&S::subpass>,
-                        when<derives<S>, handle<&S::basePipelineHandle>>, plain<&S::basePipelineIndex>>;
+    using fields =
+        list<plain<&S::sType>, next<&S::pNext>, plain<&S::flags, &S::stageCount>,
+             array<&S::pStages, &S::stageCount>, pointer<&S::pVertexInputState>,
+             pointer<&S::pInputAssemblyState>, when<tessellates, pointer<&S::pTessellationState>>,
+             when<rasterizes, pointer<&S::pViewportState>>, pointer<&S::pRasterizationState>,
+             when<rasterizes, pointer<&S::pMultisampleState>>,
+             when<uses_depth_stencil, pointer<&S::pDepthStencilState>>,
+             when<uses_colour, pointer<&S::pColorBlendState>>, optional<pointer<&S::pDynamicState>>,
+             handle<&S::layout>, handle<&S::renderPass>, plain<&S::subpass>,
+             when<derives<S>, handle<&S::basePipelineHandle>>, plain<&S::basePipelineIndex>>;
     static constexpr auto tell = tell_graphics_pipeline_create_info;
 };
 
@@ -337,7 +338,7 @@ struct description<VkPipelineShaderStageCreateInfo>
 {
     using S = VkPipelineShaderStageCreateInfo;
     using fields = list<plain<&S::sType>, next<&S::pNext>, plain<&S::flags, &S::stage>, handle<&S::module>,
-                        string<&S::pName>, pointer<&S::pSpecializationInfo>>;
+                        string<&S::pName>, optional<pointer<&S::pSpecializationInfo>>>;
 };
 
 template <>
@@ -453,7 +454,7 @@ struct description<VkSubpassDescription>
              array<&S::pInputAttachments, &S::inputAttachmentCount>, plain<&S::colorAttachmentCount>,
              array<&S::pColorAttachments, &S::colorAttachmentCount>,
              optional<array<&S::pResolveAttachments, &S::colorAttachmentCount>>,
-             pointer<&S::pDepthStencilAttachment>, plain<&S::preserveAttachmentCount>,
+             optional<pointer<&S::pDepthStencilAttachment>>, plain<&S::preserveAttachmentCount>,
              array<&S::pPreserveAttachments, &S::preserveAttachmentCount>>;
 };
 

@@ -307,8 +307,8 @@ template <>
 struct description<VkSparseImageMemoryBind>
 {
     using S = VkSparseImageMemoryBind;
-    using fields = list<nested<&S::subresource>, nested<&S::offset>, nested<&S::extent>, handle<&S::memory>,
-                        plain<&S::memoryOffset, &S::flags>>;
+    using fields = list<nested<&S::subresource>, nested<&S::offset>, nested<&S::extent>,
+                        optional<handle<&S::memory>>, plain<&S::memoryOffset, &S::flags>>;
 };
 
 template <>
@@ -329,8 +329,8 @@ template <>
 struct description<VkSparseMemoryBind>
 {
     using S = VkSparseMemoryBind;
-    using fields =
-        list<plain<&S::resourceOffset, &S::size>, handle<&S::memory>, plain<&S::memoryOffset, &S::flags>>;
+    using fields = list<plain<&S::resourceOffset, &S::size>, optional<handle<&S::memory>>,
+                        plain<&S::memoryOffset, &S::flags>>;
 };
 
 template <>

@@ -46,16 +46,20 @@ public:
         uint64_t held = left() / size;
         if (count <= held) [[likely]]
             return count;
-        _missing += (count - held) * size;
+        uint64_t lacking = 0;
+        if (__builtin_mul_overflow(count - held, size, &lacking) ||
+            __builtin_add_overflow(_missing, lacking, &_missing))
+            _missing = most_missing;
         return held;
     }
     /// The next `bytes` as they stand; when the message ends in them, a copy with zeros for the rest.
     void* in_place(uint64_t bytes)
     {
-        const uint8_t* at = _in.rest();
-        if (bytes <= left()) [[likely]] {
+        const uint64_t held = left();
+        if (bytes <= held) [[likely]] {
+            uint8_t* at = _message + (_in.size() - held);
             _in.skip(bytes);
-            return _message + (at - _message);
+            return at;
         }
         return completed(bytes);
     }
@@ -78,6 +82,9 @@ public:
     bool overflowed() const { return _arena && _used > arena_size; }
 
 private:
+    /// More than any message, and far from the end of the numbers for what is added to it.
+    static constexpr uint64_t most_missing = uint64_t{1} << 62;
+
     void* completed(uint64_t bytes);
     void* block(uint64_t bytes);
 

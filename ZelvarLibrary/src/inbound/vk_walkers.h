@@ -9,9 +9,14 @@
 template <class T>
 T* vk_receive(vk_reader& in, uint32_t& count);
 
-/// Replaces every target handle inside by the host's, in place. False when one isn't known.
+struct vk_prepared
+{
+    bool found;    // every target handle was known
+    bool complete; // and nothing is null that the host follows without looking
+};
+/// Replaces every target handle inside by the host's, in place.
 template <class T>
-bool vk_prepare_host(_zelvar_object_manager_data_vk_device* device, T* structure);
+vk_prepared vk_prepare_host(_zelvar_object_manager_data_vk_device* device, T* structure);
 
 /// Bytes of one T in the layout of a target of 32 or 64 bits.
 template <class T>

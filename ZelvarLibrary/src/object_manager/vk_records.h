@@ -19,10 +19,54 @@ struct vk_buffer_data
 {
     VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
     bool changed = false;                          // the target has written its contents
-    VkBuffer replaced = VK_NULL_HANDLE;            // host's first, once another has taken its place
+    VkDeviceSize size = UINT64_MAX;                // this and the like: not known
+    bool sparse = false;
+    VkBuffer replaced = VK_NULL_HANDLE; // host's first, once another has taken its place
+};
+struct vk_query_pool_data
+{
+    uint32_t count = UINT32_MAX;
+};
+struct vk_pipeline_layout_data
+{
+    uint32_t set_count = UINT32_MAX;
+    uint32_t push_bytes = UINT32_MAX;
+};
+struct vk_render_pass_data
+{
+    uint32_t attachment_count = 0;
+    uint32_t subpass_count = UINT32_MAX;
+};
+struct vk_framebuffer_data
+{
+    uint32_t attachment_count = UINT32_MAX;
+    uint32_t width = UINT32_MAX;
+    uint32_t height = UINT32_MAX;
+};
+struct vk_binding
+{
+    uint32_t count;
+    bool own_samplers;
+};
+using vk_bindings = std::shared_ptr<const std::map<uint32_t, vk_binding>>; // null: not known
+struct vk_set_layout_data
+{
+    vk_bindings bindings;
+};
+/// What the commands recorded so far have set up for those to come.
+struct vk_command_state
+{
+    bool secondary = false;
+    bool graphics = false; // a pipeline is bound
+    bool compute = false;
+    bool indices = false;
+    bool in_pass = false;
+    uint32_t subpasses_left = 0;                        // of the pass
+    std::set<std::pair<VkQueryPool, uint32_t>> queries; // begun, by target's pool
 };
 struct vk_descriptor_set_data
 {
+    vk_bindings bindings;                          // its layout's
     VkDescriptorPool target_pool = VK_NULL_HANDLE; // ends with it
 };
 /// What the host's copy of mapped memory holds. Blocks that were decoded for a copy into an image must not
@@ -125,7 +169,8 @@ struct _zelvar_object_manager_data_vk_device
 #define ZELVAR_VK_OBJECT(type, handle, word, data) vk_map_of<handle> type;
 #include "object_manager/vk_objects.inc"
 #undef ZELVAR_VK_OBJECT
-    std::set<VkDeviceMemory> coherent_memory; // target's
+    std::set<VkDeviceMemory> coherent_memory;             // target's
+    std::map<VkCommandBuffer, vk_command_state> commands; // by target's handle
     VkMemoryRequirements last_memory_requirements{};
 
     bool removed = false; // no longer registered: whoever waited for the lock finds out here

@@ -15,6 +15,8 @@ struct preparation
 {
     vk_device_record* device;
     bool found = true;
+    /// No handle or structure is null that the host needs.
+    bool complete = true;
 
     /// The host's handle; null once one wasn't found.
     template <class H>
@@ -57,6 +59,12 @@ struct preparation
     template <auto M>
     void fit(handle<M>, uint8_t* structure)
     {
+        fit_elements(handle<M>{}, structure);
+        complete &= get<M>(structure) != VK_NULL_HANDLE;
+    }
+    template <auto M>
+    void fit_elements(handle<M>, uint8_t* structure)
+    {
         set<M>(structure, host_of(get<M>(structure)));
     }
 
@@ -74,7 +82,13 @@ struct preparation
     }
 
     template <auto P>
-    void fit(pointer<P>, uint8_t* structure)
+    void fit(pointer<P> field, uint8_t* structure)
+    {
+        fit_elements(field, structure);
+        complete &= target_of<P>(structure) != nullptr;
+    }
+    template <auto P>
+    void fit_elements(pointer<P>, uint8_t* structure)
     {
         if (uint8_t* pointee = target_of<P>(structure))
             walk<pointee_of<P>>(pointee);
@@ -112,8 +126,11 @@ struct preparation
         if constexpr (std::is_same_v<element, VkSemaphore>)
             drop_signalled<P, N>(structure, elements);
         else if constexpr (!is_dispatchable<element>)
-            for (uint64_t i = 0; i < get<N>(structure); ++i)
-                store(elements + i * sizeof(element), host_of(load<element>(elements + i * sizeof(element))));
+            for (uint64_t i = 0; i < get<N>(structure); ++i) {
+                const element host = host_of(load<element>(elements + i * sizeof(element)));
+                store(elements + i * sizeof(element), host);
+                complete &= host != VK_NULL_HANDLE;
+            }
     }
 
     /// Semaphores that the system itself has signalled are unknown to the host's queue: they go, and what
@@ -171,6 +188,17 @@ struct preparation
     {
         fit(Field{}, structure);
     }
+    // The writer has put null where the condition says so.
+    template <auto Condition, auto M>
+    void fit(when<Condition, handle<M>>, uint8_t* structure)
+    {
+        fit_elements(handle<M>{}, structure);
+    }
+    template <auto Condition, auto P>
+    void fit(when<Condition, pointer<P>>, uint8_t* structure)
+    {
+        fit_elements(pointer<P>{}, structure);
+    }
 
     /// The host would read an array that isn't there.
     template <template <auto, auto> class Kind, auto P, auto N>
@@ -184,19 +212,19 @@ struct preparation
 } // namespace
 
 template <class T>
-bool vk_prepare_host(_zelvar_object_manager_data_vk_device* device, T* structure)
+vk_prepared vk_prepare_host(_zelvar_object_manager_data_vk_device* device, T* structure)
 {
     preparation all{device};
     if (structure)
         all.walk<T>(reinterpret_cast<uint8_t*>(structure));
-    return all.found;
+    return {all.found, all.complete};
 }
 
 #define VK_STRUCTURE(name, size32)                                                                           \
-    template bool vk_prepare_host<name>(_zelvar_object_manager_data_vk_device*, name*);                      \
+    template vk_prepared vk_prepare_host<name>(_zelvar_object_manager_data_vk_device*, name*);               \
     bool prepare_host_##name(_zelvar_object_manager_data_vk_device* device, name** structure)                \
     {                                                                                                        \
-        return vk_prepare_host(device, *structure);                                                          \
+        return vk_prepare_host(device, *structure).found;                                                    \
     }
 #include "wire/vk_structure_names.inc"
 #undef VK_STRUCTURE

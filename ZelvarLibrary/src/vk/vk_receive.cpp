@@ -43,6 +43,10 @@ template <auto M>
 struct leads<nested<M>> : std::bool_constant<leads_anywhere<nested_type<M>>()>
 {
 };
+template <class Field>
+struct leads<optional<Field>> : leads<Field>
+{
+};
 template <auto Condition, class Field>
 struct leads<when<Condition, Field>> : leads<Field>
 {

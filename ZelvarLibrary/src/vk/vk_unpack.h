@@ -64,6 +64,17 @@ void pack_field(nested<M>, const uint8_t* wide, uint8_t* narrow)
         pack<inner>(wide + i * sizeof(inner), narrow + i * layout<inner, 32>::size);
 }
 
+template <class Field>
+void unpack_field(optional<Field>, const uint8_t* narrow, uint8_t* wide)
+{
+    unpack_field(Field{}, narrow, wide);
+}
+template <class Field>
+void pack_field(optional<Field>, const uint8_t* wide, uint8_t* narrow)
+{
+    pack_field(Field{}, wide, narrow);
+}
+
 template <auto Condition, class Field>
 void unpack_field(when<Condition, Field>, const uint8_t* narrow, uint8_t* wide)
 {

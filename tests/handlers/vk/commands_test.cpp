@@ -84,18 +84,12 @@ TEST_F(vk_commands, WhatIsNotKnownIsNotRecorded)
     EXPECT_EQ(fake_vulkan::texts(), texts{});
 }
 
-TEST_F(vk_commands, BarrierOnWhatIsNotKnownIsRecordedWithoutIt)
+TEST_F(vk_commands, BarrierOnWhatIsNotKnownIsNotRecorded)
 {
     VkImageMemoryBarrier barriers[2]{};
     barriers[0].sType = barriers[1].sType = VK_STRUCTURE_TYPE_IMAGE_MEMORY_BARRIER;
     barriers[0].image = as<VkImage>(target_of<VkImage>());
     barriers[1].image = as<VkImage>(unknown_handle);
-    std::vector<VkImage> seen;
-    fake_vulkan::hook<&vk::vkCmdPipelineBarrier>([&](VkCommandBuffer, auto, auto, auto, auto, auto, auto,
-                                                     auto, uint32_t n, const VkImageMemoryBarrier* b) {
-        for (uint32_t i = 0; i < n; ++i)
-            seen.push_back(b[i].image);
-    });
     message call = command(in::vk_cmd_pipeline_barrier)
                        .u32(1)
                        .u32(2)
@@ -110,7 +104,100 @@ TEST_F(vk_commands, BarrierOnWhatIsNotKnownIsRecordedWithoutIt)
     EXPECT_EQ(library::occurrences(said, "vk_vkCmdPipelineBarrier: could not accomplish a host<=>target "
                                          "mapping for argument pImageMemoryBarriers[1]\n"),
               1u);
-    EXPECT_EQ(seen, (std::vector<VkImage>{entry<VkImage>().host, VK_NULL_HANDLE}));
+    EXPECT_EQ(library::occurrences(said, "vk_vkCmdPipelineBarrier: a handle or structure is missing that "
+                                         "Vulkan requires, the host isn't called.\n"),
+              1u);
+    EXPECT_EQ(fake_vulkan::texts(), texts{}) << "a driver follows a null image";
+}
+
+TEST_F(vk_commands, RangesBeyondWhatThereIsStayAwayFromTheHost)
+{
+    auto& buffer = entry<VkBuffer>();
+    buffer.size = 256;
+    auto fill = [&](uint64_t offset, uint64_t size) {
+        return host_calls(
+                   command(in::vk_cmd_fill_buffer).u64(target_of<VkBuffer>()).u64(offset).u64(size).u32(1))
+            .size();
+    };
+    EXPECT_EQ(fill(0, 256), 0u) << "there is no memory behind it";
+    buffer.target_memory = as<VkDeviceMemory>(target_of<VkDeviceMemory>());
+    EXPECT_EQ(fill(0, 256), 1u);
+    EXPECT_EQ(fill(4, 252), 1u);
+    EXPECT_EQ(fill(256, VK_WHOLE_SIZE), 1u);
+    EXPECT_EQ(fill(4, 256), 0u);
+    EXPECT_EQ(fill(UINT64_MAX - 3, 8), 0u);
+    EXPECT_EQ(fill(260, VK_WHOLE_SIZE), 0u);
+    entry<VkQueryPool>().count = 4;
+    auto reset = [&](uint32_t first, uint32_t count) {
+        return host_calls(
+                   command(in::vk_cmd_reset_query_pool).u64(target_of<VkQueryPool>()).u32(first).u32(count))
+            .size();
+    };
+    EXPECT_EQ(reset(1, 3), 1u);
+    EXPECT_EQ(reset(2, 3), 0u);
+    EXPECT_EQ(reset(UINT32_MAX, 2), 0u);
+    entry<VkPipelineLayout>().push_bytes = 16;
+    auto push = [&](uint32_t offset) {
+        message call = command(in::vk_cmd_push_constants).u64(target_of<VkPipelineLayout>()).u32(1);
+        return host_calls(call.u32(offset).u32(8).u64(memory).u64(0)).size();
+    };
+    EXPECT_EQ(push(8), 1u);
+    EXPECT_EQ(push(12), 0u);
+    auto viewport = [&](uint32_t first) {
+        return host_calls(command(in::vk_cmd_set_viewport)
+                              .u32(first)
+                              .u32(1)
+                              .u64(memory)
+                              .raw(std::vector<uint8_t>(24)))
+            .size();
+    };
+    EXPECT_EQ(viewport(15), 1u);
+    EXPECT_EQ(viewport(16), 0u);
+}
+
+TEST_F(vk_commands, WhatACommandWorksOnMustBeThere)
+{
+    vk_command_state& state = device->commands[as<VkCommandBuffer>(commands_handle)];
+    entry<VkRenderPass>().subpass_count = 2;
+    entry<VkFramebuffer>().width = entry<VkFramebuffer>().height = 16;
+    auto recorded = [&](const message& call) { return host_calls(call).size() == 1; };
+    const message draw = command(in::vk_cmd_draw).u32(3).u32(1).u32(0).u32(0);
+    const message next = command(in::vk_cmd_next_subpass).u32(0);
+    const message end = command(in::vk_cmd_end_render_pass);
+    auto begin = [&](uint32_t width) {
+        VkRenderPassBeginInfo info{};
+        info.renderPass = as<VkRenderPass>(target_of<VkRenderPass>());
+        info.framebuffer = as<VkFramebuffer>(target_of<VkFramebuffer>());
+        info.renderArea.extent = {width, 16};
+        message call = command(in::vk_cmd_begin_render_pass).u64(memory).u32(0);
+        return put(call, info);
+    };
+    auto bind = [&](uint32_t point) {
+        return command(in::vk_cmd_bind_pipeline).u32(point).u64(target_of<VkPipeline>());
+    };
+    EXPECT_FALSE(recorded(end));
+    EXPECT_FALSE(recorded(begin(17)));
+    EXPECT_TRUE(recorded(begin(16)));
+    EXPECT_FALSE(recorded(draw)) << "there is no pipeline";
+    EXPECT_TRUE(recorded(bind(VK_PIPELINE_BIND_POINT_GRAPHICS)));
+    EXPECT_TRUE(recorded(draw));
+    EXPECT_FALSE(recorded(command(in::vk_cmd_draw_indexed).u32(3).u32(1).u32(0).u32(0).u32(0)));
+    EXPECT_TRUE(recorded(next));
+    EXPECT_FALSE(recorded(next));
+    EXPECT_TRUE(recorded(end));
+    EXPECT_FALSE(recorded(draw)) << "the pass has ended";
+    const message dispatch = command(in::vk_cmd_dispatch).u32(1).u32(1).u32(1);
+    EXPECT_FALSE(recorded(dispatch));
+    EXPECT_TRUE(recorded(bind(VK_PIPELINE_BIND_POINT_COMPUTE)));
+    EXPECT_TRUE(recorded(dispatch));
+    const message end_query = command(in::vk_cmd_end_query).u64(target_of<VkQueryPool>()).u32(0);
+    EXPECT_FALSE(recorded(end_query));
+    EXPECT_TRUE(recorded(command(in::vk_cmd_begin_query).u64(target_of<VkQueryPool>()).u32(0).u32(0)));
+    EXPECT_TRUE(recorded(end_query));
+    EXPECT_FALSE(recorded(command(in::vk_cmd_execute_commands).u32(1).u64(memory).u64(commands_handle)));
+    message again = target.make(in::vk_begin_command_buffer).u64(commands_handle).u64(memory);
+    target.run(put(again, VkCommandBufferBeginInfo{}));
+    EXPECT_FALSE(state.graphics || state.compute) << "a buffer begins afresh";
 }
 
 /// Copies of blocks from a buffer in memory of 4 KiB into an image of 8x8 texels in blocks of 4x4.

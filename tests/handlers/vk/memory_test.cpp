@@ -236,6 +236,15 @@ TEST_F(vk_memory, BoundObjectsAndTheirMemoryKnowEachOther)
     auto bind = [&](uint32_t type) {
         return target.make(type).u64(device_handle).u64(target_of<VkBuffer>()).u64(handle).u64(0x20);
     };
+    known().size = 0x60;
+    fake_vulkan::hook<&vk::vkGetBufferMemoryRequirements>(
+        [](auto, auto, VkMemoryRequirements* needed) { needed->size = 0x41; });
+    EXPECT_EQ(result_of_call(bind(in::vk_bind_buffer_memory)), -1) << "a byte more than there is";
+    EXPECT_EQ(fake_vulkan::count("vkBindBufferMemory"), 0u);
+    fake_vulkan::hook<&vk::vkGetBufferMemoryRequirements>(
+        [](auto, auto, VkMemoryRequirements* needed) { needed->size = 0x40; });
+    fake_vulkan::hook<&vk::vkGetImageMemoryRequirements>(
+        [](auto, auto, VkMemoryRequirements* needed) { needed->size = 0x40; });
     EXPECT_EQ(result_of_call(bind(in::vk_bind_buffer_memory)), 0);
     EXPECT_EQ(result_of_call(bind(in::vk_bind_image_memory)), 0);
     EXPECT_EQ(known().target_buffer, as<VkBuffer>(target_of<VkBuffer>()));
@@ -251,6 +260,7 @@ TEST_F(vk_memory, BoundObjectsAndTheirMemoryKnowEachOther)
     EXPECT_TRUE(device->device_memory.empty());
     // What goes first is forgotten by the memory.
     add<VkDeviceMemory>("VkDeviceMemory");
+    known().size = 0x60;
     EXPECT_EQ(result_of_call(bind(in::vk_bind_image_memory)), 0);
     target.run(target.make(in::vk_destroy_image).u64(device_handle).u64(target_of<VkImage>()).u64(0));
     EXPECT_EQ(known().target_image, VkImage{});

@@ -105,8 +105,10 @@ TEST_F(vk_objects, AstcFormatsAreNoneOfTheHosts)
     attachments[0].format = VK_FORMAT_D16_UNORM;
     attachments[1].format = VK_FORMAT_ASTC_4x4_UNORM_BLOCK;
     message second = target.make(in::vk_create_render_pass).u64(device_handle).u64(memory).u64(0).u64(memory);
-    put(second, pass);
-    target.run(put(second, attachments).u64(fresh));
+    pass.subpassCount = 1;
+    pass.pSubpasses = as<const VkSubpassDescription*>(memory);
+    put(put(second, pass), attachments);
+    target.run(put(second, VkSubpassDescription{}).u64(fresh));
     EXPECT_EQ(formats,
               (std::vector{VK_FORMAT_R8G8B8A8_UNORM, VK_FORMAT_D16_UNORM, VK_FORMAT_R8G8B8A8_UNORM}));
 }
@@ -123,7 +125,10 @@ TEST_F(vk_objects, OfSeveralPipelinesThoseThatExistAreEntered)
         return VK_ERROR_INVALID_SHADER_NV;
     });
     VkComputePipelineCreateInfo infos[2]{};
-    infos[1].layout = as<VkPipelineLayout>(target_of<VkPipelineLayout>());
+    for (VkComputePipelineCreateInfo& info : infos) {
+        info.layout = as<VkPipelineLayout>(target_of<VkPipelineLayout>());
+        info.stage.module = as<VkShaderModule>(target_of<VkShaderModule>());
+    }
     message call = target.make(in::vk_create_compute_pipelines);
     call.u64(device_handle).u64(0).u32(2).u64(memory).u64(0).u64(memory);
     EXPECT_EQ(result_of_call(put(call, infos).u64(fresh).u64(fresh + 1)), VK_ERROR_INVALID_SHADER_NV);
@@ -187,6 +192,73 @@ TEST_F(vk_objects, UpdatesOfDescriptorsNameTheHostsObjects)
         target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
     target.run(put(put(call, write), buffer));
     EXPECT_EQ(seen, entry<VkBuffer>().host);
+}
+
+TEST_F(vk_objects, UpdatesStayWithinTheDescriptorsOfTheLayout)
+{
+    entry<VkDescriptorSet>().bindings = std::make_shared<std::map<uint32_t, vk_binding>>(
+        std::map<uint32_t, vk_binding>{{0, {2, false}}, {3, {1, true}}});
+    VkWriteDescriptorSet write{};
+    write.dstSet = as<VkDescriptorSet>(target_of<VkDescriptorSet>());
+    write.descriptorType = VK_DESCRIPTOR_TYPE_SAMPLER;
+    write.descriptorCount = 1;
+    write.pImageInfo = as<const VkDescriptorImageInfo*>(memory);
+    VkDescriptorImageInfo image{};
+    auto reaches_host = [&] {
+        message call =
+            target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
+        return host_calls(put(put(call, write), image)).size() == 1;
+    };
+    EXPECT_FALSE(reaches_host()) << "without a sampler";
+    image.sampler = as<VkSampler>(target_of<VkSampler>());
+    EXPECT_TRUE(reaches_host());
+    write.dstArrayElement = 2; // runs on into binding 3
+    EXPECT_TRUE(reaches_host());
+    write.dstArrayElement = 3;
+    EXPECT_FALSE(reaches_host());
+    write.dstArrayElement = 0;
+    write.dstBinding = 1;
+    EXPECT_FALSE(reaches_host());
+    write.dstBinding = 3;
+    image.sampler = VK_NULL_HANDLE;
+    EXPECT_TRUE(reaches_host()) << "the layout has its own";
+    write.pImageInfo = nullptr;
+    EXPECT_FALSE(reaches_host());
+}
+
+TEST_F(vk_objects, TheHostSeesNoNullThatVulkanDoesNotAllow)
+{
+    auto create = [&](uint32_t type, const auto& info) {
+        message call = target.make(type).u64(device_handle).u64(memory).u64(0).u64(memory);
+        return host_calls(put(call, info).u64(fresh));
+    };
+    for (uint64_t handle : {uint64_t{0}, unknown_handle}) {
+        VkImageViewCreateInfo image_view{};
+        image_view.image = as<VkImage>(handle);
+        EXPECT_EQ(create(in::vk_create_image_view, image_view), texts{});
+        VkBufferViewCreateInfo buffer_view{};
+        buffer_view.buffer = as<VkBuffer>(handle);
+        EXPECT_EQ(create(in::vk_create_buffer_view, buffer_view), texts{});
+        VkFramebufferCreateInfo framebuffer{};
+        framebuffer.renderPass = as<VkRenderPass>(handle);
+        EXPECT_EQ(create(in::vk_create_framebuffer, framebuffer), texts{});
+        VkRenderPassBeginInfo pass{};
+        pass.renderPass = as<VkRenderPass>(target_of<VkRenderPass>());
+        pass.framebuffer = as<VkFramebuffer>(handle);
+        message begin = command(in::vk_cmd_begin_render_pass).u64(memory).u32(0);
+        EXPECT_EQ(host_calls(put(begin, pass)), texts{});
+        VkWriteDescriptorSet write{};
+        write.dstSet = as<VkDescriptorSet>(handle);
+        message update =
+            target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
+        EXPECT_EQ(host_calls(put(update, write)), texts{});
+    }
+    VkGraphicsPipelineCreateInfo pipeline{}; // without the states that each has
+    pipeline.layout = as<VkPipelineLayout>(target_of<VkPipelineLayout>());
+    pipeline.renderPass = as<VkRenderPass>(target_of<VkRenderPass>());
+    message call = target.make(in::vk_create_graphics_pipelines);
+    call.u64(device_handle).u64(0).u32(1).u64(memory).u64(0).u64(memory);
+    EXPECT_EQ(host_calls(put(call, pipeline).u64(fresh)), texts{});
 }
 
 TEST_F(vk_objects, QueryResultsComeBackWhereTheTargetHasNoDriver)

@@ -6,12 +6,23 @@
 
 using vk = sidechannel_vk_imports;
 
+namespace {
+constexpr const char* beyond_buffer = "the range isn't all in the buffer, or it has no memory";
+}
+
 void vk_vkCmdCopyBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkBuffer srcBuffer,
                         VkBuffer dstBuffer, uint32_t regionCount, vk_array<VkBufferCopy, 3> pRegions)
 {
     vk_recording call{"vk_vkCmdCopyBuffer", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_srcBuffer", srcBuffer, "target_dstBuffer",
                dstBuffer, "regionCount", regionCount, "pRegions_ptr", pRegions.address);
+    if (auto* data = call.begin())
+        for (uint32_t i = 0; i < pRegions.count; ++i) {
+            const VkBufferCopy region = pRegions.data[i];
+            call.need(vk_holds(data, srcBuffer, region.srcOffset, region.size) &&
+                          vk_holds(data, dstBuffer, region.dstOffset, region.size),
+                      beyond_buffer);
+        }
     call.record<&vk::vkCmdCopyBuffer>(srcBuffer, dstBuffer, pRegions.count, pRegions);
 }
 
@@ -83,6 +94,8 @@ void vk_vkCmdUpdateBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, V
     vk_recording call{"vk_vkCmdUpdateBuffer", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_dstBuffer", dstBuffer, "dstOffset", dstOffset,
                "dataSize", dataSize, "pData_ptr", pData.address);
+    if (auto* data = call.begin())
+        call.need(vk_holds(data, dstBuffer, dstOffset, pData.size), beyond_buffer);
     call.record<&vk::vkCmdUpdateBuffer>(dstBuffer, dstOffset, pData.size, pData);
 }
 
@@ -92,6 +105,8 @@ void vk_vkCmdFillBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkB
     vk_recording call{"vk_vkCmdFillBuffer", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_dstBuffer", dstBuffer, "dstOffset", dstOffset,
                "size", size, "data", data);
+    if (auto* data = call.begin())
+        call.need(vk_holds(data, dstBuffer, dstOffset, size == VK_WHOLE_SIZE ? 0 : size), beyond_buffer);
     call.record<&vk::vkCmdFillBuffer>(dstBuffer, dstOffset, size, data);
 }
 
@@ -124,5 +139,6 @@ void vk_vkCmdClearAttachments(pid_t pid, tid_t tid, VkCommandBuffer commandBuffe
     vk_recording call{"vk_vkCmdClearAttachments", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "attachmentCount", attachmentCount, "pAttachments_ptr",
                pAttachments.address, "rectCount", rectCount, "pRects_ptr", pRects.address);
+    call.need_pass();
     call.record<&vk::vkCmdClearAttachments>(pAttachments.count, pAttachments, pRects.count, pRects);
 }

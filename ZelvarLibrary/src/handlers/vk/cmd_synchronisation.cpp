@@ -17,6 +17,12 @@ void prepare_barriers(vk_recording& call, const Memory& memory, const Buffers& b
     call.prepare(data, buffers.data, buffers.count, "pBufferMemoryBarriers[%u]");
     call.prepare(data, images.data, images.count, "pImageMemoryBarriers[%u]");
 }
+
+void need_queries(vk_recording& call, VkQueryPool pool, uint32_t first, uint32_t count)
+{
+    if (auto* data = call.begin())
+        call.need(vk_has_queries(data, pool, first, count), "the pool has no such queries");
+}
 } // namespace
 
 void vk_vkCmdSetEvent(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkEvent event,
@@ -83,6 +89,9 @@ void vk_vkCmdBeginQuery(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkQ
     vk_recording call{"vk_vkCmdBeginQuery", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_queryPool", queryPool, "query", query, "flags",
                flags);
+    need_queries(call, queryPool, query, 1);
+    if (auto* now = call.state(); now && !call.refused())
+        now->queries.insert({queryPool, query});
     call.record<&vk::vkCmdBeginQuery>(queryPool, query, flags);
 }
 
@@ -91,6 +100,9 @@ void vk_vkCmdEndQuery(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkQue
 {
     vk_recording call{"vk_vkCmdEndQuery", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_queryPool", queryPool, "query", query);
+    need_queries(call, queryPool, query, 1);
+    if (auto* now = call.state())
+        call.need(now->queries.erase({queryPool, query}) != 0, "the query hasn't begun");
     call.record<&vk::vkCmdEndQuery>(queryPool, query);
 }
 
@@ -100,6 +112,7 @@ void vk_vkCmdResetQueryPool(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
     vk_recording call{"vk_vkCmdResetQueryPool", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_queryPool", queryPool, "firstQuery",
                firstQuery, "queryCount", queryCount);
+    need_queries(call, queryPool, firstQuery, queryCount);
     call.record<&vk::vkCmdResetQueryPool>(queryPool, firstQuery, queryCount);
 }
 
@@ -109,6 +122,7 @@ void vk_vkCmdWriteTimestamp(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
     vk_recording call{"vk_vkCmdWriteTimestamp", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "pipelineStage", pipelineStage, "target_queryPool",
                queryPool, "query", query);
+    need_queries(call, queryPool, query, 1);
     call.record<&vk::vkCmdWriteTimestamp>(pipelineStage, queryPool, query);
 }
 
@@ -120,6 +134,9 @@ void vk_vkCmdCopyQueryPoolResults(pid_t pid, tid_t tid, VkCommandBuffer commandB
     call.trace("target_command_buffer", commandBuffer, "target_queryPool", queryPool, "firstQuery",
                firstQuery, "queryCount", queryCount, "target_dstBuffer", dstBuffer, "dstOffset", dstOffset,
                "stride", stride, "flags", flags);
+    need_queries(call, queryPool, firstQuery, queryCount);
+    if (auto* data = call.begin())
+        call.need(vk_holds(data, dstBuffer, dstOffset, 0), "the results don't fit into the buffer");
     call.record<&vk::vkCmdCopyQueryPoolResults>(queryPool, firstQuery, queryCount, dstBuffer, dstOffset,
                                                 stride, flags);
 }

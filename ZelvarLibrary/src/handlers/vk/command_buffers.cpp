@@ -63,6 +63,8 @@ void vk_vkAllocateCommandBuffers(
     if (call.result == VK_SUCCESS)
         zelvar_object_manager_vk_add_command_buffers(pid, device, pCommandBuffers.data, hosts.data(), count,
                                                      target_pool);
+    for (uint32_t i = 0; call.result == VK_SUCCESS && i < count; ++i)
+        data->commands[pCommandBuffers.data[i]] = {};
 }
 
 void vk_vkFreeCommandBuffers(pid_t pid, tid_t tid, VkDevice device, VkCommandPool commandPool,
@@ -85,6 +87,8 @@ void vk_vkFreeCommandBuffers(pid_t pid, tid_t tid, VkDevice device, VkCommandPoo
         return;
     call.host<&vk::vkFreeCommandBuffers>(data->device, commandPool, count, hosts.data());
     zelvar_object_manager_vk_delete_command_buffers(pid, targets.data(), count);
+    for (VkCommandBuffer target : targets)
+        data->commands.erase(target);
 }
 
 void vk_vkBeginCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
@@ -99,6 +103,10 @@ void vk_vkBeginCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
         return;
     call.prepare(data, pBeginInfo, "pBeginInfo");
     call.result = call.host<&vk::vkBeginCommandBuffer>(host, pBeginInfo.data);
+    if (auto state = data->commands.find(commandBuffer); state != data->commands.end()) {
+        state->second = {};
+        state->second.secondary = pBeginInfo->pInheritanceInfo != nullptr;
+    }
 }
 
 void vk_vkEndCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,

@@ -113,11 +113,16 @@ void vk_vkAllocateDescriptorSets(
     const uint32_t count = pAllocateInfo->descriptorSetCount;
     vk_entry_of<VkDescriptorSet> entry;
     entry.target_pool = pAllocateInfo->descriptorPool;
+    std::vector<vk_bindings> bindings(count);
+    for (uint32_t i = 0; pAllocateInfo->pSetLayouts && i < count; ++i)
+        if (auto* layout = vk_known(data, pAllocateInfo->pSetLayouts[i]))
+            bindings[i] = layout->bindings;
     call.prepare(data, pAllocateInfo, "pAllocateInfo");
     std::vector<VkDescriptorSet> hosts(count, VK_NULL_HANDLE);
     call.result = call.host<&vk::vkAllocateDescriptorSets>(data->device, pAllocateInfo.data, hosts.data());
     for (uint32_t i = 0; call.result == VK_SUCCESS && i < count; ++i) {
         entry.host = hosts[i];
+        entry.bindings = bindings[i];
         call.add(data, pDescriptorSets.data[i], entry);
     }
 }
@@ -158,6 +163,17 @@ void vk_vkUpdateDescriptorSets(pid_t pid, tid_t tid, VkDevice device, uint32_t d
     auto* data = call.lock(device);
     if (!data)
         return;
+    for (uint32_t i = 0; i < pDescriptorWrites.count; ++i)
+        if (!vk_can_write(data, pDescriptorWrites.data[i]))
+            call.refuse("a set has no such descriptors, or what is written is missing");
+    for (uint32_t i = 0; i < pDescriptorCopies.count; ++i) {
+        const VkCopyDescriptorSet copy = pDescriptorCopies.data[i];
+        if (!vk_has_descriptors(data, copy.srcSet, copy.srcBinding, copy.srcArrayElement,
+                                copy.descriptorCount) ||
+            !vk_has_descriptors(data, copy.dstSet, copy.dstBinding, copy.dstArrayElement,
+                                copy.descriptorCount))
+            call.refuse("a set has no such descriptors");
+    }
     call.prepare(data, pDescriptorWrites.data, pDescriptorWrites.count, "pDescriptorWrites[%u]");
     call.prepare(data, pDescriptorCopies.data, pDescriptorCopies.count, "pDescriptorCopies[%u]");
     call.host<&vk::vkUpdateDescriptorSets>(data->device, pDescriptorWrites.count, pDescriptorWrites.data,

@@ -264,7 +264,7 @@ void vk_vkGetDeviceMemoryCommitment(pid_t pid, tid_t tid, VkDevice device, VkDev
 
 namespace {
 /// Both of one shape: bind on the host, then each remembers the other.
-template <auto Bind, auto BoundTo, class Handle>
+template <auto Bind, auto Ask, auto BoundTo, class Handle>
 void bind(vk_handler& call, VkDevice device, Handle object, VkDeviceMemory memory, VkDeviceSize offset)
 {
     auto* data = call.lock(device);
@@ -272,6 +272,10 @@ void bind(vk_handler& call, VkDevice device, Handle object, VkDeviceMemory memor
     auto* memory_entry = object_entry ? call.find(data, memory) : nullptr;
     if (!memory_entry)
         return;
+    VkMemoryRequirements needed{};
+    call.host<Ask>(data->device, object_entry->host, &needed);
+    if (offset > memory_entry->size || needed.size > memory_entry->size - offset)
+        return call.refuse("the memory doesn't hold the object");
     call.result = call.host<Bind>(data->device, object_entry->host, memory_entry->host, offset);
     if (call.result != VK_SUCCESS)
         return;
@@ -307,7 +311,8 @@ void vk_vkBindBufferMemory(pid_t pid, tid_t tid, VkDevice device, VkBuffer buffe
     vk_handler call{"vk_vkBindBufferMemory", pid, tid, target_result};
     call.trace("target_device", device, "target_buffer", buffer, "target_memory", memory, "memoryOffset",
                memoryOffset);
-    bind<&vk::vkBindBufferMemory, &vk_memory_data::target_buffer>(call, device, buffer, memory, memoryOffset);
+    bind<&vk::vkBindBufferMemory, &vk::vkGetBufferMemoryRequirements, &vk_memory_data::target_buffer>(
+        call, device, buffer, memory, memoryOffset);
 }
 
 void vk_vkBindImageMemory(pid_t pid, tid_t tid, VkDevice device, VkImage image, VkDeviceMemory memory,
@@ -316,7 +321,8 @@ void vk_vkBindImageMemory(pid_t pid, tid_t tid, VkDevice device, VkImage image, 
     vk_handler call{"vk_vkBindImageMemory", pid, tid, target_result};
     call.trace("target_device", device, "target_image", image, "target_memory", memory, "memoryOffset",
                memoryOffset);
-    bind<&vk::vkBindImageMemory, &vk_memory_data::target_image>(call, device, image, memory, memoryOffset);
+    bind<&vk::vkBindImageMemory, &vk::vkGetImageMemoryRequirements, &vk_memory_data::target_image>(
+        call, device, image, memory, memoryOffset);
 }
 
 void vk_vkGetBufferMemoryRequirements(pid_t pid, tid_t tid, VkDevice device, VkBuffer buffer,

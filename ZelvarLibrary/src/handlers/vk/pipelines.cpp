@@ -169,6 +169,9 @@ void vk_vkCreateGraphicsPipelines(pid_t pid, tid_t tid, VkDevice device, VkPipel
                pAllocator.address, "pPipelines_ptr", pPipelines.address);
     for (uint32_t i = 0; i < pCreateInfos.count; ++i)
         convert_formats(&pCreateInfos.data[i]);
+    for (uint32_t i = 0; i < pCreateInfos.count; ++i)
+        if (pCreateInfos.data[i].stageCount == 0 || !pCreateInfos.data[i].pStages)
+            call.refuse("a pipeline has a stage at least");
     create_pipelines<&vk::vkCreateGraphicsPipelines>(call, device, pipelineCache, pCreateInfos, pPipelines);
 }
 

@@ -2,7 +2,7 @@
 // What the calls on objects of a device share: finding the host's handle, making and destroying plain
 // objects.
 
-#include "handlers/vk/vk_handler.h"
+#include "handlers/vk/host_bounds.h"
 
 #include <type_traits>
 
@@ -73,6 +73,7 @@ void vk_create(vk_handler& call, vk_device_record* data, const vk_struct<Info>& 
         return;
     call.prepare(data, info, "pCreateInfo");
     vk_entry_of<Handle> entry;
+    vk_remember(entry, *info.data);
     call.result = call.host<Create>(data->device, info.data, nullptr, &entry.host);
     vk_enter<Destroy>(call, data, out.handle, entry);
 }

@@ -56,6 +56,8 @@ void vk_vkGetQueryPoolResults(pid_t pid, tid_t tid, VkDevice device, VkQueryPool
     call.accept(VK_NOT_READY);
     auto* data = call.lock(device);
     const uint64_t bytes = result_bytes(queryCount, stride);
+    if (data && !vk_has_queries(data, queryPool, firstQuery, queryCount))
+        return call.refuse("the pool has no such queries");
     if (!data || bytes == 0 || !vk_to_host(call, data, &queryPool))
         return;
     std::unique_ptr<uint8_t[]> results{new (std::nothrow) uint8_t[bytes]()};

@@ -24,9 +24,34 @@ public:
     /// The device of the command buffer, locked until the frame ends; null (logged) when it can't be had.
     vk_device_record* begin()
     {
-        if (!_data)
+        if (!_asked)
             _data = lock_command_buffer(_target, &_host);
+        _asked = true;
         return _data;
+    }
+    /// What the host may be told next; null when it isn't known.
+    vk_command_state* state()
+    {
+        auto* data = begin();
+        auto found = data ? data->commands.find(_target) : decltype(data->commands.begin()){};
+        return data && found != data->commands.end() ? &found->second : nullptr;
+    }
+    /// Keeps a command from the host that it would die of.
+    void need(bool fulfilled, const char* otherwise)
+    {
+        if (!fulfilled)
+            refuse(otherwise);
+    }
+    void need_pass(bool has_pipeline = true)
+    {
+        need(has_pipeline, "no pipeline is bound");
+        auto* now = state();
+        need(!now || now->in_pass || now->secondary, "no render pass has begun");
+    }
+    void need_graphics()
+    {
+        auto* now = state();
+        need_pass(!now || now->graphics);
     }
     /// Calls the host with the host's command buffer and these arguments, unless a handle isn't known: such a
     /// command is left out, as a recording call has no way to fail.
@@ -92,4 +117,5 @@ private:
     VkCommandBuffer _target;
     VkCommandBuffer _host = VK_NULL_HANDLE;
     vk_device_record* _data = nullptr;
+    bool _asked = false;
 };

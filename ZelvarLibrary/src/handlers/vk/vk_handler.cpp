@@ -73,15 +73,23 @@ bool vk_frame::wide() const
     return zelvar_object_manager_get_target_bit(pid, tid, nullptr) != 32;
 }
 
-bool vk_frame::prepared(bool found, const char* argument, uint32_t number) const
+void vk_frame::prepared(vk_prepared outcome, const char* argument, uint32_t number)
 {
-    if (found || !sidechannel_log_enabled(LOG_GATE_WARN))
-        return found;
+    if (!outcome.complete)
+        refuse("a handle or structure is missing that Vulkan requires");
+    if (outcome.found || !sidechannel_log_enabled(LOG_GATE_WARN))
+        return;
     std::string text = argument;
     if (size_t place = text.find("%u"); place != std::string::npos)
         text.replace(place, 2, std::to_string(number));
     LOG_WARN("%s: could not accomplish a host<=>target mapping for argument %s", key, text.c_str());
-    return false;
+}
+
+void vk_frame::refuse(const char* reason)
+{
+    if (!_refused)
+        LOG_ERROR("%s: %s, the host isn't called.", key, reason);
+    _refused = true;
 }
 
 void vk_frame::log_missing() const

@@ -63,22 +63,24 @@ public:
     VkPhysicalDevice physical_device(VkPhysicalDevice target) const;
 
     /// Replaces the handles in received structures by the host's. Goes on, with a line, where one isn't
-    /// known.
+    /// known; but where one is null then that Vulkan requires, `host` calls nothing from here on, as a driver
+    /// would follow the null.
     template <class T>
-    bool prepare(vk_device_record* device, const vk_struct<T>& structure, const char* argument) const
+    void prepare(vk_device_record* device, const vk_struct<T>& structure, const char* argument)
     {
-        return !structure || prepared(vk_prepare_host(device, structure.data), argument);
+        if (structure)
+            prepared(vk_prepare_host(device, structure.data), argument, 0);
     }
     /// `argument` may hold a "%u", which becomes the number of the entry.
     template <class T>
-    bool prepare(vk_device_record* device, T* structures, uint32_t count, const char* argument) const
+    void prepare(vk_device_record* device, T* structures, uint32_t count, const char* argument)
     {
-        bool all = true;
         for (uint32_t i = 0; i < count; ++i)
-            if (!vk_prepare_host(device, structures + i))
-                all = prepared(false, argument, i);
-        return all;
+            prepared(vk_prepare_host(device, structures + i), argument, i);
     }
+    /// Keeps the host from being called, as what the target asks for would end it. One ERROR line.
+    void refuse(const char* reason);
+    bool refused() const { return _refused; }
 
     /// A host function by its field of the table; null, with a line, when the host lacks it.
     template <auto Field>
@@ -153,10 +155,11 @@ private:
         if constexpr (sizeof...(A) > 0)
             fill(at + 1, more...);
     }
-    bool prepared(bool found, const char* argument, uint32_t number = 0) const;
+    void prepared(vk_prepared outcome, const char* argument, uint32_t number);
     void log_missing() const;
 
     vk_device_record* _device = nullptr;
+    bool _refused = false;
 };
 
 /// Frame of a call that returns a VkResult.
@@ -182,11 +185,12 @@ public:
         zelvar_shim_dispatch_set_return_value_message_force(pid, tid, 4, &value);
     }
 
-    /// Calls the host; its result, or what the call has so far when the host lacks the function.
+    /// Calls the host; its result, or what the call has so far when the host lacks the function or mustn't be
+    /// called.
     template <auto Field, class... A>
     auto host(A... arguments) const
     {
-        auto call = function<Field>();
+        auto call = refused() ? nullptr : function<Field>();
         if constexpr (std::is_void_v<decltype(call(arguments...))>) {
             if (call)
                 call(arguments...);
@@ -256,7 +260,7 @@ public:
     template <auto Field, class... A>
     void host(A... arguments) const
     {
-        if (auto call = function<Field>())
+        if (auto call = refused() ? nullptr : function<Field>())
             call(arguments...);
     }
     template <class Handle>
