@@ -56,6 +56,7 @@ struct vk_set_layout_data
 /// What the commands recorded so far have set up for those to come.
 struct vk_command_state
 {
+    VkCommandPool target_pool = VK_NULL_HANDLE; // ends with it
     bool secondary = false;
     bool graphics = false; // a pipeline is bound
     bool compute = false;

@@ -198,6 +198,18 @@ TEST_F(vk_commands, WhatACommandWorksOnMustBeThere)
     message again = target.make(in::vk_begin_command_buffer).u64(commands_handle).u64(memory);
     target.run(put(again, VkCommandBufferBeginInfo{}));
     EXPECT_FALSE(state.graphics || state.compute) << "a buffer begins afresh";
+    state.compute = true;
+    target.run(target.make(in::vk_reset_command_buffer).u64(commands_handle).u32(0));
+    EXPECT_FALSE(recorded(dispatch));
+    state.compute = true;
+    state.target_pool = as<VkCommandPool>(target_of<VkCommandPool>());
+    const auto of_pool = [&](uint32_t type) {
+        return target.make(type).u64(device_handle).u64(target_of<VkCommandPool>());
+    };
+    target.run(of_pool(in::vk_reset_command_pool).u32(0));
+    EXPECT_FALSE(recorded(dispatch));
+    target.run(of_pool(in::vk_destroy_command_pool).u64(0));
+    EXPECT_TRUE(device->commands.empty());
 }
 
 /// Copies of blocks from a buffer in memory of 4 KiB into an image of 8x8 texels in blocks of 4x4.

@@ -7,6 +7,16 @@
 
 using vk = sidechannel_vk_imports;
 
+namespace {
+/// Nothing is recorded any more.
+void start_afresh(vk_command_state& state)
+{
+    const VkCommandPool pool = state.target_pool;
+    state = {};
+    state.target_pool = pool;
+}
+} // namespace
+
 void vk_vkCreateCommandPool(pid_t pid, tid_t tid, VkDevice device,
                             vk_struct<VkCommandPoolCreateInfo> pCreateInfo,
                             vk_struct<VkAllocationCallbacks> pAllocator, vk_out<VkCommandPool> pCommandPool,
@@ -30,6 +40,8 @@ void vk_vkDestroyCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPoo
         return;
     if (commandPool)
         zelvar_object_manager_vk_delete_command_buffers_of_pool(pid, device, commandPool);
+    std::erase_if(data->commands,
+                  [commandPool](const auto& entry) { return entry.second.target_pool == commandPool; });
     vk_destroy<&vk::vkDestroyCommandPool>(call, data, commandPool);
 }
 
@@ -39,8 +51,13 @@ void vk_vkResetCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPool 
     vk_handler call{"vk_vkResetCommandPool", pid, tid, target_result};
     call.trace("target_device", device, "target_commandPool", commandPool, "flags", flags);
     auto* data = call.lock(device);
-    if (data && vk_to_host(call, data, &commandPool))
-        call.result = call.host<&vk::vkResetCommandPool>(data->device, commandPool, flags);
+    VkCommandPool host = commandPool;
+    if (!data || !vk_to_host(call, data, &host))
+        return;
+    call.result = call.host<&vk::vkResetCommandPool>(data->device, host, flags);
+    for (auto& [target, state] : data->commands)
+        if (state.target_pool == commandPool)
+            start_afresh(state);
 }
 
 void vk_vkAllocateCommandBuffers(
@@ -63,8 +80,11 @@ void vk_vkAllocateCommandBuffers(
     if (call.result == VK_SUCCESS)
         zelvar_object_manager_vk_add_command_buffers(pid, device, pCommandBuffers.data, hosts.data(), count,
                                                      target_pool);
-    for (uint32_t i = 0; call.result == VK_SUCCESS && i < count; ++i)
-        data->commands[pCommandBuffers.data[i]] = {};
+    for (uint32_t i = 0; call.result == VK_SUCCESS && i < count; ++i) {
+        vk_command_state& state = data->commands[pCommandBuffers.data[i]];
+        state = {};
+        state.target_pool = target_pool;
+    }
 }
 
 void vk_vkFreeCommandBuffers(pid_t pid, tid_t tid, VkDevice device, VkCommandPool commandPool,
@@ -104,7 +124,7 @@ void vk_vkBeginCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     call.prepare(data, pBeginInfo, "pBeginInfo");
     call.result = call.host<&vk::vkBeginCommandBuffer>(host, pBeginInfo.data);
     if (auto state = data->commands.find(commandBuffer); state != data->commands.end()) {
-        state->second = {};
+        start_afresh(state->second);
         state->second.secondary = pBeginInfo->pInheritanceInfo != nullptr;
     }
 }
@@ -125,6 +145,10 @@ void vk_vkResetCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     vk_handler call{"vk_vkResetCommandBuffer", pid, tid, target_result};
     call.trace("target_command_buffer", commandBuffer, "flags", flags);
     VkCommandBuffer host = VK_NULL_HANDLE;
-    if (call.lock_command_buffer(commandBuffer, &host))
-        call.result = call.host<&vk::vkResetCommandBuffer>(host, flags);
+    auto* data = call.lock_command_buffer(commandBuffer, &host);
+    if (!data)
+        return;
+    call.result = call.host<&vk::vkResetCommandBuffer>(host, flags);
+    if (auto state = data->commands.find(commandBuffer); state != data->commands.end())
+        start_afresh(state->second);
 }
