@@ -2,9 +2,9 @@
 
 #include "shim/log.h"
 #include "shim/native_buffers.h"
-#include "shim/pixels.h"
 #include "shim/vk_entries.h"
 #include "shim/vk_surfaces.h"
+#include "wire/pixel_order.h"
 
 #include <algorithm>
 #include <chrono>
@@ -156,7 +156,7 @@ void vk_swapchain::show(uint32_t index)
         const size_t row = size_t{extent.width} * 4;
         for (uint32_t y = 0; y < extent.height; ++y, to += row, from += size_t{stride} * 4) {
             if (blue_first)
-                swap_red_and_blue(from, to, extent.width);
+                wire::swap_red_and_blue(from, to, extent.width);
             else
                 std::memcpy(to, from, row);
         }

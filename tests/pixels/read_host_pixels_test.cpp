@@ -8,7 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <utility>
+#include <vector>
 
 namespace {
 using texts = std::vector<std::string>;
@@ -130,5 +134,90 @@ TEST_F(read_back, AForcedCodeReplacesTheLayoutUnlessItIsWider)
     EXPECT_EQ(fake_host::texts(quiet).back(), "glReadPixels(0, 0, 4, 2, 32993, 5121, pointer)");
     ASSERT_TRUE(read(2, GL_RGB, GL_UNSIGNED_SHORT_5_6_5));
     EXPECT_EQ(fake_host::texts(quiet).back(), "glReadPixels(0, 0, 4, 2, 6407, 33635, pointer)");
+}
+
+/// A host that keeps pixels blue first, with frames that are large enough for it to matter.
+class blue_first : public testing::Test
+{
+protected:
+    static constexpr uint32_t width = 67; // no whole number of wide registers
+    static constexpr uint32_t height = 65;
+    static constexpr size_t pixel_count = size_t{width} * height;
+
+    void SetUp() override
+    {
+        library::start();
+        fake_host::returns<&sidechannel_gles_imports::glCheckFramebufferStatus>(GL_FRAMEBUFFER_COMPLETE);
+        fake_host::hook<&sidechannel_gles_imports::glGetIntegerv>([this](GLenum pname, GLint* out) {
+            *out = pname == GL_IMPLEMENTATION_COLOR_READ_FORMAT ? read_format
+                   : pname == GL_IMPLEMENTATION_COLOR_READ_TYPE ? read_type
+                                                                : 0;
+        });
+        fake_host::hook<&sidechannel_gles_imports::glReadPixels>(
+            [this](GLint, GLint, GLsizei, GLsizei, GLenum format, GLenum, void* out) {
+                formats.push_back(format);
+                auto* bytes = static_cast<uint8_t*>(out);
+                for (size_t i = 0; i < pixels_that_exist; ++i, bytes += 4) {
+                    const auto red = static_cast<uint8_t>(i), blue = static_cast<uint8_t>(i >> 8);
+                    const bool turned = format == GL_BGRA_EXT;
+                    const uint8_t pixel[] = {turned ? blue : red, 7, turned ? red : blue, 9};
+                    std::memcpy(bytes, pixel, 4);
+                }
+            });
+    }
+    bool read(bool covered = false)
+    {
+        zelvar_helpers_reuse_pixels(pixels, pixel_count * 4);
+        pixels = nullptr;
+        return zelvar_helpers_read_pixels_from_host_GPU(&pixels, width, height, 4, 2, {}, GL_RGBA,
+                                                        GL_UNSIGNED_BYTE, covered);
+    }
+    bool frame_is_red_first(size_t count) const
+    {
+        for (size_t i = 0; i < count; ++i) {
+            const uint8_t wanted[] = {static_cast<uint8_t>(i), 7, static_cast<uint8_t>(i >> 8), 9};
+            if (std::memcmp(pixels + 4 * i, wanted, 4) != 0)
+                return false;
+        }
+        return true;
+    }
+    ~blue_first() override { std::free(pixels); }
+
+    GLint read_format = GL_BGRA_EXT;
+    GLint read_type = GL_UNSIGNED_BYTE;
+    size_t pixels_that_exist = pixel_count;
+    std::vector<GLenum> formats;
+    uint8_t* pixels = nullptr;
+};
+
+TEST_F(blue_first, FramesComeOutRedFirstWhicheverOrderTheHostIsAskedFor)
+{
+    ASSERT_TRUE(read());
+    EXPECT_EQ(formats, (std::vector<GLenum>{GL_BGRA_EXT}));
+    EXPECT_TRUE(frame_is_red_first(pixel_count));
+    for (const auto& [format, type] : {std::pair{GL_RGBA, GL_UNSIGNED_BYTE}, {GL_BGRA_EXT, GL_FLOAT}}) {
+        read_format = format;
+        read_type = type;
+        formats.clear();
+        ASSERT_TRUE(read());
+        EXPECT_EQ(formats, (std::vector<GLenum>{GL_RGBA}));
+        EXPECT_TRUE(frame_is_red_first(pixel_count));
+    }
+}
+
+TEST_F(blue_first, ABlockThatIsUsedAgainShowsNothingOfTheFrameBefore)
+{
+    ASSERT_TRUE(read());
+    const uint8_t* const first = pixels;
+    pixels_that_exist = 100; // the framebuffer has become smaller than the frame
+    ASSERT_TRUE(read());
+    EXPECT_EQ(pixels, first);
+    EXPECT_TRUE(frame_is_red_first(100));
+    EXPECT_TRUE(std::all_of(pixels + 400, pixels + 4 * pixel_count, [](uint8_t byte) { return byte == 0; }));
+    // Where the caller knows that all is written there is nothing to clear.
+    pixels_that_exist = pixel_count;
+    ASSERT_TRUE(read(true));
+    EXPECT_EQ(pixels, first);
+    EXPECT_TRUE(frame_is_red_first(pixel_count));
 }
 } // namespace

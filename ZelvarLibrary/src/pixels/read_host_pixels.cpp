@@ -5,9 +5,12 @@
 #include "registration/host_call.h"
 #include "settings/zelvar_settings.h"
 #include "sidechannel_log.h"
+#include "wire/pixel_order.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <utility>
 
 using gles_table = sidechannel_gles_imports;
 
@@ -41,12 +44,60 @@ void for_each_changed(const current_pack_params& params, bool is_gles3, Visit vi
 
 using pixel_block = std::unique_ptr<uint8_t, decltype(&std::free)>;
 
-pixel_block make_block(uint64_t size)
+/// The block of this thread's last frame.
+struct kept_block
 {
+    pixel_block pixels{nullptr, &std::free};
+    uint64_t size = 0;
+};
+thread_local kept_block kept;
+
+enum class contents
+{
+    zeros,
+    anything, // every byte is about to be written
+};
+
+pixel_block make_block(uint64_t size, contents wanted)
+{
+    if (kept.pixels && kept.size == size && size) {
+        if (wanted == contents::zeros)
+            std::memset(kept.pixels.get(), 0, size);
+        return std::move(kept.pixels);
+    }
     auto* bytes = static_cast<uint8_t*>(std::calloc(size ? size : 1, 1));
     if (!bytes)
         LOG_FATAL("zelvar_helpers_read_pixels_from_host_GPU(): Could not allocate memory for pixel_data.");
     return {bytes, &std::free};
+}
+
+/// Below it, asking the host costs as much as it saves.
+constexpr uint64_t least_pixels_worth_a_question = 4096;
+
+/// Whether the host keeps the pixels blue first. Drivers then copy such pixels but turn each one when they
+/// are asked for red first, at several times the price of turning them here.
+bool host_keeps_blue_first()
+{
+    GLint format = 0;
+    GLint type = 0;
+    auto asked = host::gl<&gles_table::glGetIntegerv>(GL_IMPLEMENTATION_COLOR_READ_FORMAT, &format);
+    if (!asked.ok() || format != GL_BGRA_EXT)
+        return false;
+    asked = host::gl<&gles_table::glGetIntegerv>(GL_IMPLEMENTATION_COLOR_READ_TYPE, &type);
+    return asked.ok() && type == GL_UNSIGNED_BYTE;
+}
+
+bool read_blue_first(uint8_t* block, uint32_t width, uint32_t height)
+{
+    const uint64_t pixels = uint64_t{width} * height;
+    if (pixels < least_pixels_worth_a_question || !host_keeps_blue_first())
+        return false;
+    auto read =
+        host::gl<&gles_table::glReadPixels>(0, 0, width, height, GL_BGRA_EXT, GL_UNSIGNED_BYTE, block);
+    if (!read.ok())
+        return false;
+    wire::swap_red_and_blue(block, block, pixels);
+    return true;
 }
 
 bool framebuffer_is_complete()
@@ -80,7 +131,7 @@ bool read_converted(uint8_t* block, uint32_t width, uint32_t height, uint32_t by
     bool direct = bytes_per_pixel == 4;
     pixel_block temporary{nullptr, &std::free};
     if (!direct) {
-        temporary = make_block(uint64_t{width} * height * 4);
+        temporary = make_block(uint64_t{width} * height * 4, contents::zeros);
         if (!temporary)
             return false;
     }
@@ -109,6 +160,9 @@ bool read_into(uint8_t* block, uint32_t width, uint32_t height, uint32_t bytes_p
             type = forced.type;
         }
     }
+    if (format == GL_RGBA && type == GL_UNSIGNED_BYTE && bytes_per_pixel == 4 &&
+        read_blue_first(block, width, height))
+        return true;
     auto read = host::gl<&gles_table::glReadPixels>(0, 0, width, height, format, type, block);
     if (read.ok())
         return true;
@@ -172,7 +226,7 @@ void zelvar_helpers_set_pack_params_value_back(const sidechannel_gles_imports*,
 bool zelvar_helpers_read_pixels_from_host_GPU(uint8_t** pixels, uint32_t width, uint32_t height,
                                               uint32_t bytes_per_pixel, int32_t host_major_version,
                                               const current_pack_params& pack_params, uint32_t format,
-                                              uint32_t type)
+                                              uint32_t type, bool covered)
 {
     const sidechannel_gles_imports* gles = zelvar_imports_get_gles_ptrs();
     if (!framebuffer_is_complete())
@@ -182,12 +236,22 @@ bool zelvar_helpers_read_pixels_from_host_GPU(uint8_t** pixels, uint32_t width, 
         return false;
     zelvar_helpers_reset_pack_params(gles, pack_params, is_gles3);
     // At the default alignment the host pads each row of narrow pixels to 4 bytes: room for that.
-    pixel_block block = make_block(uint64_t{width} * height * bytes_per_pixel + 3 * uint64_t{height});
+    const uint64_t row = uint64_t{width} * bytes_per_pixel;
+    const uint64_t size = row * height + (row % 4 ? 3 * uint64_t{height} : 0);
+    pixel_block block = make_block(size, covered ? contents::anything : contents::zeros);
     bool delivered = block != nullptr;
     if (delivered && can_read(bytes_per_pixel, format, type))
         delivered = read_into(block.get(), width, height, bytes_per_pixel, format, type);
+    else if (delivered)
+        std::memset(block.get(), 0, size);
     zelvar_helpers_set_pack_params_value_back(gles, pack_params, is_gles3);
     if (delivered)
         *pixels = block.release();
     return delivered;
+}
+
+void zelvar_helpers_reuse_pixels(uint8_t* pixels, uint64_t size)
+{
+    kept.pixels.reset(pixels);
+    kept.size = size;
 }

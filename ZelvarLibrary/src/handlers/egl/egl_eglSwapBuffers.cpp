@@ -8,6 +8,7 @@
 #include "pixels/read_host_pixels.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 using gles_table = sidechannel_gles_imports;
@@ -26,6 +27,7 @@ struct frame_delivery
     egl_handler& call;
     buffer_info info;
     uint64_t draw_surface = 0; // the bound one, whatever the call named
+    uint64_t read_surface = 0; // 0 when the context reads from a framebuffer object
     current_pack_params pack_params;
     int32_t host_major = 0;
 };
@@ -57,6 +59,17 @@ bool frame_is_possible(uint32_t width, uint32_t height, uint32_t stride, uint32_
     return false;
 }
 
+/// Whether the read-back writes every pixel of the frame: the surface that is read isn't smaller.
+bool frame_is_covered(const frame_delivery& delivery)
+{
+    uint16_t width = 0;
+    uint16_t height = 0;
+    return delivery.read_surface &&
+           zelvar_object_manager_get_host_surface_properties(delivery.call.pid, delivery.read_surface, &width,
+                                                             &height) &&
+           width >= delivery.info.width && height >= delivery.info.height;
+}
+
 /// Reads the frame and writes it to the target's frame buffer.
 void combine(frame_delivery& delivery)
 {
@@ -70,9 +83,12 @@ void combine(frame_delivery& delivery)
     frame.reversed = true;
     if (zelvar_helpers_read_pixels_from_host_GPU(&frame.pCurrentFrame, info.width, info.height,
                                                  bytes_per_pixel, delivery.host_major, delivery.pack_params,
-                                                 layout.format, layout.type)) {
-        frame.current_size = uint64_t{info.width} * info.height * bytes_per_pixel;
+                                                 layout.format, layout.type, frame_is_covered(delivery))) {
+        const uint64_t size = uint64_t{info.width} * info.height * bytes_per_pixel;
+        frame.current_size = size;
         combiner(delivery.call.pid, delivery.call.tid, &info, &frame, true);
+        if (!frame.pCurrentFrame && frame.previous_size == size)
+            zelvar_helpers_reuse_pixels(std::exchange(frame.previous_frame, nullptr), size);
     }
     release_inter_frame_data(&frame);
 }
@@ -213,10 +229,9 @@ private:
 };
 
 /// The bound draw surface when it is a window: anything else delivers nothing.
-bool find_bound_window(const egl_handler& call, uint64_t* draw)
+bool find_bound_window(const egl_handler& call, uint64_t* draw, uint64_t* read)
 {
-    uint64_t read = 0;
-    if (!zelvar_object_manager_get_bound_target_surfaces(call.pid, call.tid, draw, &read)) {
+    if (!zelvar_object_manager_get_bound_target_surfaces(call.pid, call.tid, draw, read)) {
         LOG_FATAL("Could not retrieve bound surfaces. Visual data will not be copied from host-side to "
                   "target-side");
         return false;
@@ -234,9 +249,11 @@ bool find_bound_window(const egl_handler& call, uint64_t* draw)
 void deliver(egl_handler& call, const _zelvar_context_data& context, const buffer_info& info,
              uint64_t target_display, uint64_t target_surface)
 {
-    frame_delivery delivery{call, info, 0, context.pack_params, context.host_major_version};
-    if (!find_bound_window(call, &delivery.draw_surface))
+    frame_delivery delivery{call, info, 0, 0, context.pack_params, context.host_major_version};
+    if (!find_bound_window(call, &delivery.draw_surface, &delivery.read_surface))
         return;
+    if (context.read_framebuffer != 0)
+        delivery.read_surface = 0;
     auto& vertex_arrays = context.data_nonshared->vertex_arrays;
     auto vertex_array = vertex_arrays.find(context.bound_vertex_array);
     if (vertex_array == vertex_arrays.end()) {
