@@ -61,6 +61,7 @@ private:
     bool _counts_frames = false;
     bool _gone = false;
     bool _frames_compressed = false;
+    waiting_habits _habits;
 };
 
 uint64_t target_address(const void* pointer)
@@ -186,9 +187,11 @@ int32_t socket_transport::request(operation what)
     const int saved_errno = errno;
     mailbox& post = box();
     post.operation = static_cast<uint32_t>(what);
+    const uint32_t length = post.message_length;
     hand_over(post.turn, turn_simulator);
     uint32_t turn;
-    while ((turn = wait_while(post.turn, turn_simulator, look_for_hang_up_ms)) == turn_simulator) {
+    while ((turn = wait_as_usual(post.turn, turn_simulator, look_for_hang_up_ms, _habits, length)) ==
+           turn_simulator) {
         if (hung_up())
             break;
     }

@@ -141,13 +141,14 @@ std::optional<link_request> link_endpoint::wait_request()
 {
     mailbox& post = box();
     while (!gone()) {
-        const uint32_t turn = wait_while(post.turn, turn_target, look_again_ms);
+        const uint32_t turn = wait_as_usual(post.turn, turn_target, look_again_ms, _habits, _last_length);
         if (turn == turn_target)
             continue;
         if (turn != turn_simulator) // ours when the target is gone, otherwise rubbish
             return std::nullopt;
-        return link_request{once(post.operation), once(post.message), once(post.message_length),
-                            once(post.answer), once(post.answer_capacity)};
+        _last_length = once(post.message_length);
+        return link_request{once(post.operation), once(post.message), _last_length, once(post.answer),
+                            once(post.answer_capacity)};
     }
     return std::nullopt;
 }

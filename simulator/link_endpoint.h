@@ -115,6 +115,8 @@ private:
     std::atomic<uint8_t*> _shared{nullptr}; // set once, while `hang_up` may look
     uint64_t _shared_address = 0;
     std::atomic<bool> _gone{false};
+    device_link::waiting_habits _habits;
+    uint32_t _last_length = 0; // of the message that the target sent last
 };
 
 } // namespace simulator

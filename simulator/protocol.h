@@ -3,12 +3,14 @@
 // handshake and shows by its hang-up that one side is gone; calls go through a mailbox in shared memory with
 // one futex wake-up a direction. All layouts are the same for 32-bit and 64-bit targets.
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
 
 #include <linux/futex.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -120,8 +122,68 @@ inline void hand_over(std::atomic<uint32_t>& word, uint32_t next)
         syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
 }
 
-/// Sleeps while it is the turn of `other` (looking a few times first gains nothing on two cores, which the
-/// library's worker needs for itself), at most about `milliseconds`; returns the turn then seen, without
+/// Learns after which messages the other side takes its turn so soon that looking for it costs less than
+/// sleeping: a wake-up from one processor to another takes as long as many a call does. Messages are told
+/// apart by their length, since an application repeats itself. Kept by one thread, or under a lock.
+class waiting_habits
+{
+public:
+    /// How long to look before sleeping.
+    int64_t nanoseconds_to_look(uint32_t length) const
+    {
+        return several_processors() && failures_[place(length)] < too_many ? look_ns : 0;
+    }
+    void learn(uint32_t length, int64_t waited_ns)
+    {
+        uint8_t& failures = failures_[place(length)];
+        if (waited_ns > worth_looking_ns)
+            failures = std::min<uint8_t>(failures + 2, most);
+        else if (failures > 0)
+            --failures;
+    }
+
+private:
+    static constexpr int64_t look_ns = 40'000;
+    static constexpr int64_t worth_looking_ns = 80'000; // with the wake-up in it that looking saves
+    static constexpr uint8_t too_many = 4;
+    static constexpr uint8_t most = 6;
+
+    static bool several_processors()
+    {
+        static const bool several = sysconf(_SC_NPROCESSORS_ONLN) > 1;
+        return several;
+    }
+    static constexpr size_t place(uint32_t length) { return length * 2654435761u >> 24; }
+
+    uint8_t failures_[256] = {};
+};
+
+inline int64_t monotonic_ns()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * int64_t{1'000'000'000} + now.tv_nsec;
+}
+
+/// Looks whether it has ceased to be the turn of `other`, giving the processor to whoever wants it in
+/// between.
+inline bool look_for_turn(const std::atomic<uint32_t>& word, uint32_t other, int64_t nanoseconds)
+{
+    const int64_t end = monotonic_ns() + nanoseconds;
+    do {
+        for (int i = 0; i < 64; ++i) {
+            if ((word.load(std::memory_order_acquire) & turn_mask) != other)
+                return true;
+#if defined(__x86_64__) || defined(__i386__)
+            __builtin_ia32_pause();
+#endif
+        }
+        sched_yield();
+    } while (monotonic_ns() < end);
+    return false;
+}
+
+/// Sleeps while it is the turn of `other`, at most about `milliseconds`; returns the turn then seen, without
 /// `asleep`. May return early.
 inline uint32_t wait_while(std::atomic<uint32_t>& word, uint32_t other, int milliseconds)
 {
@@ -138,6 +200,19 @@ inline uint32_t wait_while(std::atomic<uint32_t>& word, uint32_t other, int mill
     timeout.tv_nsec = (milliseconds % 1000) * 1000000L;
     syscall(SYS_futex, &word, FUTEX_WAIT, seen, &timeout, nullptr, 0);
     return word.load(std::memory_order_acquire) & turn_mask;
+}
+
+/// The same after a look of the length that is usual after a message of this length.
+inline uint32_t wait_as_usual(std::atomic<uint32_t>& word, uint32_t other, int milliseconds,
+                              waiting_habits& habits, uint32_t length)
+{
+    const int64_t begin = monotonic_ns();
+    const int64_t look = habits.nanoseconds_to_look(length);
+    if (look)
+        look_for_turn(word, other, look);
+    const uint32_t turn = wait_while(word, other, milliseconds);
+    habits.learn(length, monotonic_ns() - begin);
+    return turn;
 }
 
 } // namespace device_link
