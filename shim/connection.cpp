@@ -4,6 +4,7 @@
 #include "shim/native_buffers.h"
 #include "shim/process_lock.h"
 #include "shim/services.h"
+#include "shim/shared_blocks.h"
 #include "shim/sync_objects.h"
 #include "shim/thread_state.h"
 #include "shim/vertex_state.h"
@@ -250,6 +251,7 @@ bool open_locked()
         return false;
     }
     divide_window();
+    use_shared_area(state.device->area(), state.device->area_size());
     device.store(device_state::connected, std::memory_order_release);
     const auto request = settings_request(static_cast<int32_t>(getpid() & 0xffffff),
                                           static_cast<uint64_t>(syscall(SYS_gettid)));
@@ -358,6 +360,7 @@ void forget_connection()
     state.last_frame = {};
     std::memset(state.settings_block, 0, sizeof state.settings_block);
     forget_services();
+    forget_shared_area();
     forget_sync_objects();
     forget_windows();
     forget_vertex_states();

@@ -3,6 +3,7 @@
 #include "shim/log.h"
 #include "shim/native_buffers.h"
 #include "shim/proc_address.h"
+#include "shim/shared_blocks.h"
 #include "shim/sync_objects.h"
 #include "shim/target_calls.h"
 #include "shim/thread_state.h"
@@ -113,9 +114,15 @@ const service_shape* shape_of(uint32_t type)
     return found == std::end(shapes) ? nullptr : found;
 }
 
+/// From here on a block is what an application has mapped, and is filled and fetched as a whole.
+constexpr uint32_t least_shared_block = 16 * 1024;
+
 uint64_t allocate_block(uint32_t size)
 {
-    void* block = std::calloc(size ? size : 1, 1);
+    void* block = size >= least_shared_block ? take_shared_block(size) : nullptr;
+    if (block)
+        return reinterpret_cast<uintptr_t>(block);
+    block = std::calloc(size ? size : 1, 1);
     if (block)
         allocated.insert(block);
     else
@@ -127,7 +134,7 @@ void free_block(void* block)
 {
     if (allocated.erase(block))
         std::free(block);
-    else if (block)
+    else if (block && !give_back_shared_block(block))
         say(gate::error, "The library frees %p, which it has not allocated.", block);
 }
 

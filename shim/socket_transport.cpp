@@ -39,6 +39,8 @@ public:
 
     uint8_t* window() override { return _shared + window_offset; }
     uint64_t window_size() override { return device_link::window_size; }
+    uint8_t* area() override { return _shared + area_offset; }
+    uint64_t area_size() override { return device_link::area_size; }
     int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t capacity) override;
     int32_t read(void* answer, uint32_t capacity) override;
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,

@@ -16,6 +16,10 @@ public:
     virtual uint8_t* window() = 0;
     virtual uint64_t window_size() = 0;
 
+    /// More such memory, for blocks of any use. Null when there is none.
+    virtual uint8_t* area() { return nullptr; }
+    virtual uint64_t area_size() { return 0; }
+
     /// Writes `length` bytes at `message` (anywhere in this process) to the device, then reads up to
     /// `answer_capacity` bytes of the answer into `answer`; returns the bytes read. One exchange, one
     /// wake-up. Returns -1 when the device is gone.

@@ -1,11 +1,13 @@
 // Memory, command buffers, pipelines and waits: the entry points of a device that do more than send.
 
 #include "shim/log.h"
+#include "shim/shared_blocks.h"
 #include "shim/vk_entries.h"
 #include "shim/vk_objects.h"
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <iterator>
 #include <mutex>
 #include <sys/mman.h>
@@ -303,6 +305,11 @@ bool vk_memory::make_block()
         return true;
     if (size > SIZE_MAX)
         return false;
+    if ((block = take_shared_block(size))) {
+        std::memset(block, 0, static_cast<size_t>(size));
+        is_shared = true;
+        return true;
+    }
     void* made = mmap(nullptr, static_cast<size_t>(size), PROT_READ | PROT_WRITE,
                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (made == MAP_FAILED) {
@@ -315,7 +322,9 @@ bool vk_memory::make_block()
 
 vk_memory::~vk_memory()
 {
-    if (block)
+    if (is_shared)
+        give_back_shared_block(block);
+    else if (block)
         munmap(block, static_cast<size_t>(size));
 }
 

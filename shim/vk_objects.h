@@ -77,6 +77,7 @@ struct vk_memory
 {
     uint64_t size = 0;
     uint8_t* block = nullptr;
+    bool is_shared = false; // the block is one that the device reaches by plain copy
 
     bool make_block();
     ~vk_memory();

@@ -3,10 +3,12 @@
 #include "shim/connection.h"
 #include "shim/log.h"
 #include "shim/process_lock.h"
+#include "shim/shared_blocks.h"
 #include "tpakutil/tpak_main.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <new>
@@ -19,6 +21,7 @@ namespace {
 
 /// Address space behind each frame buffer that nothing may touch. The library writes frames with the size
 /// that it was told last, which can be another process's: what is too long must not hit the application.
+/// Behind a block that the device shares it may be written, and nobody reads it.
 constexpr size_t guard_span = size_t{16} << 20;
 
 struct surface_record
@@ -93,7 +96,7 @@ frame_memory::~frame_memory()
 
 void frame_memory::release()
 {
-    if (pixels_)
+    if (pixels_ && !give_back_shared_block(pixels_))
         munmap(pixels_, bytes_ + guard_span);
     pixels_ = nullptr;
 }
@@ -112,6 +115,10 @@ bool frame_memory::make(window_size size)
     release();
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     bytes_ = (length(size) + page - 1) / page * page;
+    if ((pixels_ = take_shared_block(bytes_, guard_span))) {
+        std::memset(pixels_, 0, bytes_);
+        return true;
+    }
     void* span =
         mmap(nullptr, bytes_ + guard_span, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (span == MAP_FAILED || mprotect(span, bytes_, PROT_READ | PROT_WRITE) != 0) {

@@ -17,7 +17,7 @@
 namespace device_link {
 
 inline constexpr uint32_t magic = 0x524c565a; // "ZVLR"
-inline constexpr uint32_t version = 2;
+inline constexpr uint32_t version = 3;
 
 /// Environment of a target process.
 inline constexpr char socket_variable[] = "ZELVAR_SOCKET";
@@ -58,7 +58,7 @@ struct welcome
     uint32_t frame_buffer_height;
     uint16_t counts_frames; // 1: nobody looks at frames, so they are counted in the mailbox and not announced
     uint16_t frames_compressed; // 1: what the library leaves in frame buffers is compressed
-    uint64_t shared_size;       // mailbox and window, bytes
+    uint64_t shared_size;       // mailbox, window and area, bytes
 };
 
 /// Third packet, from the target, once it has mapped the shared memory.
@@ -112,7 +112,9 @@ static_assert(offsetof(mailbox, frame_buffer) == 40 && offsetof(mailbox, frame_b
 
 inline constexpr uint32_t window_offset = 4096; // from the start of the shared memory
 inline constexpr uint32_t window_size = 32u << 20;
-inline constexpr uint32_t shared_size = window_offset + window_size;
+inline constexpr uint32_t area_offset = window_offset + window_size;
+inline constexpr uint32_t area_size = 128u << 20; // only what is touched takes memory
+inline constexpr uint32_t shared_size = area_offset + area_size;
 
 /// Hands the turn over and wakes the other side if it sleeps.
 inline void hand_over(std::atomic<uint32_t>& word, uint32_t next)

@@ -118,13 +118,18 @@ void copy_rows_reversed(const flip_rows& rows, const uint8_t* source, uint64_t s
 
 void swap_bytes(uint8_t* a, uint8_t* b, uint64_t size)
 {
-    uint8_t chunk[4096];
-    for (uint64_t at = 0; at < size; at += sizeof chunk) {
-        const uint64_t length = std::min<uint64_t>(sizeof chunk, size - at);
-        std::memcpy(chunk, a + at, length);
-        std::memcpy(a + at, b + at, length);
-        std::memcpy(b + at, chunk, length);
+    struct
+    {
+        uint64_t words[8];
+    } from_a, from_b;
+    uint64_t at = 0;
+    for (; size - at >= sizeof from_a; at += sizeof from_a) {
+        std::memcpy(&from_a, a + at, sizeof from_a);
+        std::memcpy(&from_b, b + at, sizeof from_b);
+        std::memcpy(a + at, &from_b, sizeof from_b);
+        std::memcpy(b + at, &from_a, sizeof from_a);
     }
+    std::swap_ranges(a + at, a + size, b + at);
 }
 
 /// The flip of a block whose rows stay as long as they are. It needs no second block, and fresh pages cost
