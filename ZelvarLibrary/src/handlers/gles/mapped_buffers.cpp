@@ -5,6 +5,7 @@
 #include "handlers/gles/buffers_handlers.h"
 #include "handlers/gles/object_kinds.h"
 #include "handlers/gles/shared_guard.h"
+#include "handlers/gles/upload.h"
 
 #include <algorithm>
 #include <cstring>
@@ -105,18 +106,19 @@ void unmap_on_host(gles_handler& call, _zelvar_context_data* context, GLenum tar
     if (!area)
         return;
     fetch_from_target(call, *area, 0, area->length);
-    owned_block written = allocate_block(area->length);
-    if (written.bytes)
-        std::memcpy(written.bytes.get(), area->host_pointer, area->length);
+    upload room;
+    uint8_t* written = room.make_room(context, area->length);
+    if (written)
+        std::memcpy(written, area->host_pointer, area->length);
     auto unmapped = call.host<&gles_table::glUnmapBuffer>(target);
     *result = unmapped.result;
     if (!unmapped.ok())
         return;
     // False tells that the contents are lost; the host's pointer is gone all the same.
     auto* buffer = unmapped.result ? find_buffer(context, id) : nullptr;
-    if (buffer && written.bytes) {
+    if (buffer && written) {
         if (contents_of(*buffer))
-            update_contents(*buffer, area->offset, written.bytes.get(), written.size);
+            update_contents(*buffer, area->offset, written, area->length);
         else
             LOG_FATAL("Don't know buffer length. DESYNC AHEAD.");
     }

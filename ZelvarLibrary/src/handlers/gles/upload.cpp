@@ -18,25 +18,30 @@ bool upload::is_in_target(_zelvar_context_data* context, target_ptr address)
     return address && !context->host_bindings.pixel_unpack_buffer;
 }
 
+uint8_t* upload::make_room(_zelvar_context_data* context, uint64_t size)
+{
+    owned_block& block = size <= largest_kept_block ? context->upload_block : _large;
+    if (block.size < size) {
+        block.bytes.reset(static_cast<uint8_t*>(std::malloc(size)));
+        block.size = block.bytes ? size : 0;
+    }
+    _pixels = block.bytes.get();
+    return block.bytes.get();
+}
+
 bool upload::read(const gles_handler& call, _zelvar_context_data* context, target_ptr address, uint64_t told,
                   uint64_t reach)
 {
     const uint64_t size = std::max<uint64_t>({told, reach, 1});
     if (size > largest_upload)
         return false;
-    owned_block& block = size <= largest_kept_block ? context->upload_block : _large;
-    if (block.size < size) {
-        block.bytes.reset(static_cast<uint8_t*>(std::calloc(size, 1)));
-        block.size = block.bytes ? size : 0;
-        if (!block.bytes)
-            return false;
-    } else {
-        std::memset(block.bytes.get() + told, 0, size - told);
-    }
+    uint8_t* room = make_room(context, size);
+    if (!room)
+        return false;
+    std::memset(room + told, 0, size - told);
     // A short read has zeros where the target has nothing, and keeps what it has.
     if (told)
         zelvar_shim_dispatch_read_from_shim_address_space(call.pid, call.tid, static_cast<uint32_t>(told),
-                                                          address, block.bytes.get());
-    _pixels = block.bytes.get();
+                                                          address, room);
     return true;
 }
