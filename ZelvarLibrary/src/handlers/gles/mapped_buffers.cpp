@@ -18,8 +18,11 @@ GLboolean unmap_result = GL_FALSE;
 unsigned unmap_error = GL_NO_ERROR;
 bool unmap_first_stage_ran = false;
 
+/// Asked only of a target that hasn't said it: each question is a wake-up of two threads.
 uint8_t pointer_width(const gles_handler& call)
 {
+    if (const uint32_t bits = zelvar_object_manager_get_target_bit(call.pid, call.tid, nullptr))
+        return bits == 32 ? 4 : 8;
     uint32_t width = 8;
     zelvar_shim_dispatch_get_target_pointer_size(call.pid, call.tid, &width);
     return width == 4 ? 4 : 8;
