@@ -19,9 +19,12 @@
 #include <optional>
 #include <stdexcept>
 
-#include <unistd.h>
-
 #include <malloc.h>
+#include <unistd.h>
+#ifdef __SANITIZE_ADDRESS__
+#include <dlfcn.h>
+#include <vulkan/vulkan.h>
+#endif
 
 using namespace simulator;
 
@@ -73,6 +76,22 @@ void prepare_host_driver(const options& chosen, const settings_file& settings)
     setenv("TRV_ZELVAR_SETTINGS_PATH", settings.path().c_str(), 1);
 }
 
+#ifdef __SANITIZE_ADDRESS__
+/// The Vulkan loader drops its drivers with the last instance, and then the leak checker can't name what they
+/// have left. This instance stays.
+void keep_vulkan_drivers()
+{
+    void* loader = dlopen("libvulkan.so.1", RTLD_NOW);
+    const auto create =
+        loader ? reinterpret_cast<PFN_vkCreateInstance>(dlsym(loader, "vkCreateInstance")) : nullptr;
+    static VkInstance kept = VK_NULL_HANDLE;
+    const VkInstanceCreateInfo plain{
+        VK_STRUCTURE_TYPE_INSTANCE_CREATE_INFO, nullptr, 0, nullptr, 0, nullptr, 0, nullptr};
+    if (create)
+        create(&plain, nullptr, &kept);
+}
+#endif
+
 std::string settings_wish(const options& chosen)
 {
     const char* from_environment = std::getenv("TRV_ZELVAR_SETTINGS_PATH");
@@ -120,6 +139,9 @@ int serve(const options& chosen, host_library& library, const settings_file& set
 
     server house{{socket, chosen.exit_when_idle, [&] { progress.tick(); }}};
     prepare_host_driver(chosen, settings);
+#ifdef __SANITIZE_ADDRESS__
+    keep_vulkan_drivers();
+#endif
     const auto writer = make_writer(chosen, settings.compresses_frames());
     surroundings around;
     around.plugin = library.plugin();
