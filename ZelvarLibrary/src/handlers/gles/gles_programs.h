@@ -147,6 +147,21 @@ void gles31_glGetProgramPipelineInfoLog(pid_t pid, tid_t tid, GLuint pipeline, G
     X(version, 2##suffix, type, type)                                                                        \
     X(version, 3##suffix, type, type, type)                                                                  \
     X(version, 4##suffix, type, type, type, type)
+/// Names for those values, as parameters and as arguments.
+#define ZELVAR_PARAMETERS_1(type) type x
+#define ZELVAR_PARAMETERS_2(type) type x, type y
+#define ZELVAR_PARAMETERS_3(type) type x, type y, type z
+#define ZELVAR_PARAMETERS_4(type) type x, type y, type z, type w
+#define ZELVAR_VALUES_1 x
+#define ZELVAR_VALUES_2 x, y
+#define ZELVAR_VALUES_3 x, y, z
+#define ZELVAR_VALUES_4 x, y, z, w
+/// version, number of values, suffix, type
+#define ZELVAR_UNIFORM_FAMILY(X, version, suffix, type)                                                      \
+    X(version, 1, suffix, type)                                                                              \
+    X(version, 2, suffix, type)                                                                              \
+    X(version, 3, suffix, type)                                                                              \
+    X(version, 4, suffix, type)
 #define ZELVAR_UNIFORM_VECTORS(X, version, suffix, type)                                                     \
     X(version, 1##suffix, type, 1)                                                                           \
     X(version, 2##suffix, type, 2)                                                                           \

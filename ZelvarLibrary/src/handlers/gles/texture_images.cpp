@@ -37,6 +37,33 @@ struct tex_request
     GLenum type;
 };
 
+tex_request whole_image(tex_variant variant, GLenum target, GLint level, GLint internal_format, GLint border,
+                        image_extent extent, GLenum format, GLenum type)
+{
+    return {.variant = variant,
+            .target = target,
+            .level = level,
+            .internal_format = internal_format,
+            .border = border,
+            .extent = extent,
+            .format = format,
+            .type = type};
+}
+
+tex_request part_of_image(tex_variant variant, GLenum target, GLint level, GLint x, GLint y, GLint z,
+                          image_extent extent, GLenum format, GLenum type)
+{
+    return {.variant = variant,
+            .target = target,
+            .level = level,
+            .x = x,
+            .y = y,
+            .z = z,
+            .extent = extent,
+            .format = format,
+            .type = type};
+}
+
 void tex_on_host(gles_handler& call, const tex_request& tex, const void* pixels)
 {
     const auto& [width, height, depth, has_depth] = tex.extent;
@@ -123,14 +150,8 @@ void gles20_glTexImage2D(pid_t pid, tid_t tid, GLenum target, GLint level, GLint
     call.trace("target", target, "level", level, "internalformat", internal_format, "width", width, "height",
                height, "border", border, "format", format, "type", type, "pixels", pixels);
     gles20_shared_tex_handle(call, "glTexImage2D",
-                             {.variant = tex_variant::image_2d,
-                              .target = target,
-                              .level = level,
-                              .internal_format = internal_format,
-                              .border = border,
-                              .extent = {width, height, 1, false},
-                              .format = format,
-                              .type = type},
+                             whole_image(tex_variant::image_2d, target, level, internal_format, border,
+                                         {width, height, 1, false}, format, type),
                              pixels);
 }
 
@@ -142,14 +163,8 @@ void gles30_glTexImage3D(pid_t pid, tid_t tid, GLenum target, GLint level, GLint
     call.trace("target", target, "level", level, "internalformat", internal_format, "width", width, "height",
                height, "depth", depth, "border", border, "format", format, "type", type, "pixels", pixels);
     gles20_shared_tex_handle(call, "glTexImage3D",
-                             {.variant = tex_variant::image_3d,
-                              .target = target,
-                              .level = level,
-                              .internal_format = internal_format,
-                              .border = border,
-                              .extent = {width, height, depth, true},
-                              .format = format,
-                              .type = type},
+                             whole_image(tex_variant::image_3d, target, level, internal_format, border,
+                                         {width, height, depth, true}, format, type),
                              pixels);
 }
 
@@ -161,14 +176,9 @@ void gles20_glTexImage3DOES(pid_t pid, tid_t tid, GLenum target, GLint level, GL
     call.trace("target", target, "level", level, "internalformat", internal_format, "width", width, "height",
                height, "depth", depth, "border", border, "format", format, "type", type, "pixels", pixels);
     gles20_shared_tex_handle(call, "glTexImage3DOES",
-                             {.variant = tex_variant::image_3d_oes,
-                              .target = target,
-                              .level = level,
-                              .internal_format = static_cast<GLint>(internal_format),
-                              .border = border,
-                              .extent = {width, height, depth, true},
-                              .format = format,
-                              .type = type},
+                             whole_image(tex_variant::image_3d_oes, target, level,
+                                         static_cast<GLint>(internal_format), border,
+                                         {width, height, depth, true}, format, type),
                              pixels);
 }
 
@@ -180,14 +190,8 @@ void gles20_glTexSubImage2D(pid_t pid, tid_t tid, GLenum target, GLint level, GL
     call.trace("target", target, "level", level, "xoffset", x, "yoffset", y, "width", width, "height", height,
                "format", format, "type", type, "pixels", pixels);
     gles20_shared_tex_handle(call, "glTexSubImage2D",
-                             {.variant = tex_variant::sub_image_2d,
-                              .target = target,
-                              .level = level,
-                              .x = x,
-                              .y = y,
-                              .extent = {width, height, 1, false},
-                              .format = format,
-                              .type = type},
+                             part_of_image(tex_variant::sub_image_2d, target, level, x, y, 0,
+                                           {width, height, 1, false}, format, type),
                              pixels);
 }
 
@@ -199,15 +203,8 @@ void gles30_glTexSubImage3D(pid_t pid, tid_t tid, GLenum target, GLint level, GL
     call.trace("target", target, "level", level, "xoffset", x, "yoffset", y, "zoffset", z, "width", width,
                "height", height, "depth", depth, "format", format, "type", type, "pixels", pixels);
     gles20_shared_tex_handle(call, "glTexSubImage3D",
-                             {.variant = tex_variant::sub_image_3d,
-                              .target = target,
-                              .level = level,
-                              .x = x,
-                              .y = y,
-                              .z = z,
-                              .extent = {width, height, depth, true},
-                              .format = format,
-                              .type = type},
+                             part_of_image(tex_variant::sub_image_3d, target, level, x, y, z,
+                                           {width, height, depth, true}, format, type),
                              pixels);
 }
 
@@ -219,14 +216,7 @@ void gles20_glTexSubImage3DOES(pid_t pid, tid_t tid, GLenum target, GLint level,
     call.trace("target", target, "level", level, "xoffset", x, "yoffset", y, "zoffset", z, "width", width,
                "height", height, "depth", depth, "format", format, "type", type, "pixels", pixels);
     gles20_shared_tex_handle(call, "glTexSubImage3DOES",
-                             {.variant = tex_variant::sub_image_3d_oes,
-                              .target = target,
-                              .level = level,
-                              .x = x,
-                              .y = y,
-                              .z = z,
-                              .extent = {width, height, depth, true},
-                              .format = format,
-                              .type = type},
+                             part_of_image(tex_variant::sub_image_3d_oes, target, level, x, y, z,
+                                           {width, height, depth, true}, format, type),
                              pixels);
 }

@@ -84,16 +84,6 @@ void gles20_shared_uniform_matrix_handle(program_handler& call, GLint location, 
 }
 } // namespace
 
-// One handler a line of the lists: the parameters of the values differ in number only.
-#define ZELVAR_PARAMETERS_1(type) type x
-#define ZELVAR_PARAMETERS_2(type) type x, type y
-#define ZELVAR_PARAMETERS_3(type) type x, type y, type z
-#define ZELVAR_PARAMETERS_4(type) type x, type y, type z, type w
-#define ZELVAR_VALUES_1 x
-#define ZELVAR_VALUES_2 x, y
-#define ZELVAR_VALUES_3 x, y, z
-#define ZELVAR_VALUES_4 x, y, z, w
-
 #define ZELVAR_UNIFORM(version, n, suffix, type)                                                             \
     void version##_glUniform##n##suffix(pid_t pid, tid_t tid, GLint location, ZELVAR_PARAMETERS_##n(type),   \
                                         gles_target_error target_error)                                      \
@@ -102,14 +92,9 @@ void gles20_shared_uniform_matrix_handle(program_handler& call, GLint location, 
                              target_error};                                                                  \
         gles20_shared_uniform_handle<&gles_table::glUniform##n##suffix>(call, location, ZELVAR_VALUES_##n);  \
     }
-#define ZELVAR_UNIFORM_FAMILY(version, suffix, type)                                                         \
-    ZELVAR_UNIFORM(version, 1, suffix, type)                                                                 \
-    ZELVAR_UNIFORM(version, 2, suffix, type)                                                                 \
-    ZELVAR_UNIFORM(version, 3, suffix, type)                                                                 \
-    ZELVAR_UNIFORM(version, 4, suffix, type)
-ZELVAR_UNIFORM_FAMILY(gles20, f, GLfloat)
-ZELVAR_UNIFORM_FAMILY(gles20, i, GLint)
-ZELVAR_UNIFORM_FAMILY(gles30, ui, GLuint)
+ZELVAR_UNIFORM_FAMILY(ZELVAR_UNIFORM, gles20, f, GLfloat)
+ZELVAR_UNIFORM_FAMILY(ZELVAR_UNIFORM, gles20, i, GLint)
+ZELVAR_UNIFORM_FAMILY(ZELVAR_UNIFORM, gles30, ui, GLuint)
 
 #define ZELVAR_VECTOR(version, suffix, type, components)                                                     \
     void version##_glUniform##suffix(pid_t pid, tid_t tid, GLint location, GLsizei count, target_ptr,        \
