@@ -1,6 +1,6 @@
 /* Swapchains of two and of three images, made anew when their window changes its size, and two that are shown
  * together. Each image is read back before it is shown.
- * vk_swapchain [--surface headless|xcb] [--frames N] [--pictures FOLDER] */
+ * vk_swapchain [--surface headless|xcb|xlib] [--frames N] [--pictures FOLDER] */
 
 #include "vk_drawing.h"
 #include "vk_surface.h"
