@@ -1,5 +1,6 @@
-/* Swapchains of two and of three images, made anew when their window changes its size, and two that are shown
- * together. Each image is read back before it is shown.
+/* Swapchains of two images, red first, and of three, blue first, made anew when their window changes its
+ * size, and two that are shown together. Each image is read back before it is shown.
+ *
  * vk_swapchain [--surface headless|xcb|xlib] [--frames N] [--pictures FOLDER] */
 
 #include "vk_drawing.h"
@@ -36,18 +37,19 @@ struct chain
     VkSemaphore acquired, drawn;
 };
 
-/* 8 bits each, red or blue first. */
-static VkFormat choose_format(VkSurfaceKHR surface)
+/* 8 bits each; the other way round when there is no such format. */
+static VkFormat choose_format(VkSurfaceKHR surface, VkFormat wanted)
 {
     VkSurfaceFormatKHR formats[32];
     uint32_t count = COUNT(formats);
     const VkResult result = vkGetPhysicalDeviceSurfaceFormatsKHR(gpu.physical, surface, &count, formats);
     check(result == VK_SUCCESS || result == VK_INCOMPLETE, "vkGetPhysicalDeviceSurfaceFormatsKHR");
-    for (uint32_t i = 0; i < count; ++i)
+    VkFormat found = VK_FORMAT_UNDEFINED;
+    for (uint32_t i = 0; i < count && found != wanted; ++i)
         if (formats[i].format == VK_FORMAT_R8G8B8A8_UNORM || formats[i].format == VK_FORMAT_B8G8R8A8_UNORM)
-            return formats[i].format;
-    check(0, "finding a format of the surface");
-    return VK_FORMAT_UNDEFINED;
+            found = formats[i].format;
+    check(found != VK_FORMAT_UNDEFINED, "finding a format of the surface");
+    return found;
 }
 
 static int has_mode(VkSurfaceKHR surface, VkPresentModeKHR wanted)
@@ -79,7 +81,8 @@ static void make_swapchain(struct chain* chain, const struct window* window, uin
     if (can.maxImageCount && images > can.maxImageCount)
         images = can.maxImageCount;
     chain->extent = window->extent;
-    chain->format = choose_format(window->surface);
+    chain->format =
+        choose_format(window->surface, wanted == 2 ? VK_FORMAT_R8G8B8A8_UNORM : VK_FORMAT_B8G8R8A8_UNORM);
     const VkSwapchainCreateInfoKHR info = {
         .sType = VK_STRUCTURE_TYPE_SWAPCHAIN_CREATE_INFO_KHR,
         .surface = window->surface,

@@ -246,11 +246,11 @@ TEST_P(endtoend_vk_swapchains, show_in_frame_buffers_what_they_show_on_the_host)
     for (const std::string& program : programs_of("vk_swapchain")) {
         if (GetParam() != "headless" && !program.starts_with(BINARIES "/"))
             continue;
-        for (const std::string batch : {"0", "1"}) {
-            const std::string what = program + ", batches " + batch;
+        for (const std::string setting : {"batchCommands 0", "batchCommands 1", "tpakForTRV 1"}) {
+            const std::string what = program + ", " + setting;
             const std::string frames = folder + "/frames";
             expect_same(run_as_target({program, "--surface", GetParam()},
-                                      {"--set", "batchCommands " + batch, "--frames", frames}, {display}),
+                                      {"--set", setting, "--frames", frames}, {display}),
                         host, what);
             EXPECT_TRUE(pictures_of_simulator(frames) == wanted) << what << ": other frames";
             fs::remove_all(frames);
