@@ -1,5 +1,6 @@
 /* Swapchains of two images, red first, and of three, blue first, made anew when their window changes its
- * size, and two that are shown together. Each image is read back before it is shown.
+ * size, and two that are shown together, with the modes that there are. Each image is read back before it is
+ * shown.
  *
  * vk_swapchain [--surface headless|xcb|xlib] [--frames N] [--pictures FOLDER] */
 
@@ -64,8 +65,15 @@ static int has_mode(VkSurfaceKHR surface, VkPresentModeKHR wanted)
     return 0;
 }
 
+/* FIFO, which all surfaces have, where the wanted one is missing. */
+static VkPresentModeKHR choose_mode(VkSurfaceKHR surface, VkPresentModeKHR wanted)
+{
+    check(has_mode(surface, VK_PRESENT_MODE_FIFO_KHR), "showing images in order");
+    return has_mode(surface, wanted) ? wanted : VK_PRESENT_MODE_FIFO_KHR;
+}
+
 static void make_swapchain(struct chain* chain, const struct window* window, uint32_t wanted,
-                           VkSwapchainKHR old)
+                           VkPresentModeKHR mode, VkSwapchainKHR old)
 {
     VkBool32 supported = VK_FALSE;
     VK(vkGetPhysicalDeviceSurfaceSupportKHR(gpu.physical, gpu.family, window->surface, &supported));
@@ -76,7 +84,6 @@ static void make_swapchain(struct chain* chain, const struct window* window, uin
                                                     can.currentExtent.height == window->extent.height),
           "the size of the surface");
     check((can.supportedUsageFlags & VK_IMAGE_USAGE_TRANSFER_SRC_BIT) != 0, "reading images of the surface");
-    check(has_mode(window->surface, VK_PRESENT_MODE_FIFO_KHR), "showing images in order");
     uint32_t images = wanted < can.minImageCount ? can.minImageCount : wanted;
     if (can.maxImageCount && images > can.maxImageCount)
         images = can.maxImageCount;
@@ -96,7 +103,7 @@ static void make_swapchain(struct chain* chain, const struct window* window, uin
         .compositeAlpha = can.supportedCompositeAlpha & VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR
                               ? VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR
                               : VK_COMPOSITE_ALPHA_INHERIT_BIT_KHR,
-        .presentMode = VK_PRESENT_MODE_FIFO_KHR,
+        .presentMode = choose_mode(window->surface, mode),
         .clipped = VK_TRUE,
         .oldSwapchain = old};
     VK(vkCreateSwapchainKHR(gpu.device, &info, NULL, &chain->handle));
@@ -143,10 +150,11 @@ static void make_targets(struct chain* chain)
     }
 }
 
-static struct chain open_chain(const struct window* window, uint32_t wanted, VkSwapchainKHR old)
+static struct chain open_chain(const struct window* window, uint32_t wanted, VkPresentModeKHR mode,
+                               VkSwapchainKHR old)
 {
     struct chain chain = {.count = 0};
-    make_swapchain(&chain, window, wanted, old);
+    make_swapchain(&chain, window, wanted, mode, old);
     chain.pass = make_pass(chain.format);
     make_targets(&chain);
     const VkPushConstantRange ranges[] = {{VK_SHADER_STAGE_VERTEX_BIT, 0, 16},
@@ -307,10 +315,10 @@ static void show(const struct chain* chain, const char* name)
     }
 }
 
-static void one_window(uint32_t images, const char* name)
+static void one_window(uint32_t images, VkPresentModeKHR mode, const char* name)
 {
     struct window window = open_window(&windows, gpu.instance, 160, 120);
-    struct chain chain = open_chain(&window, images, VK_NULL_HANDLE);
+    struct chain chain = open_chain(&window, images, mode, VK_NULL_HANDLE);
     show(&chain, name);
     close_chain(&chain);
     close_window(&windows, gpu.instance, &window);
@@ -321,14 +329,14 @@ static void resized_window(void)
 {
     static const VkExtent2D sizes[] = {{160, 120}, {200, 90}, {64, 64}, {200, 90}};
     struct window window = open_window(&windows, gpu.instance, sizes[0].width, sizes[0].height);
-    struct chain chain = open_chain(&window, 2, VK_NULL_HANDLE);
+    struct chain chain = open_chain(&window, 2, VK_PRESENT_MODE_FIFO_RELAXED_KHR, VK_NULL_HANDLE);
     for (uint32_t i = 0; i < COUNT(sizes); ++i) {
         char name[32];
         snprintf(name, sizeof name, "%u by %u", sizes[i].width, sizes[i].height);
         if (i > 0) {
             VK(vkDeviceWaitIdle(gpu.device));
             resize_window(&windows, &window, sizes[i].width, sizes[i].height);
-            struct chain next = open_chain(&window, 2, chain.handle);
+            struct chain next = open_chain(&window, 2, VK_PRESENT_MODE_FIFO_RELAXED_KHR, chain.handle);
             close_chain(&chain);
             chain = next;
         }
@@ -343,8 +351,8 @@ static void two_windows(void)
 {
     struct window both[] = {open_window(&windows, gpu.instance, 160, 120),
                             open_window(&windows, gpu.instance, 100, 100)};
-    struct chain chains[] = {open_chain(&both[0], 2, VK_NULL_HANDLE),
-                             open_chain(&both[1], 3, VK_NULL_HANDLE)};
+    struct chain chains[] = {open_chain(&both[0], 2, VK_PRESENT_MODE_IMMEDIATE_KHR, VK_NULL_HANDLE),
+                             open_chain(&both[1], 3, VK_PRESENT_MODE_FIFO_KHR, VK_NULL_HANDLE)};
     for (int frame = 0; frame < frames; ++frame) {
         uint32_t indices[2];
         for (int i = 0; i < 2; ++i) {
@@ -368,8 +376,8 @@ int main(int count, char** arguments)
     const struct extensions extensions = {
         2, 1, {VK_KHR_SURFACE_EXTENSION_NAME, windows.extension}, {VK_KHR_SWAPCHAIN_EXTENSION_NAME}};
     gpu = open_gpu_with(&extensions);
-    one_window(2, "two images");
-    one_window(3, "three images");
+    one_window(2, VK_PRESENT_MODE_FIFO_KHR, "two images");
+    one_window(3, VK_PRESENT_MODE_MAILBOX_KHR, "three images");
     resized_window();
     two_windows();
     close_gpu(&gpu);

@@ -28,14 +28,6 @@ struct swapchain_image
     bool acquired = false;
 };
 
-/// The library takes frames for as wide as their images, while hosts align the rows of images that they can
-/// read to up to 256 bytes. So images are that wide, and applications draw to the left of them.
-uint32_t aligned_width(uint32_t width)
-{
-    constexpr uint32_t pixels = 64;
-    return (width + pixels - 1) / pixels * pixels;
-}
-
 struct vk_swapchain
 {
     vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info);
@@ -70,7 +62,7 @@ private:
 
 vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info)
     : device{its_device}, surface{*object_behind<vk_surface>(info.surface)}, format{info.imageFormat},
-      extent{info.imageExtent}, stride{aligned_width(info.imageExtent.width)}
+      extent{info.imageExtent}, stride{width_of_images(info.imageExtent.width)}
 {
 }
 
