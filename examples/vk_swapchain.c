@@ -1,12 +1,13 @@
 /* Swapchains of two images, red first, and of three, blue first, made anew when their window changes its
  * size, and two that are shown together, with the modes that there are. Each image is read back before it is
- * shown.
+ * shown, some by a shader.
  *
  * vk_swapchain [--surface headless|xcb|xlib] [--frames N] [--pictures FOLDER] */
 
 #include "vk_drawing.h"
 #include "vk_surface.h"
 
+#include "fetch.comp.h"
 #include "triangle.frag.h"
 #include "triangle.vert.h"
 
@@ -17,6 +18,8 @@
 static struct gpu gpu;
 static struct windows windows;
 static int frames;
+static struct kernel reader;
+static VkSampler nearest;
 static const uint64_t patience = 60000000000u; /* nanoseconds */
 
 enum
@@ -28,6 +31,7 @@ struct chain
     VkSwapchainKHR handle;
     VkExtent2D extent;
     VkFormat format;
+    int sampled; /* the images can be */
     uint32_t count;
     VkImage images[max_images];
     VkImageView views[max_images];
@@ -88,6 +92,7 @@ static void make_swapchain(struct chain* chain, const struct window* window, uin
     if (can.maxImageCount && images > can.maxImageCount)
         images = can.maxImageCount;
     chain->extent = window->extent;
+    chain->sampled = (can.supportedUsageFlags & VK_IMAGE_USAGE_SAMPLED_BIT) != 0;
     chain->format =
         choose_format(window->surface, wanted == 2 ? VK_FORMAT_R8G8B8A8_UNORM : VK_FORMAT_B8G8R8A8_UNORM);
     const VkSwapchainCreateInfoKHR info = {
@@ -98,7 +103,8 @@ static void make_swapchain(struct chain* chain, const struct window* window, uin
         .imageColorSpace = VK_COLOR_SPACE_SRGB_NONLINEAR_KHR,
         .imageExtent = chain->extent,
         .imageArrayLayers = 1,
-        .imageUsage = VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT | VK_IMAGE_USAGE_TRANSFER_SRC_BIT,
+        .imageUsage = VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT | VK_IMAGE_USAGE_TRANSFER_SRC_BIT |
+                      (chain->sampled ? VK_IMAGE_USAGE_SAMPLED_BIT : 0u),
         .preTransform = can.currentTransform,
         .compositeAlpha = can.supportedCompositeAlpha & VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR
                               ? VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR
@@ -206,6 +212,37 @@ static uint32_t acquire(const struct chain* chain, int frame)
     return index;
 }
 
+/* Odd frames are read by a shader where they can be. */
+static int reads_by_shader(const struct chain* chain, int frame)
+{
+    return chain->sampled && frame % 2;
+}
+
+static void record_copy(VkCommandBuffer commands, const struct chain* chain, uint32_t index,
+                        const struct buffer* pixels)
+{
+    const VkBufferImageCopy copy = {.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1},
+                                    .imageExtent = {chain->extent.width, chain->extent.height, 1}};
+    vkCmdCopyImageToBuffer(commands, chain->images[index], VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL,
+                           pixels->handle, 1, &copy);
+    wait_for_writes(commands, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT,
+                    VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
+}
+
+static void record_shader(VkCommandBuffer commands, const struct chain* chain, uint32_t index,
+                          const struct buffer* pixels)
+{
+    write_image(&gpu, reader.set, 0, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, nearest, chain->views[index],
+                VK_IMAGE_LAYOUT_GENERAL);
+    write_buffer(&gpu, reader.set, 1, VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, pixels, 0, VK_WHOLE_SIZE);
+    bind_kernel(commands, &reader);
+    const uint32_t level_and_first[] = {0, 0};
+    vkCmdPushConstants(commands, reader.layout, VK_SHADER_STAGE_COMPUTE_BIT, 0, 8, level_and_first);
+    vkCmdDispatch(commands, (chain->extent.width + 7) / 8, (chain->extent.height + 7) / 8, 1);
+    wait_for_writes(commands, VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT, VK_ACCESS_SHADER_WRITE_BIT,
+                    VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
+}
+
 static void record(VkCommandBuffer commands, const struct chain* chain, uint32_t index, int frame,
                    const struct buffer* pixels)
 {
@@ -218,16 +255,18 @@ static void record(VkCommandBuffer commands, const struct chain* chain, uint32_t
     vkCmdPushConstants(commands, chain->layout, VK_SHADER_STAGE_FRAGMENT_BIT, 16, 16, constants + 4);
     vkCmdDraw(commands, 3, 1, 0, 0);
     vkCmdEndRenderPass(commands);
-    const VkBufferImageCopy copy = {.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1},
-                                    .imageExtent = {chain->extent.width, chain->extent.height, 1}};
-    vkCmdCopyImageToBuffer(commands, chain->images[index], VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL,
-                           pixels->handle, 1, &copy);
     const struct image image = {.handle = chain->images[index],
                                 .info = {.mipLevels = 1, .arrayLayers = 1},
                                 .aspects = VK_IMAGE_ASPECT_COLOR_BIT};
-    change_layout(commands, &image, VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, VK_IMAGE_LAYOUT_PRESENT_SRC_KHR);
-    wait_for_writes(commands, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT,
-                    VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
+    const VkImageLayout drawn = VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, shown = VK_IMAGE_LAYOUT_PRESENT_SRC_KHR;
+    if (reads_by_shader(chain, frame)) {
+        change_layout(commands, &image, drawn, VK_IMAGE_LAYOUT_GENERAL);
+        record_shader(commands, chain, index, pixels);
+        change_layout(commands, &image, VK_IMAGE_LAYOUT_GENERAL, shown);
+    } else {
+        record_copy(commands, chain, index, pixels);
+        change_layout(commands, &image, drawn, shown);
+    }
     VK(vkEndCommandBuffer(commands));
 }
 
@@ -251,12 +290,13 @@ static void submit(const struct chain* chain, VkCommandBuffer commands)
 }
 
 /* Red first, whatever the surface has. */
-static void print_pixels(const struct chain* chain, const struct buffer* pixels, const char* subject)
+static void print_pixels(const struct chain* chain, const struct buffer* pixels, int blue_first,
+                         const char* subject)
 {
     unsigned char* const bytes = malloc(pixels->size);
     check(bytes != NULL, "malloc");
     get_buffer(&gpu, pixels, 0, bytes, pixels->size);
-    for (VkDeviceSize i = 0; chain->format == VK_FORMAT_B8G8R8A8_UNORM && i < pixels->size; i += 4) {
+    for (VkDeviceSize i = 0; blue_first && i < pixels->size; i += 4) {
         const unsigned char blue = bytes[i];
         bytes[i] = bytes[i + 2];
         bytes[i + 2] = blue;
@@ -272,13 +312,15 @@ static void print_pixels(const struct chain* chain, const struct buffer* pixels,
 static uint32_t draw_next(const struct chain* chain, int frame, const char* subject)
 {
     const uint32_t index = acquire(chain, frame);
-    struct buffer pixels = make_buffer(&gpu, (VkDeviceSize)chain->extent.width * chain->extent.height * 4,
-                                       VK_BUFFER_USAGE_TRANSFER_DST_BIT, NULL);
+    struct buffer pixels =
+        make_buffer(&gpu, (VkDeviceSize)chain->extent.width * chain->extent.height * 4,
+                    VK_BUFFER_USAGE_TRANSFER_DST_BIT | VK_BUFFER_USAGE_STORAGE_BUFFER_BIT, NULL);
     VkCommandBuffer commands = begin_commands(&gpu);
     record(commands, chain, index, frame, &pixels);
     submit(chain, commands);
     vkFreeCommandBuffers(gpu.device, gpu.pool, 1, &commands);
-    print_pixels(chain, &pixels, subject);
+    print_pixels(chain, &pixels, chain->format == VK_FORMAT_B8G8R8A8_UNORM && !reads_by_shader(chain, frame),
+                 subject);
     free_buffer(&gpu, &pixels);
     return index;
 }
@@ -376,10 +418,16 @@ int main(int count, char** arguments)
     const struct extensions extensions = {
         2, 1, {VK_KHR_SURFACE_EXTENSION_NAME, windows.extension}, {VK_KHR_SWAPCHAIN_EXTENSION_NAME}};
     gpu = open_gpu_with(&extensions);
+    const VkDescriptorType types[] = {VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER,
+                                      VK_DESCRIPTOR_TYPE_STORAGE_BUFFER};
+    reader = make_kernel(&gpu, SHADER(&gpu, fetch_comp), COUNT(types), types, 8);
+    nearest = make_sampler(&gpu, VK_FILTER_NEAREST, VK_SAMPLER_ADDRESS_MODE_CLAMP_TO_EDGE);
     one_window(2, VK_PRESENT_MODE_FIFO_KHR, "two images");
     one_window(3, VK_PRESENT_MODE_MAILBOX_KHR, "three images");
     resized_window();
     two_windows();
+    vkDestroySampler(gpu.device, nearest, NULL);
+    free_kernel(&gpu, &reader);
     close_gpu(&gpu);
     close_windows(&windows);
     return 0;
