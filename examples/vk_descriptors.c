@@ -44,12 +44,13 @@ static void make_textures(void)
     }
 }
 
-static void make_layouts(void)
+/* The samplers of pairs are those of the layout, or null for such that are written. */
+static void make_layouts(const VkSampler* of_pairs)
 {
     const VkShaderStageFlags stage = VK_SHADER_STAGE_FRAGMENT_BIT;
     const VkSampler fixed[] = {linear, nearest};
     const VkDescriptorSetLayoutBinding pairs[] = {
-        {0, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 4, stage, NULL}};
+        {0, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 4, stage, of_pairs}};
     const VkDescriptorSetLayoutBinding apart[] = {{0, VK_DESCRIPTOR_TYPE_SAMPLED_IMAGE, 2, stage, NULL},
                                                   {3, VK_DESCRIPTOR_TYPE_SAMPLER, 2, stage, fixed}};
     const VkDescriptorSetLayoutBinding blocks[] = {{1, VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER, 3, stage, NULL}};
@@ -63,6 +64,18 @@ static void make_layouts(void)
     add_stage(&parts, VK_SHADER_STAGE_FRAGMENT_BIT, SHADER(&gpu, tiles_frag));
     pipeline = make_pipeline(&gpu, &parts);
     free_stages(&gpu, &parts);
+}
+
+static void free_layouts(void)
+{
+    vkDestroyPipeline(gpu.device, pipeline, NULL);
+    vkDestroyPipelineLayout(gpu.device, layout, NULL);
+    for (int i = 0; i < set_count; ++i)
+        vkDestroyDescriptorSetLayout(gpu.device, layouts[i], NULL);
+}
+
+static void fill_pool(void)
+{
     static const VkDescriptorPoolSize sizes[] = {{VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 12},
                                                  {VK_DESCRIPTOR_TYPE_SAMPLED_IMAGE, 6},
                                                  {VK_DESCRIPTOR_TYPE_SAMPLER, 6},
@@ -99,10 +112,10 @@ static VkDescriptorImageInfo texture_info(VkSampler sampler, int index)
 }
 
 /* All bindings of three sets in one call; arrays whole and in two parts. */
-static void write_all(const VkDescriptorSet* sets)
+static void write_all(const VkDescriptorSet* sets, VkSampler even, VkSampler odd)
 {
-    const VkDescriptorImageInfo pairs[] = {texture_info(nearest, 0), texture_info(linear, 1),
-                                           texture_info(nearest, 2), texture_info(linear, 3)};
+    const VkDescriptorImageInfo pairs[] = {texture_info(even, 0), texture_info(odd, 1), texture_info(even, 2),
+                                           texture_info(odd, 3)};
     const VkDescriptorImageInfo images[] = {texture_info(VK_NULL_HANDLE, 3), texture_info(VK_NULL_HANDLE, 2)};
     const VkDescriptorBufferInfo blocks[] = {
         {colours.handle, 0, 16}, {colours.handle, 256, 16}, {colours.handle, 512, VK_WHOLE_SIZE}};
@@ -162,7 +175,7 @@ static void pool_life(void)
     VkDescriptorSet sets[3][set_count];
     for (int i = 0; i < 3; ++i) {
         allocate_sets(sets[i]);
-        write_all(sets[i]);
+        write_all(sets[i], nearest, linear);
     }
     const VkDescriptorSet some[] = {sets[1][2], VK_NULL_HANDLE, sets[1][0], sets[1][1]};
     VK(vkFreeDescriptorSets(gpu.device, pool, COUNT(some), some));
@@ -172,18 +185,34 @@ static void pool_life(void)
     VK(vkResetDescriptorPool(gpu.device, pool, 0));
     for (int i = 0; i < 3; ++i)
         allocate_sets(sets[i]);
-    write_all(sets[0]);
+    write_all(sets[0], nearest, linear);
     draw(sets[0], "after a reset");
+    VK(vkResetDescriptorPool(gpu.device, pool, 0));
+}
+
+/* Pairs whose samplers are the layout's: those that are written with them are ignored, and may be gone. */
+static void samplers_of_layouts(void)
+{
+    const VkSampler gone = make_sampler(&gpu, VK_FILTER_NEAREST, VK_SAMPLER_ADDRESS_MODE_REPEAT);
+    vkDestroySampler(gpu.device, gone, NULL);
+    const VkSampler of_pairs[] = {linear, nearest, nearest, linear};
+    free_layouts();
+    make_layouts(of_pairs);
+    VkDescriptorSet sets[set_count], others[set_count];
+    allocate_sets(sets);
+    write_all(sets, gone, gone);
+    draw(sets, "samplers of the layout");
+    allocate_sets(others);
+    copy_all(sets, others);
+    draw(others, "samplers of the layout, copied");
+    VK(vkFreeDescriptorSets(gpu.device, pool, 1, sets));
     VK(vkResetDescriptorPool(gpu.device, pool, 0));
 }
 
 static void free_all(void)
 {
     vkDestroyDescriptorPool(gpu.device, pool, NULL);
-    vkDestroyPipeline(gpu.device, pipeline, NULL);
-    vkDestroyPipelineLayout(gpu.device, layout, NULL);
-    for (int i = 0; i < set_count; ++i)
-        vkDestroyDescriptorSetLayout(gpu.device, layouts[i], NULL);
+    free_layouts();
     vkDestroySampler(gpu.device, nearest, NULL);
     vkDestroySampler(gpu.device, linear, NULL);
     for (int i = 0; i < texture_count; ++i)
@@ -197,10 +226,11 @@ int main(int count, char** arguments)
     gpu = open_gpu();
     canvas = open_canvas(&gpu, 128, 96);
     make_textures();
-    make_layouts();
+    make_layouts(NULL);
+    fill_pool();
     VkDescriptorSet sets[set_count], others[set_count];
     allocate_sets(sets);
-    write_all(sets);
+    write_all(sets, nearest, linear);
     draw(sets, "written");
     allocate_sets(others);
     copy_all(sets, others);
@@ -210,6 +240,7 @@ int main(int count, char** arguments)
     draw(sets, "written again");
     VK(vkResetDescriptorPool(gpu.device, pool, 0));
     pool_life();
+    samplers_of_layouts();
     free_all();
     close_canvas(&gpu, &canvas);
     close_gpu(&gpu);

@@ -3,10 +3,12 @@
 #include <stdlib.h>
 #include <string.h>
 
-#ifdef EXAMPLES_XCB
+#ifdef EXAMPLES_X
+#include <X11/Xlib.h>
 #include <xcb/xcb.h>
-/* Vulkan's own header wants xcb's before it. */
+/* Vulkan's own headers want those before them. */
 #include <vulkan/vulkan_xcb.h>
+#include <vulkan/vulkan_xlib.h>
 #endif
 
 static int has_extension(const char* name)
@@ -21,7 +23,7 @@ static int has_extension(const char* name)
     return 0;
 }
 
-#ifdef EXAMPLES_XCB
+#ifdef EXAMPLES_X
 static xcb_connection_t* connect(void)
 {
     xcb_connection_t* const connection = xcb_connect(NULL, NULL);
@@ -29,7 +31,7 @@ static xcb_connection_t* connect(void)
     return connection;
 }
 
-static void make_x_window(xcb_connection_t* connection, VkInstance instance, struct window* window)
+static void make_xcb_window(xcb_connection_t* connection, VkInstance instance, struct window* window)
 {
     const xcb_screen_t* const screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
     window->id = xcb_generate_id(connection);
@@ -45,6 +47,30 @@ static void make_x_window(xcb_connection_t* connection, VkInstance instance, str
         (PFN_vkCreateXcbSurfaceKHR)vkGetInstanceProcAddr(instance, "vkCreateXcbSurfaceKHR");
     check(create != NULL, "vkCreateXcbSurfaceKHR");
     VK(create(instance, &info, NULL, &window->surface));
+}
+
+/* Requests stay in Xlib's buffer: the driver has to make them reach the server. */
+static void make_xlib_window(Display* display, VkInstance instance, struct window* window)
+{
+    const Window id = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, window->extent.width,
+                                          window->extent.height, 0, 0, 0);
+    XMapWindow(display, id);
+    window->id = (uint32_t)id;
+    const VkXlibSurfaceCreateInfoKHR info = {
+        .sType = VK_STRUCTURE_TYPE_XLIB_SURFACE_CREATE_INFO_KHR, .dpy = display, .window = id};
+    const PFN_vkCreateXlibSurfaceKHR create =
+        (PFN_vkCreateXlibSurfaceKHR)vkGetInstanceProcAddr(instance, "vkCreateXlibSurfaceKHR");
+    check(create != NULL, "vkCreateXlibSurfaceKHR");
+    VK(create(instance, &info, NULL, &window->surface));
+}
+
+static void resize_xlib_window(Display* display, const struct window* window)
+{
+    XResizeWindow(display, window->id, window->extent.width, window->extent.height);
+    XWindowAttributes now;
+    check(XGetWindowAttributes(display, window->id, &now) && now.width == (int)window->extent.width &&
+              now.height == (int)window->extent.height,
+          "the window's new size");
 }
 #endif
 
@@ -65,9 +91,15 @@ struct windows find_windows(const char* kind)
     if (strcmp(windows.kind, "headless") == 0) {
         windows.extension = VK_EXT_HEADLESS_SURFACE_EXTENSION_NAME;
     } else {
-#ifdef EXAMPLES_XCB
-        windows.extension = VK_KHR_XCB_SURFACE_EXTENSION_NAME;
-        windows.connection = connect();
+#ifdef EXAMPLES_X
+        if (strcmp(windows.kind, "xlib") == 0) {
+            windows.extension = VK_KHR_XLIB_SURFACE_EXTENSION_NAME;
+            windows.display = XOpenDisplay(NULL);
+            check(windows.display != NULL, "XOpenDisplay");
+        } else {
+            windows.extension = VK_KHR_XCB_SURFACE_EXTENSION_NAME;
+            windows.connection = connect();
+        }
 #else
         check(0, "windows of an X server, which this program was built without");
 #endif
@@ -78,19 +110,25 @@ struct windows find_windows(const char* kind)
 
 void close_windows(struct windows* windows)
 {
-#ifdef EXAMPLES_XCB
+#ifdef EXAMPLES_X
     if (windows->connection)
         xcb_disconnect(windows->connection);
+    if (windows->display)
+        XCloseDisplay(windows->display);
 #endif
-    windows->connection = NULL;
+    windows->connection = windows->display = NULL;
 }
 
 struct window open_window(const struct windows* windows, VkInstance instance, uint32_t width, uint32_t height)
 {
     struct window window = {.extent = {width, height}};
-#ifdef EXAMPLES_XCB
+#ifdef EXAMPLES_X
+    if (windows->display) {
+        make_xlib_window(windows->display, instance, &window);
+        return window;
+    }
     if (windows->connection) {
-        make_x_window(windows->connection, instance, &window);
+        make_xcb_window(windows->connection, instance, &window);
         return window;
     }
 #endif
@@ -103,7 +141,9 @@ void resize_window(const struct windows* windows, struct window* window, uint32_
 {
     const VkExtent2D extent = {width, height};
     window->extent = extent;
-#ifdef EXAMPLES_XCB
+#ifdef EXAMPLES_X
+    if (windows->display)
+        resize_xlib_window(windows->display, window);
     if (windows->connection) {
         const uint32_t sides[] = {width, height};
         xcb_configure_window(windows->connection, window->id,
@@ -121,7 +161,9 @@ void resize_window(const struct windows* windows, struct window* window, uint32_
 void close_window(const struct windows* windows, VkInstance instance, struct window* window)
 {
     vkDestroySurfaceKHR(instance, window->surface, NULL);
-#ifdef EXAMPLES_XCB
+#ifdef EXAMPLES_X
+    if (windows->display)
+        XDestroyWindow(windows->display, window->id);
     if (windows->connection) {
         xcb_destroy_window(windows->connection, window->id);
         xcb_flush(windows->connection);

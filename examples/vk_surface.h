@@ -4,13 +4,14 @@
 
 #include "vk_common.h"
 
-/* Where windows come from. The kind is "headless" or "xcb"; NULL takes the first of these that the instance
- * has. */
+/* Where windows come from. The kind is "headless", "xcb" or "xlib"; NULL takes the first of these that the
+ * instance has. */
 struct windows
 {
     const char* kind;
     const char* extension;
-    void* connection; /* to the X server */
+    void* connection; /* to the X server, for xcb */
+    void* display;    /* the same for Xlib */
 };
 struct windows find_windows(const char* kind);
 void close_windows(struct windows* windows);

@@ -1,10 +1,13 @@
-/* Swapchains of two and of three images, made anew when their window changes its size, and two that are shown
- * together. Each image is read back before it is shown.
- * vk_swapchain [--surface headless|xcb] [--frames N] [--pictures FOLDER] */
+/* Swapchains of two images, red first, and of three, blue first, made anew when their window changes its
+ * size, and two that are shown together, with the modes that there are. Each image is read back before it is
+ * shown, some by a shader.
+ *
+ * vk_swapchain [--surface headless|xcb|xlib] [--frames N] [--pictures FOLDER] */
 
 #include "vk_drawing.h"
 #include "vk_surface.h"
 
+#include "fetch.comp.h"
 #include "triangle.frag.h"
 #include "triangle.vert.h"
 
@@ -15,6 +18,8 @@
 static struct gpu gpu;
 static struct windows windows;
 static int frames;
+static struct kernel reader;
+static VkSampler nearest;
 static const uint64_t patience = 60000000000u; /* nanoseconds */
 
 enum
@@ -26,6 +31,7 @@ struct chain
     VkSwapchainKHR handle;
     VkExtent2D extent;
     VkFormat format;
+    int sampled; /* the images can be */
     uint32_t count;
     VkImage images[max_images];
     VkImageView views[max_images];
@@ -36,18 +42,19 @@ struct chain
     VkSemaphore acquired, drawn;
 };
 
-/* 8 bits each, red or blue first. */
-static VkFormat choose_format(VkSurfaceKHR surface)
+/* 8 bits each; the other way round when there is no such format. */
+static VkFormat choose_format(VkSurfaceKHR surface, VkFormat wanted)
 {
     VkSurfaceFormatKHR formats[32];
     uint32_t count = COUNT(formats);
     const VkResult result = vkGetPhysicalDeviceSurfaceFormatsKHR(gpu.physical, surface, &count, formats);
     check(result == VK_SUCCESS || result == VK_INCOMPLETE, "vkGetPhysicalDeviceSurfaceFormatsKHR");
-    for (uint32_t i = 0; i < count; ++i)
+    VkFormat found = VK_FORMAT_UNDEFINED;
+    for (uint32_t i = 0; i < count && found != wanted; ++i)
         if (formats[i].format == VK_FORMAT_R8G8B8A8_UNORM || formats[i].format == VK_FORMAT_B8G8R8A8_UNORM)
-            return formats[i].format;
-    check(0, "finding a format of the surface");
-    return VK_FORMAT_UNDEFINED;
+            found = formats[i].format;
+    check(found != VK_FORMAT_UNDEFINED, "finding a format of the surface");
+    return found;
 }
 
 static int has_mode(VkSurfaceKHR surface, VkPresentModeKHR wanted)
@@ -62,8 +69,15 @@ static int has_mode(VkSurfaceKHR surface, VkPresentModeKHR wanted)
     return 0;
 }
 
+/* FIFO, which all surfaces have, where the wanted one is missing. */
+static VkPresentModeKHR choose_mode(VkSurfaceKHR surface, VkPresentModeKHR wanted)
+{
+    check(has_mode(surface, VK_PRESENT_MODE_FIFO_KHR), "showing images in order");
+    return has_mode(surface, wanted) ? wanted : VK_PRESENT_MODE_FIFO_KHR;
+}
+
 static void make_swapchain(struct chain* chain, const struct window* window, uint32_t wanted,
-                           VkSwapchainKHR old)
+                           VkPresentModeKHR mode, VkSwapchainKHR old)
 {
     VkBool32 supported = VK_FALSE;
     VK(vkGetPhysicalDeviceSurfaceSupportKHR(gpu.physical, gpu.family, window->surface, &supported));
@@ -74,12 +88,13 @@ static void make_swapchain(struct chain* chain, const struct window* window, uin
                                                     can.currentExtent.height == window->extent.height),
           "the size of the surface");
     check((can.supportedUsageFlags & VK_IMAGE_USAGE_TRANSFER_SRC_BIT) != 0, "reading images of the surface");
-    check(has_mode(window->surface, VK_PRESENT_MODE_FIFO_KHR), "showing images in order");
     uint32_t images = wanted < can.minImageCount ? can.minImageCount : wanted;
     if (can.maxImageCount && images > can.maxImageCount)
         images = can.maxImageCount;
     chain->extent = window->extent;
-    chain->format = choose_format(window->surface);
+    chain->sampled = (can.supportedUsageFlags & VK_IMAGE_USAGE_SAMPLED_BIT) != 0;
+    chain->format =
+        choose_format(window->surface, wanted == 2 ? VK_FORMAT_R8G8B8A8_UNORM : VK_FORMAT_B8G8R8A8_UNORM);
     const VkSwapchainCreateInfoKHR info = {
         .sType = VK_STRUCTURE_TYPE_SWAPCHAIN_CREATE_INFO_KHR,
         .surface = window->surface,
@@ -88,12 +103,13 @@ static void make_swapchain(struct chain* chain, const struct window* window, uin
         .imageColorSpace = VK_COLOR_SPACE_SRGB_NONLINEAR_KHR,
         .imageExtent = chain->extent,
         .imageArrayLayers = 1,
-        .imageUsage = VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT | VK_IMAGE_USAGE_TRANSFER_SRC_BIT,
+        .imageUsage = VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT | VK_IMAGE_USAGE_TRANSFER_SRC_BIT |
+                      (chain->sampled ? VK_IMAGE_USAGE_SAMPLED_BIT : 0u),
         .preTransform = can.currentTransform,
         .compositeAlpha = can.supportedCompositeAlpha & VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR
                               ? VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR
                               : VK_COMPOSITE_ALPHA_INHERIT_BIT_KHR,
-        .presentMode = VK_PRESENT_MODE_FIFO_KHR,
+        .presentMode = choose_mode(window->surface, mode),
         .clipped = VK_TRUE,
         .oldSwapchain = old};
     VK(vkCreateSwapchainKHR(gpu.device, &info, NULL, &chain->handle));
@@ -140,10 +156,11 @@ static void make_targets(struct chain* chain)
     }
 }
 
-static struct chain open_chain(const struct window* window, uint32_t wanted, VkSwapchainKHR old)
+static struct chain open_chain(const struct window* window, uint32_t wanted, VkPresentModeKHR mode,
+                               VkSwapchainKHR old)
 {
     struct chain chain = {.count = 0};
-    make_swapchain(&chain, window, wanted, old);
+    make_swapchain(&chain, window, wanted, mode, old);
     chain.pass = make_pass(chain.format);
     make_targets(&chain);
     const VkPushConstantRange ranges[] = {{VK_SHADER_STAGE_VERTEX_BIT, 0, 16},
@@ -195,6 +212,37 @@ static uint32_t acquire(const struct chain* chain, int frame)
     return index;
 }
 
+/* Odd frames are read by a shader where they can be. */
+static int reads_by_shader(const struct chain* chain, int frame)
+{
+    return chain->sampled && frame % 2;
+}
+
+static void record_copy(VkCommandBuffer commands, const struct chain* chain, uint32_t index,
+                        const struct buffer* pixels)
+{
+    const VkBufferImageCopy copy = {.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1},
+                                    .imageExtent = {chain->extent.width, chain->extent.height, 1}};
+    vkCmdCopyImageToBuffer(commands, chain->images[index], VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL,
+                           pixels->handle, 1, &copy);
+    wait_for_writes(commands, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT,
+                    VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
+}
+
+static void record_shader(VkCommandBuffer commands, const struct chain* chain, uint32_t index,
+                          const struct buffer* pixels)
+{
+    write_image(&gpu, reader.set, 0, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, nearest, chain->views[index],
+                VK_IMAGE_LAYOUT_GENERAL);
+    write_buffer(&gpu, reader.set, 1, VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, pixels, 0, VK_WHOLE_SIZE);
+    bind_kernel(commands, &reader);
+    const uint32_t level_and_first[] = {0, 0};
+    vkCmdPushConstants(commands, reader.layout, VK_SHADER_STAGE_COMPUTE_BIT, 0, 8, level_and_first);
+    vkCmdDispatch(commands, (chain->extent.width + 7) / 8, (chain->extent.height + 7) / 8, 1);
+    wait_for_writes(commands, VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT, VK_ACCESS_SHADER_WRITE_BIT,
+                    VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
+}
+
 static void record(VkCommandBuffer commands, const struct chain* chain, uint32_t index, int frame,
                    const struct buffer* pixels)
 {
@@ -207,16 +255,18 @@ static void record(VkCommandBuffer commands, const struct chain* chain, uint32_t
     vkCmdPushConstants(commands, chain->layout, VK_SHADER_STAGE_FRAGMENT_BIT, 16, 16, constants + 4);
     vkCmdDraw(commands, 3, 1, 0, 0);
     vkCmdEndRenderPass(commands);
-    const VkBufferImageCopy copy = {.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1},
-                                    .imageExtent = {chain->extent.width, chain->extent.height, 1}};
-    vkCmdCopyImageToBuffer(commands, chain->images[index], VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL,
-                           pixels->handle, 1, &copy);
     const struct image image = {.handle = chain->images[index],
                                 .info = {.mipLevels = 1, .arrayLayers = 1},
                                 .aspects = VK_IMAGE_ASPECT_COLOR_BIT};
-    change_layout(commands, &image, VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, VK_IMAGE_LAYOUT_PRESENT_SRC_KHR);
-    wait_for_writes(commands, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT,
-                    VK_PIPELINE_STAGE_HOST_BIT, VK_ACCESS_HOST_READ_BIT);
+    const VkImageLayout drawn = VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, shown = VK_IMAGE_LAYOUT_PRESENT_SRC_KHR;
+    if (reads_by_shader(chain, frame)) {
+        change_layout(commands, &image, drawn, VK_IMAGE_LAYOUT_GENERAL);
+        record_shader(commands, chain, index, pixels);
+        change_layout(commands, &image, VK_IMAGE_LAYOUT_GENERAL, shown);
+    } else {
+        record_copy(commands, chain, index, pixels);
+        change_layout(commands, &image, drawn, shown);
+    }
     VK(vkEndCommandBuffer(commands));
 }
 
@@ -240,12 +290,13 @@ static void submit(const struct chain* chain, VkCommandBuffer commands)
 }
 
 /* Red first, whatever the surface has. */
-static void print_pixels(const struct chain* chain, const struct buffer* pixels, const char* subject)
+static void print_pixels(const struct chain* chain, const struct buffer* pixels, int blue_first,
+                         const char* subject)
 {
     unsigned char* const bytes = malloc(pixels->size);
     check(bytes != NULL, "malloc");
     get_buffer(&gpu, pixels, 0, bytes, pixels->size);
-    for (VkDeviceSize i = 0; chain->format == VK_FORMAT_B8G8R8A8_UNORM && i < pixels->size; i += 4) {
+    for (VkDeviceSize i = 0; blue_first && i < pixels->size; i += 4) {
         const unsigned char blue = bytes[i];
         bytes[i] = bytes[i + 2];
         bytes[i + 2] = blue;
@@ -261,13 +312,15 @@ static void print_pixels(const struct chain* chain, const struct buffer* pixels,
 static uint32_t draw_next(const struct chain* chain, int frame, const char* subject)
 {
     const uint32_t index = acquire(chain, frame);
-    struct buffer pixels = make_buffer(&gpu, (VkDeviceSize)chain->extent.width * chain->extent.height * 4,
-                                       VK_BUFFER_USAGE_TRANSFER_DST_BIT, NULL);
+    struct buffer pixels =
+        make_buffer(&gpu, (VkDeviceSize)chain->extent.width * chain->extent.height * 4,
+                    VK_BUFFER_USAGE_TRANSFER_DST_BIT | VK_BUFFER_USAGE_STORAGE_BUFFER_BIT, NULL);
     VkCommandBuffer commands = begin_commands(&gpu);
     record(commands, chain, index, frame, &pixels);
     submit(chain, commands);
     vkFreeCommandBuffers(gpu.device, gpu.pool, 1, &commands);
-    print_pixels(chain, &pixels, subject);
+    print_pixels(chain, &pixels, chain->format == VK_FORMAT_B8G8R8A8_UNORM && !reads_by_shader(chain, frame),
+                 subject);
     free_buffer(&gpu, &pixels);
     return index;
 }
@@ -304,10 +357,10 @@ static void show(const struct chain* chain, const char* name)
     }
 }
 
-static void one_window(uint32_t images, const char* name)
+static void one_window(uint32_t images, VkPresentModeKHR mode, const char* name)
 {
     struct window window = open_window(&windows, gpu.instance, 160, 120);
-    struct chain chain = open_chain(&window, images, VK_NULL_HANDLE);
+    struct chain chain = open_chain(&window, images, mode, VK_NULL_HANDLE);
     show(&chain, name);
     close_chain(&chain);
     close_window(&windows, gpu.instance, &window);
@@ -318,14 +371,14 @@ static void resized_window(void)
 {
     static const VkExtent2D sizes[] = {{160, 120}, {200, 90}, {64, 64}, {200, 90}};
     struct window window = open_window(&windows, gpu.instance, sizes[0].width, sizes[0].height);
-    struct chain chain = open_chain(&window, 2, VK_NULL_HANDLE);
+    struct chain chain = open_chain(&window, 2, VK_PRESENT_MODE_FIFO_RELAXED_KHR, VK_NULL_HANDLE);
     for (uint32_t i = 0; i < COUNT(sizes); ++i) {
         char name[32];
         snprintf(name, sizeof name, "%u by %u", sizes[i].width, sizes[i].height);
         if (i > 0) {
             VK(vkDeviceWaitIdle(gpu.device));
             resize_window(&windows, &window, sizes[i].width, sizes[i].height);
-            struct chain next = open_chain(&window, 2, chain.handle);
+            struct chain next = open_chain(&window, 2, VK_PRESENT_MODE_FIFO_RELAXED_KHR, chain.handle);
             close_chain(&chain);
             chain = next;
         }
@@ -340,8 +393,8 @@ static void two_windows(void)
 {
     struct window both[] = {open_window(&windows, gpu.instance, 160, 120),
                             open_window(&windows, gpu.instance, 100, 100)};
-    struct chain chains[] = {open_chain(&both[0], 2, VK_NULL_HANDLE),
-                             open_chain(&both[1], 3, VK_NULL_HANDLE)};
+    struct chain chains[] = {open_chain(&both[0], 2, VK_PRESENT_MODE_IMMEDIATE_KHR, VK_NULL_HANDLE),
+                             open_chain(&both[1], 3, VK_PRESENT_MODE_FIFO_KHR, VK_NULL_HANDLE)};
     for (int frame = 0; frame < frames; ++frame) {
         uint32_t indices[2];
         for (int i = 0; i < 2; ++i) {
@@ -365,10 +418,16 @@ int main(int count, char** arguments)
     const struct extensions extensions = {
         2, 1, {VK_KHR_SURFACE_EXTENSION_NAME, windows.extension}, {VK_KHR_SWAPCHAIN_EXTENSION_NAME}};
     gpu = open_gpu_with(&extensions);
-    one_window(2, "two images");
-    one_window(3, "three images");
+    const VkDescriptorType types[] = {VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER,
+                                      VK_DESCRIPTOR_TYPE_STORAGE_BUFFER};
+    reader = make_kernel(&gpu, SHADER(&gpu, fetch_comp), COUNT(types), types, 8);
+    nearest = make_sampler(&gpu, VK_FILTER_NEAREST, VK_SAMPLER_ADDRESS_MODE_CLAMP_TO_EDGE);
+    one_window(2, VK_PRESENT_MODE_FIFO_KHR, "two images");
+    one_window(3, VK_PRESENT_MODE_MAILBOX_KHR, "three images");
     resized_window();
     two_windows();
+    vkDestroySampler(gpu.device, nearest, NULL);
+    free_kernel(&gpu, &reader);
     close_gpu(&gpu);
     close_windows(&windows);
     return 0;

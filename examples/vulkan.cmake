@@ -4,6 +4,7 @@
 find_package(Vulkan REQUIRED)
 find_program(GLSLANG glslangValidator REQUIRED)
 find_library(EXAMPLES_XCB NAMES xcb REQUIRED)
+find_library(EXAMPLES_XLIB NAMES X11 REQUIRED)
 
 set(VK_EXAMPLES vk_clear vk_triangle vk_draws vk_compute vk_buffers vk_descriptors vk_transfers vk_depth vk_subpasses
     vk_secondary vk_queries vk_sync vk_pipelines vk_memory vk_astc vk_swapchain vk_gets vk_sparse vk_lives)
@@ -27,9 +28,9 @@ add_custom_target(vk_shaders DEPENDS ${VK_SHADER_HEADERS})
 
 add_library(vk_examples_common STATIC ${VK_COMMON})
 target_compile_options(vk_examples_common PRIVATE -fno-sanitize=all)
-target_compile_definitions(vk_examples_common PRIVATE EXAMPLES_XCB)
+target_compile_definitions(vk_examples_common PRIVATE EXAMPLES_X)
 target_include_directories(vk_examples_common PUBLIC ${VK_SHADER_FOLDER})
-target_link_libraries(vk_examples_common PUBLIC Vulkan::Vulkan ${EXAMPLES_XCB} Threads::Threads)
+target_link_libraries(vk_examples_common PUBLIC Vulkan::Vulkan ${EXAMPLES_XCB} ${EXAMPLES_XLIB} Threads::Threads)
 foreach(example ${VK_EXAMPLES})
     add_executable(${example} ${example}.c)
     add_dependencies(${example} vk_shaders)

@@ -3,7 +3,7 @@
 
     --build DIR   where the programs are (default: build)
     --quick       a few scenes only
-    --keep DIR    leave pictures and outputs there
+    --keep DIR    leave pictures and outputs in DIR/gles
 
 Each scene of glmark2-es2 has the same verdict and draws the same first frame; es2_info tells the same but for what
 is rightly the library's; frames of es2tri, es2gears_x11 and SDL's testgles2 are the same bit for bit; and the windows
@@ -41,10 +41,19 @@ drawing_programs = [
 
 class Check:
     """One run over everything. `failures` are sentences."""
+    subject = "gles"
 
     def __init__(self, build, folder, quick):
         self.build, self.folder, self.quick = build, folder, quick
         self.failures = []
+
+    def run(self):
+        with XDisplay(800, 600) as display:
+            self.verdicts(display)
+            self.first_frames(display)
+            self.information(display)
+        for program in drawing_programs:
+            self.drawing(*program)
 
     def expect(self, condition, failure):
         if not condition:
@@ -179,26 +188,22 @@ def parse_information(text):
     return items
 
 
-def main():
-    parser = argparse.ArgumentParser(usage=__doc__)
+def run_check(kind, usage, programs):
+    """The exit status of a check of this kind, which needs these programs."""
+    parser = argparse.ArgumentParser(usage=usage)
     parser.add_argument("--build", type=pathlib.Path, default=pathlib.Path(__file__).parent.parent / "build")
     parser.add_argument("--quick", action="store_true")
     parser.add_argument("--keep", type=pathlib.Path)
     options = parser.parse_args()
-    if missing := real.missing_programs():
+    if missing := real.missing(programs):
         print("not installed: " + " ".join(missing))
         return 77
-    with real.work_folder(options.keep) as folder:
-        check = Check(options.build.resolve(), folder, options.quick)
-        with XDisplay(800, 600) as display:
-            check.verdicts(display)
-            check.first_frames(display)
-            check.information(display)
-        for program in drawing_programs:
-            check.drawing(*program)
+    with real.work_folder(options.keep and options.keep / kind.subject) as folder:
+        check = kind(options.build.resolve(), folder, options.quick)
+        check.run()
     print(f"\n{len(check.failures)} faults" if check.failures else "\nEverything is as on the host")
     return 1 if check.failures else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_check(Check, __doc__, ["Xvfb", "glmark2-es2", "es2_info", *(program for program, *_ in drawing_programs)]))

@@ -18,9 +18,8 @@ batched = ["batchCommands 1", "directTargetMemoryReads 1", "directTargetMemoryWr
 patience = 1200  # seconds for any one run
 
 
-def missing_programs():
+def missing(programs):
     """Names of what isn't installed."""
-    programs = ["Xvfb", "glmark2-es2", "es2_info", "es2tri", "es2gears_x11", str(sdl_tests / "testgles2")]
     return [program for program in programs if not shutil.which(program)]
 
 

@@ -2,6 +2,7 @@
 import contextlib
 import os
 import pathlib
+import socket
 import struct
 import subprocess
 import tempfile
@@ -31,25 +32,47 @@ class XDisplay:
         if self.name == ":":
             self.stack.close()
             raise RuntimeError("Xvfb doesn't start")
+        self.stack.enter_context(pane_of_glass(self.name[1:], self.width, self.height))
         return self
 
     def __exit__(self, *_):
         self.stack.close()
 
-    def grab(self, path):
-        """Writes what the screen shows as a PNG file of 8-bit RGB."""
+    def grab(self, path, left=0, top=0):
+        """Writes what the screen shows, to the right of and below a place, as a PNG file of 8-bit RGB."""
         dump = self.screen.read_bytes()
         # An XWD file: a header of big-endian words, a colour map of 12 bytes an entry, rows of B, G, R and a spare byte.
         header = struct.unpack(">25I", dump[:100])
         header_size, width, height, row_bytes, colours = (header[i] for i in (0, 4, 5, 12, 19))
         pixels = dump[header_size + colours * 12:]
         rows = bytearray()
-        for y in range(height):
-            row = pixels[y * row_bytes:y * row_bytes + width * 4]
-            rgb = bytearray(width * 3)
+        for y in range(top, height):
+            row = pixels[y * row_bytes + left * 4:y * row_bytes + width * 4]
+            rgb = bytearray((width - left) * 3)
             rgb[0::3], rgb[1::3], rgb[2::3] = row[2::4], row[1::4], row[0::4]
             rows += b"\0" + rgb
-        path.write_bytes(png(width, height, bytes(rows)))
+        path.write_bytes(png(width - left, height - top, bytes(rows)))
+
+
+def pane_of_glass(number, width, height):
+    """A window without a background over the whole screen, below those of applications: nothing is painted where one
+    of theirs goes, so that the screen keeps what it showed last. Lives as long as the connection, which is returned."""
+    server = socket.socket(socket.AF_UNIX)
+    server.connect(f"/tmp/.X11-unix/X{number}")
+    answers = server.makefile("rb")
+    server.sendall(struct.pack("<cx5H", b"l", 11, 0, 0, 0, 0))
+    accepted, words = struct.unpack("<B5xH", answers.read(8))
+    if not accepted:
+        raise RuntimeError("the X server takes no clients")
+    about = answers.read(4 * words)
+    window, = struct.unpack_from("<I", about, 4)
+    vendor_length, formats = struct.unpack_from("<H3xB", about, 16)
+    root, = struct.unpack_from("<I", about, 32 + (vendor_length + 3) // 4 * 4 + 8 * formats)
+    input_output, map_window, get_input_focus = 1, 8, 43
+    server.sendall(struct.pack("<BxH2I2h4H2I", 1, 8, window, root, 0, 0, width, height, 0, input_output, 0, 0) +
+                   struct.pack("<BxHI", map_window, 2, window) + struct.pack("<BxH", get_input_focus, 1))
+    answers.read(32)  # to the last: the window is there
+    return server
 
 
 def png(width, height, filtered_rows):

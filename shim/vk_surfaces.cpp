@@ -91,10 +91,13 @@ VkResult get_capabilities(VkPhysicalDevice, VkSurfaceKHR surface, VkSurfaceCapab
     capabilities->currentTransform = VK_SURFACE_TRANSFORM_IDENTITY_BIT_KHR;
     capabilities->supportedCompositeAlpha =
         VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR | VK_COMPOSITE_ALPHA_INHERIT_BIT_KHR;
-    // Not sampled: images are wider than their surfaces, which coordinates from 0 to 1 would show.
     capabilities->supportedUsageFlags = VK_IMAGE_USAGE_TRANSFER_SRC_BIT | VK_IMAGE_USAGE_TRANSFER_DST_BIT |
                                         VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT |
                                         VK_IMAGE_USAGE_INPUT_ATTACHMENT_BIT;
+    // Shaders that sample an image or ask for its size see how wide it really is.
+    const uint32_t width = capabilities->currentExtent.width;
+    if (self.window && width == width_of_images(width))
+        capabilities->supportedUsageFlags |= VK_IMAGE_USAGE_SAMPLED_BIT | VK_IMAGE_USAGE_STORAGE_BIT;
     return VK_SUCCESS;
 }
 
@@ -106,9 +109,13 @@ VkResult get_formats(VkPhysicalDevice, VkSurfaceKHR, uint32_t* count, VkSurfaceF
     return list(all, count, formats);
 }
 
+/// A frame is shown before the call that presents it returns, there is no beat to wait for: which is what all
+/// of these promise.
 VkResult get_present_modes(VkPhysicalDevice, VkSurfaceKHR, uint32_t* count, VkPresentModeKHR* modes)
 {
-    return list({VK_PRESENT_MODE_FIFO_KHR}, count, modes);
+    return list({VK_PRESENT_MODE_IMMEDIATE_KHR, VK_PRESENT_MODE_MAILBOX_KHR, VK_PRESENT_MODE_FIFO_KHR,
+                 VK_PRESENT_MODE_FIFO_RELAXED_KHR},
+                count, modes);
 }
 
 } // namespace

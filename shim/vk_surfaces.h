@@ -21,6 +21,15 @@ struct vk_surface
 /// What swapchains may be made of. Their bytes are shown as they are.
 inline constexpr VkFormat surface_formats[] = {VK_FORMAT_R8G8B8A8_UNORM, VK_FORMAT_B8G8R8A8_UNORM,
                                                VK_FORMAT_R8G8B8A8_SRGB, VK_FORMAT_B8G8R8A8_SRGB};
+
+/// The library takes frames for as wide as their images, while hosts align the rows of images that they can
+/// read to up to 256 bytes. So images are that wide, and applications draw to the left of them.
+inline uint32_t width_of_images(uint32_t width)
+{
+    constexpr uint32_t pixels = 64;
+    return (width + pixels - 1) / pixels * pixels;
+}
+
 inline constexpr uint32_t fewest_swapchain_images = 2;
 inline constexpr uint32_t most_swapchain_images = 8;
 

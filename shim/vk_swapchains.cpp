@@ -1,5 +1,7 @@
 // Swapchains, which the shim makes of images on native buffers, as the target's window system would.
 
+#include "shim/compressed_frames.h"
+#include "shim/connection.h"
 #include "shim/log.h"
 #include "shim/native_buffers.h"
 #include "shim/vk_entries.h"
@@ -26,14 +28,6 @@ struct swapchain_image
     bool acquired = false;
 };
 
-/// The library takes frames for as wide as their images, while hosts align the rows of images that they can
-/// read to up to 256 bytes. So images are that wide, and applications draw to the left of them.
-uint32_t aligned_width(uint32_t width)
-{
-    constexpr uint32_t pixels = 64;
-    return (width + pixels - 1) / pixels * pixels;
-}
-
 struct vk_swapchain
 {
     vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info);
@@ -55,6 +49,12 @@ struct vk_swapchain
     std::atomic<bool> retired{false};
 
 private:
+    bool blue_first() const
+    {
+        return format == VK_FORMAT_B8G8R8A8_UNORM || format == VK_FORMAT_B8G8R8A8_SRGB;
+    }
+    void take_shown_pixels(const uint8_t* from, uint8_t* to) const;
+
     std::mutex lock_;
     std::condition_variable given_back_;
     std::deque<uint32_t> free_; // in the order in which they were shown
@@ -62,7 +62,7 @@ private:
 
 vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info)
     : device{its_device}, surface{*object_behind<vk_surface>(info.surface)}, format{info.imageFormat},
-      extent{info.imageExtent}, stride{aligned_width(info.imageExtent.width)}
+      extent{info.imageExtent}, stride{width_of_images(info.imageExtent.width)}
 {
 }
 
@@ -147,21 +147,33 @@ void vk_swapchain::show(uint32_t index)
     const frame_buffer screen = frame_buffer_of_size(&surface, {extent.width, extent.height});
     if (!screen.address)
         return;
-    const uint8_t* from = images[index]->buffer.pixels();
+    const native_buffer& buffer = images[index]->buffer;
     auto* to = const_cast<uint8_t*>(screen.address);
-    const bool blue_first = format == VK_FORMAT_B8G8R8A8_UNORM || format == VK_FORMAT_B8G8R8A8_SRGB;
-    if (stride == extent.width && !blue_first) {
-        std::memcpy(to, from, screen.length); // which may be a compressed frame
+    if (stride == extent.width && !blue_first()) {
+        std::memcpy(to, buffer.pixels(), screen.length); // which may be a compressed frame
+    } else if (!frames_are_compressed()) {
+        take_shown_pixels(buffer.pixels(), to);
     } else {
-        const size_t row = size_t{extent.width} * 4;
-        for (uint32_t y = 0; y < extent.height; ++y, to += row, from += size_t{stride} * 4) {
-            if (blue_first)
-                wire::swap_red_and_blue(from, to, extent.width);
-            else
-                std::memcpy(to, from, row);
-        }
+        const auto pixels = decompress_frame(buffer.pixels(), buffer.size());
+        if (!pixels)
+            return;
+        take_shown_pixels(pixels.get(), pixels.get());
+        if (!compress_frame(pixels.get(), screen.size, to))
+            return;
     }
     frame_swapped(&surface);
+}
+
+/// From rows of the images to rows of the frame buffer, which may begin at the same place.
+void vk_swapchain::take_shown_pixels(const uint8_t* from, uint8_t* to) const
+{
+    const size_t row = size_t{extent.width} * 4;
+    for (uint32_t y = 0; y < extent.height; ++y, to += row, from += size_t{stride} * 4) {
+        if (blue_first())
+            wire::swap_red_and_blue(from, to, extent.width);
+        else
+            std::memmove(to, from, row);
+    }
 }
 
 VkResult create_swapchain(VkDevice device, const VkSwapchainCreateInfoKHR* info, const VkAllocationCallbacks*,

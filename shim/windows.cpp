@@ -1,10 +1,10 @@
 #include "shim/windows.h"
 
+#include "shim/compressed_frames.h"
 #include "shim/connection.h"
 #include "shim/log.h"
 #include "shim/process_lock.h"
 #include "shim/shared_blocks.h"
-#include "tpakutil/tpak_main.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -56,26 +56,10 @@ frame_buffer frame_buffer_locked(surface_record& record, window_size size)
     return {record.memory.pixels(), frame_memory::length(record.size), record.size, record.size.width};
 }
 
-/// The pixels of a compressed frame: displays of the device take it as it is, windows don't. Null when there
-/// is no memory for them.
-std::unique_ptr<uint8_t[]> decompress(const surface_record& record)
-{
-    const window_size size = record.size;
-    tpak_opts options;
-    options.yuv_trans = 1; // as for any frame buffer that names no attributes
-    constexpr unsigned four_bytes = 3;
-    TpakDecoder decoder{four_bytes, size.width, size.height, &options};
-    std::unique_ptr<uint8_t[]> pixels{new (std::nothrow) uint8_t[size_t{size.width} * size.height * 4]};
-    if (!pixels || decoder.getMaxFrameSize() > frame_memory::length(size) ||
-        !decoder.decode(record.memory.pixels(), pixels.get()))
-        return nullptr;
-    return pixels;
-}
-
 void show_frame(const surface_record& record, bool compressed)
 {
     std::unique_ptr<uint8_t[]> pixels;
-    if (compressed && !(pixels = decompress(record)))
+    if (compressed && !(pixels = decompress_frame(record.memory.pixels(), record.size)))
         return;
     server->show(record.native_window,
                  {compressed ? pixels.get() : record.memory.pixels(), record.size, record.size.width});
