@@ -14,7 +14,8 @@ public:
     /// Whether `address` means target memory.
     static bool is_in_target(_zelvar_context_data* context, target_ptr address);
     void pass_through(target_ptr address) { _pixels = reinterpret_cast<const void*>(address.address); }
-    /// Room for `size` bytes of any use, at least 1, which `pixels` then leads to; null when there is no memory.
+    /// Room for `size` bytes of any use, at least 1, which `pixels` then leads to; null when there is no
+    /// memory.
     uint8_t* make_room(_zelvar_context_data* context, uint64_t size);
     /// Reads `told` bytes of the target straight into the block that the host will read; what the host may
     /// touch beyond, up to `reach`, is zero. False when there is no memory for it.
