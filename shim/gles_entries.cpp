@@ -1,6 +1,7 @@
 // The OpenGL ES entry points.
 
 #include "shim/call.h"
+#include "shim/client_arrays.h"
 #include "shim/exports.h"
 #include "shim/oes_mapbuffer.h"
 #include "shim/proc_address.h"
@@ -50,6 +51,26 @@ struct entry<wire::inbound::gles30_get_stringi, decltype(glGetStringi)>
         if (known > 0 && index == static_cast<GLuint>(known))
             return reinterpret_cast<const GLubyte*>(mapbuffer_extension);
         return send_message<wire::inbound::gles30_get_stringi, const GLubyte*>(name, index);
+    }
+};
+
+template <>
+struct entry<wire::inbound::gles20_draw_arrays, decltype(glDrawArrays)>
+{
+    static void call(GLenum mode, GLint first, GLsizei count)
+    {
+        const client_arrays copied{this_thread(), first, count};
+        send_message<wire::inbound::gles20_draw_arrays, void>(mode, first, count);
+    }
+};
+
+template <>
+struct entry<wire::inbound::gles20_draw_elements, decltype(glDrawElements)>
+{
+    static void call(GLenum mode, GLsizei count, GLenum type, const void* indices)
+    {
+        const client_arrays copied{this_thread(), count, type, indices};
+        send_message<wire::inbound::gles20_draw_elements, void>(mode, count, type, copied.indices());
     }
 };
 

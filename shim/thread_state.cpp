@@ -103,7 +103,16 @@ uint8_t* message_builder::begin(uint32_t type, uint64_t size)
     return at;
 }
 
-const void* message_builder::keep_block(const void* bytes, uint64_t length)
+bool message_builder::reserve(uint64_t bytes)
+{
+    if (bytes > memory_.size - batch_head)
+        return false;
+    if (used_ + blocks_ + bytes > memory_.size)
+        flush();
+    return true;
+}
+
+uint8_t* message_builder::take_block(uint64_t length)
 {
     if (length > longest_block)
         return nullptr;
@@ -115,8 +124,14 @@ const void* message_builder::keep_block(const void* bytes, uint64_t length)
     if (used_ + blocks_ + room + beside > memory_.size)
         return nullptr;
     blocks_ += room;
-    uint8_t* copy = memory_.base + memory_.size - blocks_;
-    std::memcpy(copy, bytes, length);
+    return memory_.base + memory_.size - blocks_;
+}
+
+const void* message_builder::keep_block(const void* bytes, uint64_t length)
+{
+    uint8_t* copy = take_block(length);
+    if (copy)
+        std::memcpy(copy, bytes, length);
     return copy;
 }
 

@@ -27,6 +27,13 @@ public:
     /// Null when no message may be that long. Exactly one of `keep` and `send` has to follow.
     uint8_t* begin(uint32_t type, uint64_t size);
 
+    /// Makes room for so many bytes of blocks and messages together, so that they go out with one batch;
+    /// sends what waits first when it has to. False when no batch is that long.
+    bool reserve(uint64_t bytes);
+
+    /// Room that `keep_block` would fill, for whoever fills it otherwise; null when there is none.
+    uint8_t* take_block(uint64_t length);
+
     /// Copies memory of the application so that the call which is about to begin can wait. Returns the copy,
     /// or null when there is no room for it.
     const void* keep_block(const void* bytes, uint64_t length);

@@ -22,12 +22,13 @@ vertex_array::vertex_array()
         binding_of[i] = static_cast<uint8_t>(i);
 }
 
-bool vertex_array::reads_buffers_only() const
+uint32_t vertex_array::client_attributes() const
 {
+    uint32_t found = 0;
     for (uint32_t left = enabled; left != 0; left &= left - 1)
         if (buffer[binding_of[static_cast<uint32_t>(std::countr_zero(left))]] == 0)
-            return false;
-    return true;
+            found |= left & -left;
+    return found;
 }
 
 bool vertex_state::may_wait(gather kind)
@@ -35,11 +36,11 @@ bool vertex_state::may_wait(gather kind)
     const vertex_array& array = bound();
     const bool indexed = kind == gather::elements || kind == gather::indirect_elements;
     const bool indirect = kind == gather::indirect_arrays || kind == gather::indirect_elements;
-    if (indexed && array.elements == 0)
+    if (indexed && array.elements == 0 && !elements_are_copied)
         return false;
     if (indirect && indirect_buffer == 0)
         return false;
-    return array.reads_buffers_only();
+    return arrays_are_copied || array.reads_buffers_only();
 }
 
 void vertex_state::bind_buffer(GLenum target, GLuint id)
@@ -89,24 +90,43 @@ void vertex_state::enable(GLuint attribute, bool on)
     bound().enabled = on ? bound().enabled | bit : bound().enabled & ~bit;
 }
 
-void vertex_state::set_pointer(GLuint attribute)
+void vertex_state::set_capability(GLenum capability, bool on)
+{
+    if (capability == GL_PRIMITIVE_RESTART_FIXED_INDEX)
+        restarts_primitives = on;
+}
+
+void vertex_state::set_pointer(GLuint attribute, const attribute_pointer& pointer)
 {
     if (attribute >= tracked_attributes)
         return;
-    bound().binding_of[attribute] = static_cast<uint8_t>(attribute);
-    bound().buffer[attribute] = array_buffer;
+    vertex_array& array = bound();
+    array.binding_of[attribute] = static_cast<uint8_t>(attribute);
+    array.buffer[attribute] = array_buffer;
+    array.pointers[attribute] = pointer;
+    array.set_by_pointer |= 1u << attribute;
+}
+
+void vertex_state::set_divisor(GLuint attribute, GLuint divisor)
+{
+    if (attribute < tracked_attributes && divisor != 0)
+        bound().ever_divided |= 1u << attribute;
 }
 
 void vertex_state::bind_vertex_buffer(GLuint binding, GLuint buffer)
 {
-    if (binding < tracked_attributes)
-        bound().buffer[binding] = buffer;
+    if (binding >= tracked_attributes)
+        return;
+    bound().buffer[binding] = buffer;
+    bound().set_by_pointer = 0;
 }
 
 void vertex_state::set_binding(GLuint attribute, GLuint binding)
 {
-    if (attribute < tracked_attributes && binding < tracked_attributes)
-        bound().binding_of[attribute] = static_cast<uint8_t>(binding);
+    if (attribute >= tracked_attributes || binding >= tracked_attributes)
+        return;
+    bound().binding_of[attribute] = static_cast<uint8_t>(binding);
+    bound().set_by_pointer = 0;
 }
 
 std::shared_ptr<vertex_state> vertex_state_of(void* context)

@@ -1,6 +1,7 @@
 #pragma once
 // Which memory a draw reads, as far as needed to tell whether it may wait in a batch: the application may
-// change its own arrays as soon as a draw has returned, but not a buffer object without a call.
+// change its own arrays as soon as a draw has returned, but not a buffer object without a call. Small arrays
+// are copied for that (client_arrays.h).
 //
 // Where a call was refused by OpenGL ES the record here may differ from the truth. That costs a draw its
 // wait, or lets a draw of an erroneous program read its arrays late.
@@ -16,9 +17,23 @@ namespace shim {
 
 inline constexpr uint32_t tracked_attributes = 32;
 
+/// The arguments of glVertexAttribPointer or glVertexAttribIPointer.
+struct attribute_pointer
+{
+    const void* pointer = nullptr;
+    GLint size = 4;
+    GLenum type = GL_FLOAT;
+    GLsizei stride = 0;
+    GLboolean normalized = GL_FALSE;
+    bool is_integer = false;
+};
+
 struct vertex_array
 {
-    uint32_t enabled = 0;                            // a bit per attribute
+    uint32_t enabled = 0;        // a bit per attribute
+    uint32_t set_by_pointer = 0; // a bit per attribute whose `pointers` entry holds
+    uint32_t ever_divided = 0;   // a bit per attribute, all where it can't be told
+    std::array<attribute_pointer, tracked_attributes> pointers{};
     GLuint elements = 0;                             // element buffer
     std::array<GLuint, tracked_attributes> buffer{}; // of each binding point; 0 is the application's memory
     std::array<uint8_t, tracked_attributes> binding_of{}; // binding point of each attribute
@@ -26,7 +41,9 @@ struct vertex_array
     vertex_array();
 
     /// Whether every enabled attribute comes from a buffer object.
-    bool reads_buffers_only() const;
+    bool reads_buffers_only() const { return client_attributes() == 0; }
+    /// A bit for each enabled attribute that comes from the application's memory.
+    uint32_t client_attributes() const;
 };
 
 /// The part of one context. Used by the thread that the context is current on.
@@ -37,6 +54,9 @@ struct vertex_state
     GLuint bound_array = 0;
     std::unordered_map<GLuint, vertex_array> arrays;
     vertex_array* bound_record = nullptr; // of `bound_array`; null: look it up
+    bool restarts_primitives = false;
+    bool arrays_are_copied = false;   // what the next draw reads of the application's arrays
+    bool elements_are_copied = false; // and of its indices
 
     vertex_array& bound()
     {
@@ -57,7 +77,10 @@ struct vertex_state
     }
     void delete_arrays(GLsizei count, const GLuint* ids);
     void enable(GLuint attribute, bool on);
-    void set_pointer(GLuint attribute);
+    void set_capability(GLenum capability, bool on);
+    void set_pointer(GLuint attribute, const attribute_pointer& pointer);
+    void set_divisor(GLuint attribute, GLuint divisor);
+    void divide_bindings() { bound().ever_divided = UINT32_MAX; }
     void bind_vertex_buffer(GLuint binding, GLuint buffer);
     void set_binding(GLuint attribute, GLuint binding);
 };
@@ -98,10 +121,18 @@ SHIM_VERTEX_NOTE(gles20_delete_vertex_arrays_oes, (vertex_state & s, GLsizei n, 
 SHIM_VERTEX_NOTE(gles20_enable_vertex_attrib_array, (vertex_state & s, GLuint index), enable(index, true))
 SHIM_VERTEX_NOTE(gles20_disable_vertex_attrib_array, (vertex_state & s, GLuint index), enable(index, false))
 SHIM_VERTEX_NOTE(gles20_vertex_attrib_pointer,
-                 (vertex_state & s, GLuint index, GLint, GLenum, GLboolean, GLsizei, const void*),
-                 set_pointer(index))
+                 (vertex_state & s, GLuint index, GLint size, GLenum type, GLboolean normalized,
+                  GLsizei stride, const void* pointer),
+                 set_pointer(index, {pointer, size, type, stride, normalized, false}))
 SHIM_VERTEX_NOTE(gles30_vertex_attrib_ipointer,
-                 (vertex_state & s, GLuint index, GLint, GLenum, GLsizei, const void*), set_pointer(index))
+                 (vertex_state & s, GLuint index, GLint size, GLenum type, GLsizei stride,
+                  const void* pointer),
+                 set_pointer(index, {pointer, size, type, stride, GL_FALSE, true}))
+SHIM_VERTEX_NOTE(gles30_vertex_attrib_divisor, (vertex_state & s, GLuint index, GLuint divisor),
+                 set_divisor(index, divisor))
+SHIM_VERTEX_NOTE(gles31_vertex_binding_divisor, (vertex_state & s, GLuint, GLuint), divide_bindings())
+SHIM_VERTEX_NOTE(gles20_enable, (vertex_state & s, GLenum capability), set_capability(capability, true))
+SHIM_VERTEX_NOTE(gles20_disable, (vertex_state & s, GLenum capability), set_capability(capability, false))
 SHIM_VERTEX_NOTE(gles31_bind_vertex_buffer,
                  (vertex_state & s, GLuint binding, GLuint buffer, GLintptr, GLsizei),
                  bind_vertex_buffer(binding, buffer))

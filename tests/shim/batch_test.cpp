@@ -216,6 +216,8 @@ TEST_F(batching, a_draw_waits_only_while_buffers_feed_it)
     target_glBindBuffer(GL_ARRAY_BUFFER, 0);
     EXPECT_TRUE(waits(draw)) << "the array keeps the buffer that it was set with";
     target_glVertexAttribPointer(2, 4, GL_FLOAT, 0, 0, array);
+    EXPECT_TRUE(waits(draw)) << "small arrays are copied";
+    target_glVertexAttribPointer(2, 4, GL_FLOAT, 0, 1 << 20, array);
     EXPECT_FALSE(waits(draw));
     target_glDisableVertexAttribArray(2);
     EXPECT_TRUE(waits(draw));
