@@ -269,6 +269,9 @@ constexpr bool is_sent_as_it_is(uint32_t id)
         in::vk_reset_descriptor_pool,
         in::vk_destroy_descriptor_pool,
         in::vk_update_descriptor_sets,
+        in::vk_queue_submit,
+        in::vk_queue_bind_sparse,
+        in::vk_destroy_semaphore,
     };
     const bool of_window_system =
         id >= in::vk_destroy_surface_khr && id <= in::vk_create_shared_swapchains_khr;
@@ -350,7 +353,7 @@ const vk_entry_point* find_vk_entry_point(std::string_view name)
 {
     for (const auto& list :
          {vk_instance_entry_points(), vk_command_entry_points(), vk_descriptor_entry_points(),
-          vk_surface_entry_points(), vk_swapchain_entry_points()})
+          vk_queue_entry_points(), vk_surface_entry_points(), vk_swapchain_entry_points()})
         if (const vk_entry_point* found = find_in(list, name))
             return found;
     const auto& plain = plain_entry_points();

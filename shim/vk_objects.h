@@ -68,7 +68,11 @@ struct vk_device : dispatchable
     process_lock lock;                                                         // of what follows
     std::map<std::pair<uint32_t, uint32_t>, std::unique_ptr<vk_queue>> queues; // by family and index
     std::map<VkCommandPool, std::map<VkCommandBuffer, std::unique_ptr<vk_command_buffer>>> command_pools;
+    std::vector<VkSemaphore> presented_with; // and not waited for yet
 };
+
+/// Has the next submission wait for semaphores that images were presented with.
+void note_presented_with(VkQueue queue, uint32_t count, const VkSemaphore* semaphores);
 
 /// Memory of a device. The target's mapping lies in a block as large as the memory itself, which is made when
 /// it is first mapped and stays until the memory is freed: pages that nobody touches cost nothing, and a

@@ -222,22 +222,6 @@ VkResult acquire_image(VkDevice device, VkSwapchainKHR swapchain, uint64_t timeo
     return result;
 }
 
-/// The library waits for the queue when a frame is released, not for semaphores. They have to be waited for
-/// all the same, or the next signal would meet one that is signalled already.
-VkResult wait_for_semaphores(VkQueue queue, const VkPresentInfoKHR& info)
-{
-    if (info.waitSemaphoreCount == 0)
-        return VK_SUCCESS;
-    const std::vector<VkPipelineStageFlags> stages(info.waitSemaphoreCount,
-                                                   VK_PIPELINE_STAGE_ALL_COMMANDS_BIT);
-    VkSubmitInfo wait{};
-    wait.sType = VK_STRUCTURE_TYPE_SUBMIT_INFO;
-    wait.waitSemaphoreCount = info.waitSemaphoreCount;
-    wait.pWaitSemaphores = info.pWaitSemaphores;
-    wait.pWaitDstStageMask = stages.data();
-    return SEND_VK(vk_queue_submit, vkQueueSubmit, {}, queue, 1, &wait, VkFence{});
-}
-
 VkResult present_image(VkQueue queue, const VkPresentInfoKHR& info, vk_swapchain& swapchain, uint32_t index)
 {
     if (index >= swapchain.images.size() || !swapchain.images[index]->acquired) {
@@ -256,7 +240,7 @@ VkResult present_image(VkQueue queue, const VkPresentInfoKHR& info, vk_swapchain
 
 VkResult present(VkQueue queue, const VkPresentInfoKHR* info)
 {
-    VkResult all = wait_for_semaphores(queue, *info);
+    VkResult all = VK_SUCCESS;
     for (uint32_t i = 0; i < info->swapchainCount; ++i) {
         const VkResult one = present_image(queue, *info, *object_behind<vk_swapchain>(info->pSwapchains[i]),
                                            info->pImageIndices[i]);
@@ -265,6 +249,7 @@ VkResult present(VkQueue queue, const VkPresentInfoKHR* info)
         if (all == VK_SUCCESS)
             all = one;
     }
+    note_presented_with(queue, info->waitSemaphoreCount, info->pWaitSemaphores);
     return all;
 }
 
