@@ -214,6 +214,7 @@ VkResult acquire_image(VkDevice device, VkSwapchainKHR swapchain, uint64_t timeo
     const VkResult taken = self.take(timeout, *index);
     if (taken != VK_SUCCESS)
         return taken;
+    object_of(device).fences.forget(1, &fence);
     constexpr int no_descriptor = -1; // the image is ready: showing a frame waits for the device
     const VkResult result = SEND_VK(vk_acquire_image_android, vkAcquireImageANDROID, {}, device,
                                     self.images[*index]->image, no_descriptor, semaphore, fence);
@@ -228,12 +229,16 @@ VkResult present_image(VkQueue queue, const VkPresentInfoKHR& info, vk_swapchain
         SHIM_SAY_ONCE(gate::error, "An application presents image %u, which it has not acquired.", index);
         return VK_ERROR_OUT_OF_DATE_KHR;
     }
+    known_fences& fences = object_of(swapchain.device).fences;
+    const auto before = fences.now();
     int no_descriptor = -1;
     const VkResult result = SEND_VK(vk_queue_signal_release_image_android, vkQueueSignalReleaseImageANDROID,
                                     {}, queue, info.waitSemaphoreCount, info.pWaitSemaphores,
                                     swapchain.images[index]->image, &no_descriptor);
-    if (result == VK_SUCCESS)
+    if (result == VK_SUCCESS) {
+        fences.idle_since(before, queue); // a frame is taken from an idle queue
         swapchain.show(index);
+    }
     swapchain.give_back(index);
     return result; // that a window has changed its size shows when the next image is acquired
 }

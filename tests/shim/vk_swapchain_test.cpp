@@ -215,6 +215,36 @@ TEST_F(swapchains, the_next_submission_waits_for_what_was_presented_with)
     EXPECT_EQ(only_message().size(), 20u + 8 + 4 + 8 + 8) << "once is enough";
 }
 
+TEST_F(swapchains, fences_of_shown_frames_need_no_asking)
+{
+    const VkSwapchainKHR chain = make_swapchain(make_headless());
+    const auto fence = reinterpret_cast<VkFence>(uintptr_t{0x77});
+    const auto asks = [&] {
+        device->sent.clear();
+        EXPECT_EQ(VK(vkWaitForFences)(vulkan, 1, &fence, VK_TRUE, 0), VK_SUCCESS);
+        EXPECT_EQ(VK(vkGetFenceStatus)(vulkan, fence), VK_SUCCESS);
+        return device->sent.size();
+    };
+    const auto show = [&] {
+        uint32_t index = 0;
+        ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+        ASSERT_EQ(present(chain, index), VK_SUCCESS);
+    };
+    ASSERT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, fence), VK_SUCCESS);
+    EXPECT_EQ(asks(), 2u);
+    show();
+    EXPECT_EQ(asks(), 0u);
+    ASSERT_EQ(VK(vkResetFences)(vulkan, 1, &fence), VK_SUCCESS);
+    show();
+    EXPECT_EQ(asks(), 2u) << "reset and not submitted again";
+    ASSERT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, fence), VK_SUCCESS);
+    device->replies = {value_and_release(bytes{}.i32(VK_ERROR_DEVICE_LOST))};
+    EXPECT_EQ(VK(vkQueueWaitIdle)(queue), VK_ERROR_DEVICE_LOST);
+    EXPECT_EQ(asks(), 2u) << "nothing is known of a queue that is lost";
+    EXPECT_EQ(VK(vkDeviceWaitIdle)(vulkan), VK_SUCCESS);
+    EXPECT_EQ(asks(), 0u);
+}
+
 TEST_F(swapchains, blue_first_is_shown_with_red_first)
 {
     const VkSwapchainKHR chain = make_swapchain(make_headless(), VK_FORMAT_B8G8R8A8_SRGB);
