@@ -198,7 +198,17 @@ void put_all_vk_contents(vk_message& out, const vk_surroundings& around,
     (put_vk_contents<vk_behind<Id, I>>(out, around, arguments, arguments...), ...);
 }
 
-/// Builds message `Id` and sends it, or leaves it in the batch when nothing comes back.
+/// Calls of every frame and every recording that fail only for want of memory, if at all. Their results can
+/// come with the next call that waits.
+constexpr bool result_can_wait(uint32_t id)
+{
+    namespace in = wire::inbound;
+    return id == in::vk_begin_command_buffer || id == in::vk_end_command_buffer ||
+           id == in::vk_reset_command_buffer || id == in::vk_reset_command_pool ||
+           id == in::vk_reset_fences || id == in::vk_acquire_image_android;
+}
+
+/// Builds message `Id` and sends it, or leaves it in the batch when nothing has to come back.
 template <uint32_t Id, class R, class... A>
 R send_vk(const vk_surroundings& around, A... arguments)
 {
@@ -215,11 +225,8 @@ R send_vk(const vk_surroundings& around, A... arguments)
     }
     (indices);
     put_all_vk_contents<Id>(out, around, indices, arguments...);
-    if constexpr (std::is_void_v<R> && !(false || ... || is_vk_output<A>)) {
-        out.leave();
-        return;
-    }
-    const vk_answer answer = out.send();
+    constexpr bool silent = std::is_void_v<R> && !(false || ... || is_vk_output<A>);
+    const vk_answer answer = silent || result_can_wait(Id) ? out.leave() : out.send();
     if constexpr (!vk_wire::native_layout_travels)
         [&]<uint32_t... I>(std::integer_sequence<uint32_t, I...>)
         {

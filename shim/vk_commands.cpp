@@ -1,4 +1,4 @@
-// Memory, command buffers, pipelines and waits: the entry points of a device that do more than send.
+// Memory, command buffers and pipelines: the entry points of a device that do more than send.
 
 #include "shim/log.h"
 #include "shim/shared_blocks.h"
@@ -6,12 +6,10 @@
 #include "shim/vk_objects.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <mutex>
 #include <sys/mman.h>
-#include <thread>
 #include <unistd.h>
 
 namespace shim {
@@ -205,30 +203,6 @@ VkResult create_graphics_pipelines(VkDevice device, VkPipelineCache cache, uint3
     return result;
 }
 
-// Waits
-
-/// A wait holds up every other thread of the process, and one of them may be about to submit what it waits
-/// for. So it goes to the library in pieces.
-VkResult wait_for_fences(VkDevice device, uint32_t count, const VkFence* fences, VkBool32 all,
-                         uint64_t timeout)
-{
-    using clock = std::chrono::steady_clock;
-    constexpr uint64_t piece = 10'000'000; // nanoseconds
-    const auto begin = clock::now();
-    for (uint64_t left = timeout;;) {
-        const VkResult result = SEND_VK(vk_wait_for_fences, vkWaitForFences, {}, device, count, fences, all,
-                                        std::min(left, piece));
-        if (result != VK_TIMEOUT)
-            return result;
-        const auto passed = static_cast<uint64_t>(std::chrono::nanoseconds{clock::now() - begin}.count());
-        if (passed >= timeout)
-            return VK_TIMEOUT;
-        left = timeout - passed;
-        // The lock goes to whoever comes first, which would be this thread again.
-        std::this_thread::sleep_for(std::chrono::microseconds{20});
-    }
-}
-
 // Entry points that only send
 
 /// Those that are answered on the target, or are no part of what applications see.
@@ -271,6 +245,14 @@ constexpr bool is_sent_as_it_is(uint32_t id)
         in::vk_reset_descriptor_pool,
         in::vk_destroy_descriptor_pool,
         in::vk_update_descriptor_sets,
+        in::vk_queue_submit,
+        in::vk_queue_bind_sparse,
+        in::vk_queue_wait_idle,
+        in::vk_device_wait_idle,
+        in::vk_destroy_semaphore,
+        in::vk_get_fence_status,
+        in::vk_reset_fences,
+        in::vk_destroy_fence,
     };
     const bool of_window_system =
         id >= in::vk_destroy_surface_khr && id <= in::vk_create_shared_swapchains_khr;
@@ -350,7 +332,6 @@ vk_entry_points vk_command_entry_points()
         make_vk_entry_point("vkCreateRenderPass", create_render_pass),
         make_vk_entry_point("vkDestroyRenderPass", destroy_render_pass),
         make_vk_entry_point("vkCreateGraphicsPipelines", create_graphics_pipelines),
-        make_vk_entry_point("vkWaitForFences", wait_for_fences),
     };
     return {all, std::size(all)};
 }
@@ -359,7 +340,7 @@ const vk_entry_point* find_vk_entry_point(std::string_view name)
 {
     for (const auto& list :
          {vk_instance_entry_points(), vk_command_entry_points(), vk_descriptor_entry_points(),
-          vk_surface_entry_points(), vk_swapchain_entry_points()})
+          vk_queue_entry_points(), vk_surface_entry_points(), vk_swapchain_entry_points()})
         if (const vk_entry_point* found = find_in(list, name))
             return found;
     const auto& plain = plain_entry_points();

@@ -44,8 +44,9 @@ struct vk_entry_points
     size_t count;
 };
 vk_entry_points vk_instance_entry_points();   // instances, physical devices, devices
-vk_entry_points vk_command_entry_points();    // memory, command buffers, waits
+vk_entry_points vk_command_entry_points();    // memory, command buffers, pipelines
 vk_entry_points vk_descriptor_entry_points(); // descriptor sets
+vk_entry_points vk_queue_entry_points();      // submissions, fences
 vk_entry_points vk_surface_entry_points();    // surfaces
 vk_entry_points vk_swapchain_entry_points();  // swapchains
 

@@ -60,15 +60,51 @@ struct vk_command_buffer : dispatchable
     bool secondary = false;
 };
 
+/// Which fences are known to be signalled: those that were submitted on a queue before it was seen idle. So
+/// the fence of a frame needn't be asked for when the frame has been shown since.
+class known_fences
+{
+public:
+    /// A mark in the order of submissions.
+    using moment = uint64_t;
+    moment now();
+    /// A submission begins, and has been made. Another thread may have used the fence again between the two.
+    moment submitting(VkFence fence, VkQueue queue);
+    void submitted(VkFence fence, moment begun);
+    /// The queue, or every queue for null, has been idle at some time after that moment.
+    void idle_since(moment before, VkQueue queue);
+    /// Something else is done with it.
+    void forget(uint32_t count, const VkFence* fences);
+    /// Whether all of them, or any of them, are known to be signalled.
+    bool signalled(uint32_t count, const VkFence* fences, bool all);
+
+private:
+    struct submission
+    {
+        VkQueue queue;
+        moment begun;
+        moment made;
+        bool done;
+    };
+    process_lock lock_;
+    moment last_ = 0;
+    std::map<VkFence, submission> fences_;
+};
+
 struct vk_device : dispatchable
 {
     vk_physical_device* physical_device = nullptr;
     bool has_swapchains = false; // the extension is on
+    known_fences fences;
 
     process_lock lock;                                                         // of what follows
     std::map<std::pair<uint32_t, uint32_t>, std::unique_ptr<vk_queue>> queues; // by family and index
     std::map<VkCommandPool, std::map<VkCommandBuffer, std::unique_ptr<vk_command_buffer>>> command_pools;
+    std::vector<VkSemaphore> presented_with; // and not waited for yet
 };
+
+/// Has the next submission wait for semaphores that images were presented with.
+void note_presented_with(VkQueue queue, uint32_t count, const VkSemaphore* semaphores);
 
 /// Memory of a device. The target's mapping lies in a block as large as the memory itself, which is made when
 /// it is first mapped and stays until the memory is freed: pages that nobody touches cost nothing, and a

@@ -123,19 +123,18 @@ vk_answer vk_message::send()
     return send_block(waiting.memory.base, waiting.used + length(), commands);
 }
 
-void vk_message::leave()
+vk_answer vk_message::leave()
 {
     if (!self_ || too_long_)
-        return;
-    if (!self_->batching || long_) {
-        send();
-        return;
-    }
+        return {};
+    if (!self_->batching || long_)
+        return send();
     wire::store_header(begin_, {length(), type_, self_->pid, self_->tid});
     waiting.mixed = waiting.mixed || (waiting.commands && waiting.tid != self_->tid);
     waiting.tid = self_->tid;
     waiting.used += length();
     ++waiting.commands;
+    return {{}, true};
 }
 
 void vk_message::send_waiting()

@@ -5,8 +5,8 @@
 // thread and the second half on another, with nothing between the two but a mutex of its own that the shim
 // can't see. So calls that wait for company don't wait in their threads, as those of OpenGL ES do, but in one
 // batch of the process. Its order is the order in which the calls took the stream's lock, and whatever an
-// application puts in order by its own means is in order there. Every call with a result sends what waits
-// before it.
+// application puts in order by its own means is in order there. Every call whose result counts sends what
+// waits before it.
 
 #include "shim/thread_state.h"
 
@@ -59,8 +59,9 @@ public:
     /// Sends the message behind all that wait. Exactly one of `send` and `leave` ends a message.
     vk_answer send();
 
-    /// Ends a message that wants no answer: it waits in the batch if batching is on.
-    void leave();
+    /// Ends a message whose answer can wait: it stays in the batch if batching is on, with success as its
+    /// answer. Should it fail, its result is that of the call that sends the batch.
+    vk_answer leave();
 
 private:
     bool grow(uint64_t count);

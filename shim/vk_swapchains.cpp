@@ -214,6 +214,7 @@ VkResult acquire_image(VkDevice device, VkSwapchainKHR swapchain, uint64_t timeo
     const VkResult taken = self.take(timeout, *index);
     if (taken != VK_SUCCESS)
         return taken;
+    object_of(device).fences.forget(1, &fence);
     constexpr int no_descriptor = -1; // the image is ready: showing a frame waits for the device
     const VkResult result = SEND_VK(vk_acquire_image_android, vkAcquireImageANDROID, {}, device,
                                     self.images[*index]->image, no_descriptor, semaphore, fence);
@@ -222,41 +223,29 @@ VkResult acquire_image(VkDevice device, VkSwapchainKHR swapchain, uint64_t timeo
     return result;
 }
 
-/// The library waits for the queue when a frame is released, not for semaphores. They have to be waited for
-/// all the same, or the next signal would meet one that is signalled already.
-VkResult wait_for_semaphores(VkQueue queue, const VkPresentInfoKHR& info)
-{
-    if (info.waitSemaphoreCount == 0)
-        return VK_SUCCESS;
-    const std::vector<VkPipelineStageFlags> stages(info.waitSemaphoreCount,
-                                                   VK_PIPELINE_STAGE_ALL_COMMANDS_BIT);
-    VkSubmitInfo wait{};
-    wait.sType = VK_STRUCTURE_TYPE_SUBMIT_INFO;
-    wait.waitSemaphoreCount = info.waitSemaphoreCount;
-    wait.pWaitSemaphores = info.pWaitSemaphores;
-    wait.pWaitDstStageMask = stages.data();
-    return SEND_VK(vk_queue_submit, vkQueueSubmit, {}, queue, 1, &wait, VkFence{});
-}
-
 VkResult present_image(VkQueue queue, const VkPresentInfoKHR& info, vk_swapchain& swapchain, uint32_t index)
 {
     if (index >= swapchain.images.size() || !swapchain.images[index]->acquired) {
         SHIM_SAY_ONCE(gate::error, "An application presents image %u, which it has not acquired.", index);
         return VK_ERROR_OUT_OF_DATE_KHR;
     }
+    known_fences& fences = object_of(swapchain.device).fences;
+    const auto before = fences.now();
     int no_descriptor = -1;
     const VkResult result = SEND_VK(vk_queue_signal_release_image_android, vkQueueSignalReleaseImageANDROID,
                                     {}, queue, info.waitSemaphoreCount, info.pWaitSemaphores,
                                     swapchain.images[index]->image, &no_descriptor);
-    if (result == VK_SUCCESS)
+    if (result == VK_SUCCESS) {
+        fences.idle_since(before, queue); // a frame is taken from an idle queue
         swapchain.show(index);
+    }
     swapchain.give_back(index);
     return result; // that a window has changed its size shows when the next image is acquired
 }
 
 VkResult present(VkQueue queue, const VkPresentInfoKHR* info)
 {
-    VkResult all = wait_for_semaphores(queue, *info);
+    VkResult all = VK_SUCCESS;
     for (uint32_t i = 0; i < info->swapchainCount; ++i) {
         const VkResult one = present_image(queue, *info, *object_behind<vk_swapchain>(info->pSwapchains[i]),
                                            info->pImageIndices[i]);
@@ -265,6 +254,7 @@ VkResult present(VkQueue queue, const VkPresentInfoKHR* info)
         if (all == VK_SUCCESS)
             all = one;
     }
+    note_presented_with(queue, info->waitSemaphoreCount, info->pWaitSemaphores);
     return all;
 }
 

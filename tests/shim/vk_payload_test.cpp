@@ -313,15 +313,16 @@ protected:
     VkCommandBuffer commands = nullptr;
 };
 
-TEST_F(vk_batch, commands_wait_for_a_call_with_a_result)
+TEST_F(vk_batch, commands_and_results_that_can_wait_go_with_the_next_that_counts)
 {
     VK(vkCmdDraw)(commands, 3, 1, 0, 0);
-    VK(vkCmdDraw)(commands, 4, 1, 0, 0);
-    EXPECT_TRUE(device->sent.empty());
     EXPECT_EQ(VK(vkEndCommandBuffer)(commands), VK_SUCCESS);
+    EXPECT_TRUE(device->sent.empty());
+    device->replies = {value_and_release(bytes{}.i32(VK_ERROR_OUT_OF_HOST_MEMORY))};
+    EXPECT_EQ(VK(vkDeviceWaitIdle)(vulkan), VK_ERROR_OUT_OF_HOST_MEMORY) << "whichever of them has failed";
     EXPECT_EQ(only_message(), batch(3, message(546, draw(commands, 3))
-                                           .add(message(546, draw(commands, 4)))
-                                           .add(message(531, bytes{}.address(commands))))
+                                           .add(message(531, bytes{}.address(commands)))
+                                           .add(message(460, bytes{}.address(vulkan))))
                                   .get());
 }
 
@@ -329,11 +330,11 @@ TEST_F(vk_batch, threads_that_hand_an_object_over_keep_its_order)
 {
     std::thread{[this] { VK(vkCmdDraw)(commands, 3, 1, 0, 0); }}.join();
     VK(vkCmdDraw)(commands, 4, 1, 0, 0);
-    EXPECT_EQ(VK(vkEndCommandBuffer)(commands), VK_SUCCESS);
+    EXPECT_EQ(VK(vkDeviceWaitIdle)(vulkan), VK_SUCCESS);
     // All of them are the sender's: its worker runs them and serves what they ask for.
     EXPECT_EQ(only_message(), batch(3, message(546, draw(commands, 3))
                                            .add(message(546, draw(commands, 4)))
-                                           .add(message(531, bytes{}.address(commands))))
+                                           .add(message(460, bytes{}.address(vulkan))))
                                   .get());
 }
 

@@ -180,9 +180,7 @@ TEST_F(swapchains, images_go_round_and_frames_are_shown)
     EXPECT_EQ(acquire(chain, third, {}, 1000), VK_TIMEOUT);
     device->sent.clear();
     ASSERT_EQ(present(chain, first, 1, &semaphore), VK_SUCCESS);
-    ASSERT_EQ(device->sent.size(), 2u);
-    EXPECT_EQ(type_of(device->sent[0]), 458u) << "the semaphore is waited for";
-    const auto& shown = device->sent[1];
+    const auto shown = only_message();
     EXPECT_EQ(type_of(shown), 600u);
     EXPECT_EQ(load<uint64_t>(shown, shown.size() - 12), 0x55u);
     EXPECT_EQ(load<int32_t>(shown, shown.size() - 4), -1);
@@ -195,6 +193,56 @@ TEST_F(swapchains, images_go_round_and_frames_are_shown)
     capture();
     EXPECT_EQ(present(chain, 7), VK_ERROR_OUT_OF_DATE_KHR);
     EXPECT_NE(captured().find("has not acquired"), std::string::npos);
+}
+
+TEST_F(swapchains, the_next_submission_waits_for_what_was_presented_with)
+{
+    const VkSwapchainKHR chain = make_swapchain(make_headless());
+    const VkSemaphore semaphores[] = {reinterpret_cast<VkSemaphore>(uintptr_t{0x55}),
+                                      reinterpret_cast<VkSemaphore>(uintptr_t{0x66})};
+    uint32_t index = 0;
+    ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+    ASSERT_EQ(present(chain, index, 2, semaphores), VK_SUCCESS);
+    VK(vkDestroySemaphore)(vulkan, semaphores[0], nullptr);
+    device->sent.clear();
+    ASSERT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, VkFence{}), VK_SUCCESS);
+    const auto waiting = only_message();
+    ASSERT_EQ(type_of(waiting), 458u);
+    // A structure of 72 bytes, its semaphore, and the stage that waits.
+    ASSERT_EQ(waiting.size(), 20u + 8 + 4 + 8 + 8 + 72 + 8 + 4);
+    EXPECT_EQ(load<uint64_t>(waiting, waiting.size() - 12), 0x66u) << "the other one has gone";
+    ASSERT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, VkFence{}), VK_SUCCESS);
+    EXPECT_EQ(only_message().size(), 20u + 8 + 4 + 8 + 8) << "once is enough";
+}
+
+TEST_F(swapchains, fences_of_shown_frames_need_no_asking)
+{
+    const VkSwapchainKHR chain = make_swapchain(make_headless());
+    const auto fence = reinterpret_cast<VkFence>(uintptr_t{0x77});
+    const auto asks = [&] {
+        device->sent.clear();
+        EXPECT_EQ(VK(vkWaitForFences)(vulkan, 1, &fence, VK_TRUE, 0), VK_SUCCESS);
+        EXPECT_EQ(VK(vkGetFenceStatus)(vulkan, fence), VK_SUCCESS);
+        return device->sent.size();
+    };
+    const auto show = [&] {
+        uint32_t index = 0;
+        ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+        ASSERT_EQ(present(chain, index), VK_SUCCESS);
+    };
+    ASSERT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, fence), VK_SUCCESS);
+    EXPECT_EQ(asks(), 2u);
+    show();
+    EXPECT_EQ(asks(), 0u);
+    ASSERT_EQ(VK(vkResetFences)(vulkan, 1, &fence), VK_SUCCESS);
+    show();
+    EXPECT_EQ(asks(), 2u) << "reset and not submitted again";
+    ASSERT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, fence), VK_SUCCESS);
+    device->replies = {value_and_release(bytes{}.i32(VK_ERROR_DEVICE_LOST))};
+    EXPECT_EQ(VK(vkQueueWaitIdle)(queue), VK_ERROR_DEVICE_LOST);
+    EXPECT_EQ(asks(), 2u) << "nothing is known of a queue that is lost";
+    EXPECT_EQ(VK(vkDeviceWaitIdle)(vulkan), VK_SUCCESS);
+    EXPECT_EQ(asks(), 0u);
 }
 
 TEST_F(swapchains, blue_first_is_shown_with_red_first)
