@@ -27,6 +27,15 @@ const std::vector<picture_kind>& pictures()
          [](std::mt19937& random, unsigned x, unsigned) {
              return 0x40404040 + (uint32_t(random()) & 0x01010101 * ((1u << (x / 8 % 8)) - 1));
          }},
+        // Neighbours of every kind: flat, grey, opaque, of every depth and incompressible.
+        {"mixture",
+         [](std::mt19937& random, unsigned x, unsigned y) {
+             const uint32_t kind = (x / 4 * 2654435761u + y / 4 * 40503u) >> 16;
+             uint32_t noise = uint32_t(random()) & 0x01010101 * ((1u << kind % 9) - 1);
+             if (kind & 0x100)
+                 noise = (noise & 0xff) * 0x010101;
+             return kind & 0x200 ? noise | 0xff000000 : noise;
+         }},
     };
     return all;
 }

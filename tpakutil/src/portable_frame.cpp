@@ -162,11 +162,13 @@ struct portable_kernel
         return other == 0;
     }
 
-    static fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride,
-                             uint64_t key_before, bool, uint8_t* out)
+    static void begin_superblock() {}
+
+    static fast_block encode(const fast_format& format, const block_place& place, uint64_t key_before, bool,
+                             uint8_t* out)
     {
         tree trees[4];
-        load(format, words, stride, trees);
+        load(format, place.words(), place.stride, trees);
         unsigned bits = 0;
         uint64_t key = 0;
         for (int c = 0; c < format.ncomponents; c++) {
@@ -191,7 +193,18 @@ struct portable_kernel
         return {size, false, key};
     }
 
-    static bool decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out, int64_t stride)
+    static bool decode(const fast_format& format, const coded_block* blocks, int count, int64_t stride)
+    {
+        for (int i = 0; i < count; i++) {
+            if (!decode_block(format, blocks[i].data, blocks[i].size, blocks[i].out, stride))
+                return false;
+        }
+        return true;
+    }
+
+private:
+    static bool decode_block(const fast_format& format, const uint8_t* data, unsigned size, uint8_t* out,
+                             int64_t stride)
     {
         uint16_t nodes[4][4] = {};
         uint16_t leaves[4][16] = {};
@@ -222,7 +235,6 @@ struct portable_kernel
         return true;
     }
 
-private:
     static void write(const fast_format& format, const tree* trees, uint8_t* out)
     {
         bit_writer writer{out};
@@ -249,7 +261,7 @@ private:
     }
 
     /// False when the stream isn't as long as it is told to be.
-    static bool read(const fast_format& format, const uint8_t* data, int size, uint32_t* bases,
+    static bool read(const fast_format& format, const uint8_t* data, unsigned size, uint32_t* bases,
                      uint16_t (*nodes)[4], uint16_t (*leaves)[16])
     {
         unsigned bit = 0;
@@ -280,7 +292,7 @@ private:
         for (int c = 0; c < n; c++)
             bases[c] = counts[c][0] == -2 ? format.default_value[c] : get(format.body_bits[c]);
         const unsigned taken = (bit + tree_bits + 7) >> 3;
-        if ((taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
+        if ((taken < 2 ? 2 : taken) != size)
             return false;
         for (int node = 0; node < 5; node++) {
             for (int c = 0; c < n; c++) {
