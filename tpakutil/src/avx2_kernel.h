@@ -269,17 +269,19 @@ struct avx2_kernel
         return write(format, trees, may_spill, out);
     }
 
-    static bool decode(const fast_format& format, const coded_block* blocks, int count, int64_t stride)
+    static bool decode(const fast_format& format, const coded_block* blocks, int count, int64_t stride,
+                       decoded_bits& sums)
     {
         for (int i = 0; i < count; i++) {
-            if (!decode_block(format, blocks[i], stride))
+            if (!decode_block(format, blocks[i], stride, sums))
                 return false;
         }
         return true;
     }
 
 private:
-    static bool decode_block(const fast_format& format, const coded_block& block, int64_t stride);
+    static bool decode_block(const fast_format& format, const coded_block& block, int64_t stride,
+                             decoded_bits& sums);
     static fast_block write(const fast_format& format, const block_trees& trees, bool may_spill, uint8_t* out)
     {
         const __m256i lengths_of_quads = _mm256_sad_epu8(trees.quad_lengths, _mm256_setzero_si256());
@@ -360,10 +362,30 @@ struct block_head
     // Quad by quad, each by component.
     __m256i quad_counts;
     __m256i quad_places;
-    int components; // the last one with nodes, counted from 1
-    unsigned bits;  // of the whole stream
-    bool is_wide;   // has nodes wider than any component
+    int components;     // the last one with nodes, counted from 1
+    unsigned root_bits; // of all roots' nodes
+    unsigned bits;      // of the whole stream
+    bool is_wide;       // has nodes wider than any component
+    coded_head coded;
 };
+
+/// `needed`: what the children of nodes of more than a bit would have needed.
+inline void count_nodes(const block_head& head, uint32_t needed, uint32_t times, decoded_bits& sums)
+{
+    const __m256i one = _mm256_set1_epi16(1);
+    const __m256i roots = _mm256_castsi128_si256(_mm_cvtsi64_si128(static_cast<long long>(head.root_counts)));
+    const auto in_words = [](__m256i mask) {
+        return static_cast<unsigned>(_mm_popcnt_u32(static_cast<unsigned>(_mm256_movemask_epi8(mask)))) / 2;
+    };
+    const auto nodes_of = [&](auto is) { return in_words(is(head.quad_counts)) + in_words(is(roots)); };
+    const unsigned single = nodes_of([&](__m256i counts) { return _mm256_cmpeq_epi16(counts, one); });
+    const unsigned wider = nodes_of([&](__m256i counts) { return _mm256_cmpgt_epi16(counts, one); });
+    const unsigned all = head.bits - head.coded.bits;
+    sums.m3 += times * head.root_bits;
+    sums.m4 += times * (all - head.root_bits);
+    sums.used += times * (all - 4 * single - 2 * wider);
+    sums.needed += times * needed;
+}
 
 /// Each of 16 lanes, and all those below it.
 inline __m256i running_sum(__m256i v)
@@ -381,6 +403,7 @@ inline __m256i running_sum(__m256i v)
 inline void read_head(const fast_format& format, const uint8_t* data, block_head& head)
 {
     const coded_head coded = read_coded_head(format, data);
+    head.coded = coded;
     head.root_counts = coded.root_counts;
     head.bases = coded.bases;
     const bool grey = (coded.flat & 0xffffffff0000) == 0xffffffff0000;
@@ -403,9 +426,10 @@ inline void read_head(const fast_format& format, const uint8_t* data, block_head
     const __m256i low_bytes = _mm256_set1_epi16(0xff);
     const auto root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, roots), low_bytes));
     const uint64_t root_ends = root_lengths * lane_bits;
+    head.root_bits = static_cast<unsigned>(root_ends >> 48);
     head.root_places = (root_ends << 16) + coded.bits * lane_bits;
     const __m256i quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes);
-    const __m256i before = _mm256_set1_epi16(static_cast<short>(coded.bits + (root_ends >> 48)));
+    const __m256i before = _mm256_set1_epi16(static_cast<short>(coded.bits + head.root_bits));
     const __m256i ends = _mm256_add_epi16(before, running_sum(quad_lengths));
     head.quad_places = _mm256_sub_epi16(ends, quad_lengths);
     head.bits = static_cast<unsigned>(_mm256_extract_epi16(ends, 15));
@@ -418,9 +442,15 @@ inline __m256i load_nodes(const uint8_t* data, const uint16_t* bytes, int step, 
     return _mm256_srlv_epi64(_mm256_setr_epi64x(node(0), node(1), node(2), node(3)), first_bits);
 }
 
-/// The values of the first components of a block.
+/// Bits of the children of nodes of more than a bit, in the words of each sum.
+inline __m256i needed_bits(__m256i children, __m256i counts)
+{
+    return _mm256_and_si256(bit_lengths(children), _mm256_cmpgt_epi64(counts, _mm256_set1_epi64x(1)));
+}
+
+/// The values of the first components of a block. Returns the bits that their nodes would have needed.
 template <int components>
-inline void read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
+inline uint32_t read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
 {
     const __m256i seven = _mm256_set1_epi16(7);
     alignas(32) uint16_t bytes[16];
@@ -438,18 +468,23 @@ inline void read_nodes(const fast_format& format, const uint8_t* data, const blo
         return load_nodes(data, leaf_bytes + c, 4, lane_of_quads(leaf_bits, c));
     };
     const auto counts = [&](int c) { return lane_of_quads(head.quad_counts, c); };
+    const __m256i root_counts = lanes(head.root_counts);
+    const __m256i roots = children_of(root_stream, root_counts);
+    __m256i needed = needed_bits(roots, root_counts);
     alignas(32) uint64_t root_children[4];
-    _mm256_store_si256(reinterpret_cast<__m256i*>(root_children),
-                       children_of(root_stream, lanes(head.root_counts)));
+    _mm256_store_si256(reinterpret_cast<__m256i*>(root_children), roots);
 #pragma GCC unroll 4
     for (int c = 0; c < components; c++) {
-        const __m256i above = _mm256_add_epi16(children_of(stream(c), counts(c)), spread(root_children[c]));
-        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
+        const __m256i leaves = children_of(stream(c), counts(c));
+        needed = _mm256_add_epi16(needed, needed_bits(leaves, counts(c)));
+        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], _mm256_add_epi16(leaves, spread(root_children[c]))),
                                 _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
     }
+    return static_cast<uint32_t>(sum_of_lanes(_mm256_sad_epu8(needed, _mm256_setzero_si256())));
 }
 
-bool avx2_kernel::decode_block(const fast_format& format, const coded_block& block, int64_t stride)
+bool avx2_kernel::decode_block(const fast_format& format, const coded_block& block, int64_t stride,
+                               decoded_bits& sums)
 {
     const uint8_t* data = block.data;
     block_head head;
@@ -460,15 +495,18 @@ bool avx2_kernel::decode_block(const fast_format& format, const coded_block& blo
     quads v[4];
     for (int c = 0; c < 4; c++)
         v[c] = _mm256_set1_epi16(static_cast<short>(head.bases >> 16 * c));
+    uint32_t needed;
     if (head.components == 1)
-        read_nodes<1>(format, data, head, v);
+        needed = read_nodes<1>(format, data, head, v);
     else if (head.components == 3)
-        read_nodes<3>(format, data, head, v);
+        needed = read_nodes<3>(format, data, head, v);
     else
-        read_nodes<4>(format, data, head, v);
+        needed = read_nodes<4>(format, data, head, v);
     if (format.yuv && !to_rgb(format, v))
         return false;
     store_rows(v, block.out, stride);
+    count_head(format, head.coded, block.times, sums);
+    count_nodes(head, needed, block.times, sums);
     return true;
 }
 

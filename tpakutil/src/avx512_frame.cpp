@@ -12,12 +12,27 @@ struct avx512_kernel
 
     static bool is_solid(const uint8_t* words, int64_t stride) { return tpakutil::is_solid(words, stride); }
 
-    static bool decode(const fast_format& format, const coded_block* blocks, int count, int64_t stride)
+    static bool decode(const fast_format& format, const coded_block* blocks, int count, int64_t stride,
+                       decoded_bits& sums)
     {
+        node_sums nodes;
         for (int i = 0; i < count; i += 2) {
-            if (!block_pair{format, blocks[i], blocks[i + 1 < count ? i + 1 : i]}.decode(stride))
+            // An odd one out is decoded twice, and counted once.
+            const bool has_second = i + 1 < count;
+            coded_block second = blocks[has_second ? i + 1 : i];
+            if (!has_second)
+                second.times = 0;
+            block_pair pair{format, blocks[i], second};
+            if (!pair.decode(stride, nodes))
                 return false;
+            count_head(format, pair.head(0), blocks[i].times, sums);
+            count_head(format, pair.head(1), second.times, sums);
         }
+        const auto sum = [](__m512i lanes) { return static_cast<uint32_t>(_mm512_reduce_add_epi32(lanes)); };
+        sums.m3 = sum(nodes.roots);
+        sums.m4 = sum(nodes.quads);
+        sums.used = sum(nodes.used);
+        sums.needed = sum(nodes.needed);
         return true;
     }
 

@@ -42,12 +42,28 @@ inline __m512i places_of_children(__m512i zero_children)
     return _mm512_or_si512(_mm512_permutexvar_epi64(zero_children, places), from_lane);
 }
 
-/// The children of nodes that begin with the lowest bit of each stream.
-inline __m512i children_of(__m512i stream, __m512i bits)
+/// A node's planes, the lowest one first, each of three bits; none for one of no more than one bit.
+inline __m512i planes_of(__m512i stream, __m512i bits)
 {
     const __m512i beyond =
         _mm512_sllv_epi64(_mm512_set1_epi64(-1), _mm512_add_epi64(bits, _mm512_slli_epi64(bits, 1)));
-    const __m512i planes = _mm512_andnot_si512(beyond, _mm512_srli_epi64(stream, 2));
+    const __mmask8 is_named = _mm512_cmpgt_epi64_mask(bits, _mm512_set1_epi64(1));
+    return _mm512_maskz_andnot_epi64(is_named, beyond, _mm512_srli_epi64(stream, 2));
+}
+
+/// The bit lengths of all children in a lane together, from planes in each half of it.
+inline __m512i needed_bits(__m512i planes)
+{
+    planes = _mm512_or_si512(planes, _mm512_srli_epi32(planes, 3));
+    planes = _mm512_or_si512(planes, _mm512_srli_epi32(planes, 6));
+    planes = _mm512_or_si512(planes, _mm512_srli_epi32(planes, 12));
+    planes = _mm512_or_si512(planes, _mm512_srli_epi32(planes, 24));
+    return _mm512_popcnt_epi64(planes);
+}
+
+/// The children of nodes that begin with the lowest bit of each stream, and have these planes.
+inline __m512i children_of(__m512i stream, __m512i bits, __m512i planes)
+{
     const __m512i low = turned(
         _mm512_multishift_epi64_epi8(_mm512_set1_epi64(eight_bytes(21, 18, 15, 12, 9, 6, 3, 0)), planes));
     const __m512i high = _mm512_and_si512(

@@ -24,6 +24,15 @@ inline bool to_rgb(const fast_format& format, __m512i* v)
     return !_mm512_test_epi64_mask(outside, outside);
 }
 
+/// Bits of nodes, in lanes of 32 that are still to be added.
+struct node_sums
+{
+    __m512i roots = _mm512_setzero_si512();
+    __m512i quads = _mm512_setzero_si512();
+    __m512i used = _mm512_setzero_si512(); // planes
+    __m512i needed = _mm512_setzero_si512();
+};
+
 /// Two blocks that are decoded together, each in a half of a vector: its quads in lanes of 64 bits, its
 /// components in the words of those.
 class block_pair
@@ -36,17 +45,19 @@ public:
     }
 
     /// False when one isn't as long as it is told to be, or shows a colour that doesn't exist.
-    bool decode(int64_t stride)
+    bool decode(int64_t stride, node_sums& sums)
     {
         if (!find_nodes())
             return false;
         __m512i v[4];
-        read_values(v);
+        const __m512i needed = read_values(v);
         if (_format.yuv && !to_rgb(_format, v))
             return false;
         store(v, stride);
+        count(needed, sums);
         return true;
     }
+    const coded_head& head(int number) const { return _heads[number]; }
 
 private:
     static __m512i halves(uint64_t first, uint64_t second)
@@ -68,16 +79,19 @@ private:
     static __m512i running_sums(__m512i v) { return _mm512_mullo_epi64(v, _mm512_set1_epi64(lane_bits)); }
     bool find_nodes();
     __m512i streams_at(__m512i places) const;
-    void read_values(__m512i* v) const;
+    __m512i read_values(__m512i* v) const;
+    void count(__m512i needed, node_sums& sums) const;
     void store(const __m512i* v, int64_t stride) const;
 
     const fast_format& _format;
     const coded_block _blocks[2];
     const coded_head _heads[2];
     __m512i _quad_counts;
-    __m512i _quad_places; // bits of the stream
+    __m512i _quad_lengths; // bits of the stream
+    __m512i _quad_places;
     // The same in all quads of a block.
     __m512i _root_counts;
+    __m512i _root_lengths;
     __m512i _root_places;
 };
 
@@ -94,19 +108,19 @@ bool block_pair::find_nodes()
 
     const __m512i length_table =
         each_lane(_mm_setr_epi8(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47));
-    const __m512i root_lengths = _mm512_shuffle_epi8(length_table, _root_counts);
+    _root_lengths = _mm512_shuffle_epi8(length_table, _root_counts);
     const __m512i root_ends =
-        _mm512_add_epi16(running_sums(root_lengths), word_halves(_heads[0].bits, _heads[1].bits));
-    _root_places = _mm512_sub_epi16(root_ends, root_lengths);
-    const __m512i lengths = _mm512_shuffle_epi8(length_table, _quad_counts);
-    const __m512i sums = running_sums(lengths);
+        _mm512_add_epi16(running_sums(_root_lengths), word_halves(_heads[0].bits, _heads[1].bits));
+    _root_places = _mm512_sub_epi16(root_ends, _root_lengths);
+    _quad_lengths = _mm512_shuffle_epi8(length_table, _quad_counts);
+    const __m512i sums = running_sums(_quad_lengths);
     const __m512i of_quads = last_words(sums);
     const __m512i before = _mm512_add_epi16(
         _mm512_add_epi16(last_words(root_ends), _mm512_maskz_permutex_epi64(0xee, of_quads, 0x90)),
         _mm512_add_epi16(_mm512_maskz_permutex_epi64(0xcc, of_quads, 0x40),
                          _mm512_maskz_permutex_epi64(0x88, of_quads, 0)));
     const __m512i ends = _mm512_add_epi16(before, sums);
-    _quad_places = _mm512_sub_epi16(ends, lengths);
+    _quad_places = _mm512_sub_epi16(ends, _quad_lengths);
 
     const __mmask32 wide = _mm512_cmpgt_epi16_mask(_mm512_max_epi16(_quad_counts, _root_counts),
                                                    _mm512_set1_epi16(most_node_bits));
@@ -130,15 +144,18 @@ __m512i block_pair::streams_at(__m512i places) const
     return _mm512_srlv_epi64(found, _mm512_and_si512(places, _mm512_set1_epi64(7)));
 }
 
-/// By component, the four pixels of each quad in a row.
-void block_pair::read_values(__m512i* v) const
+/// By component, the four pixels of each quad in a row. Returns the bits that the children of nodes of more
+/// than a bit would have needed.
+__m512i block_pair::read_values(__m512i* v) const
 {
     // A component of the roots in each 64 bits.
     constexpr __mmask32 first_words = 0x11111111;
     const __m512i components = _mm512_setr_epi64(0, 1, 2, 3, 16, 17, 18, 19);
-    const __m512i roots =
-        children_of(streams_at(_mm512_maskz_permutexvar_epi16(first_words, components, _root_places)),
-                    _mm512_maskz_permutexvar_epi16(first_words, components, _root_counts));
+    const __m512i root_counts = _mm512_maskz_permutexvar_epi16(first_words, components, _root_counts);
+    const __m512i root_streams =
+        streams_at(_mm512_maskz_permutexvar_epi16(first_words, components, _root_places));
+    const __m512i root_planes = planes_of(root_streams, root_counts);
+    const __m512i roots = children_of(root_streams, root_counts, root_planes);
     const __m512i each_base = _mm512_broadcast_i64x4(_mm256_setr_epi8(
         0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3, 4, 5, 4, 5, 4, 5, 4, 5, 6, 7, 6, 7, 6, 7, 6, 7));
     const __m512i above =
@@ -147,6 +164,8 @@ void block_pair::read_values(__m512i* v) const
         _mm512_setr_epi64(0x0000000000000000, 0x0001000100010001, 0x0002000200020002, 0x0003000300030003,
                           0x0010001000100010, 0x0011001100110011, 0x0012001200120012, 0x0013001300130013);
     const bool flat_alpha = _heads[0].flat_alpha() && _heads[1].flat_alpha();
+    __m512i planes[4];
+    planes[3] = _mm512_setzero_si512();
 #pragma GCC unroll 4
     for (int c = 0; c < 4; c++) {
         v[c] = _mm512_permutexvar_epi16(
@@ -157,9 +176,37 @@ void block_pair::read_values(__m512i* v) const
             return _mm512_and_si512(_mm512_srli_epi64(words, static_cast<unsigned>(16 * c)),
                                     _mm512_set1_epi64(0xffff));
         };
-        v[c] = _mm512_add_epi16(v[c], children_of(streams_at(lane(_quad_places)), lane(_quad_counts)));
-        v[c] = _mm512_and_si512(v[c], _mm512_set1_epi16(static_cast<short>((1 << _format.body_bits[c]) - 1)));
+        const __m512i counts = lane(_quad_counts);
+        const __m512i streams = streams_at(lane(_quad_places));
+        planes[c] = planes_of(streams, counts);
+        const __m512i leaves = children_of(streams, counts, planes[c]);
+        v[c] = _mm512_and_si512(_mm512_add_epi16(v[c], leaves),
+                                _mm512_set1_epi16(static_cast<short>((1 << _format.body_bits[c]) - 1)));
     }
+    const auto side_by_side = [&](int c) {
+        return _mm512_or_si512(planes[c], _mm512_slli_epi64(planes[c + 1], 32));
+    };
+    return _mm512_add_epi64(needed_bits(root_planes),
+                            _mm512_add_epi64(needed_bits(side_by_side(0)), needed_bits(side_by_side(2))));
+}
+
+void block_pair::count(__m512i needed, node_sums& sums) const
+{
+    const __m512i times = word_halves(_blocks[0].times, _blocks[1].times);
+    const __m512i plane_bits =
+        each_lane(_mm_setr_epi8(0, 0, 6, 9, 12, 15, 18, 21, 24, 27, 30, 33, 36, 39, 42, 45));
+    // Of the roots, only those that stand in the first quads.
+    constexpr __mmask64 first_quads = 0x000000ff000000ff;
+    const __m512i root_bits = _mm512_maskz_mov_epi8(first_quads, _root_lengths);
+    const __m512i used = _mm512_add_epi16(_mm512_maskz_shuffle_epi8(first_quads, plane_bits, _root_counts),
+                                          _mm512_shuffle_epi8(plane_bits, _quad_counts));
+    const auto add = [&](__m512i& sum, __m512i bits) {
+        sum = _mm512_add_epi32(sum, _mm512_madd_epi16(bits, times));
+    };
+    add(sums.roots, root_bits);
+    add(sums.quads, _quad_lengths);
+    add(sums.used, used);
+    add(sums.needed, needed);
 }
 
 void block_pair::store(const __m512i* v, int64_t stride) const

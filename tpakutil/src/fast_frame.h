@@ -7,6 +7,7 @@
 
 #include "packed_frame.h"
 #include "shared_rows.h"
+#include "statistics.h"
 
 #include <cstring>
 
@@ -85,6 +86,7 @@ struct coded_block
     const uint8_t* data; // as many bytes as the kernel reads ahead
     unsigned size;       // bytes of its own
     uint8_t* out;        // its words
+    uint32_t times;      // with its copies, for the sums
 };
 
 /// A block that a kernel has encoded.
@@ -505,7 +507,9 @@ private:
         int copy_count = 0;
         const uint64_t end = static_cast<uint64_t>(_buffer_size);
         const uint64_t start = offset;
-        const uint8_t* before = nullptr; // the words of the last block with data
+        const uint8_t* before = nullptr;   // the words of the last block with data
+        uint32_t* times_of_last = nullptr; // of that block
+        uint32_t uncompressed = 0;
         for (int i = 0; i < blocks_of_superblock; i++) {
             const int bit = 32 + 6 * i;
             const uint64_t field = (bit >= 64  ? high >> (bit - 64)
@@ -516,23 +520,31 @@ private:
             uint8_t* out = words + place[2] * stride + 4 * place[1];
             if (field == 0) {
                 copies[copy_count++] = {out, before};
+                ++*times_of_last;
             } else {
                 const uint64_t size = field == 1 ? static_cast<uint64_t>(_format.block_size) : field;
                 if (offset + size > end)
                     return false;
-                if (field == 1)
+                if (field == 1) {
                     read_uncompressed(_format, _buffer + offset, out, stride);
-                else
-                    coded[coded_count++] = {readable(offset, size, padded[i]), static_cast<unsigned>(size),
-                                            out};
+                    times_of_last = &uncompressed;
+                    ++uncompressed;
+                } else {
+                    coded_block& block = coded[coded_count++];
+                    block = {readable(offset, size, padded[i]), static_cast<unsigned>(size), out, 1};
+                    times_of_last = &block.times;
+                }
                 offset += size;
                 before = out;
             }
             if (_info.block_split && i == blocks_of_superblock / 2 - 1)
                 offset = start + _half;
         }
-        if (!kernel::decode(_format, coded, coded_count, stride))
+        decoded_bits bits;
+        if (!kernel::decode(_format, coded, coded_count, stride, bits))
             return false;
+        bits.unc = uncompressed * 8 * static_cast<uint32_t>(_format.block_size);
+        count(bits);
         for (int i = 0; i < copy_count; i++) {
             for (int y = 0; y < 4; y++)
                 std::memcpy(copies[i].out + y * stride, copies[i].from + y * stride, 16);

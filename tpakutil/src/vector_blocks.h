@@ -193,6 +193,8 @@ struct coded_head
     uint64_t deltas;
     uint64_t bases;
     uint64_t flat; // all ones for a flat one
+    unsigned delta_bits;
+    unsigned base_bits;
     unsigned bits; // before the nodes
 
     bool flat_alpha() const { return flat >> 63; }
@@ -210,13 +212,22 @@ inline coded_head read_coded_head(const fast_format& format, const uint8_t* data
     const uint64_t base_mask = format.base_mask & ~defaults;
     head.root_counts = fields & ~head.flat;
     head.deltas = _pdep_u64(first >> format.all_root_bits, delta_mask);
-    head.bits = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+    head.delta_bits = static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
+    head.base_bits = static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+    head.bits = format.all_root_bits + head.delta_bits;
     head.bases = _pdep_u64(load64(data + (head.bits >> 3)) >> (head.bits & 7), base_mask) |
                  (format.default_lanes & defaults);
-    head.bits += static_cast<unsigned>(_mm_popcnt_u64(base_mask));
+    head.bits += head.base_bits;
     if (format.ncomponents < 4)
         head.flat |= uint64_t{0xffff} << 48;
     return head;
+}
+
+inline void count_head(const fast_format& format, const coded_head& head, uint32_t times, decoded_bits& sums)
+{
+    sums.b3 += times * format.all_root_bits;
+    sums.b4 += times * head.delta_bits;
+    sums.m2 += times * head.base_bits;
 }
 
 } // namespace
