@@ -1,5 +1,8 @@
-// Every coder gives the bytes, pixels and messages of the plain one.
+// Every coder gives the bytes, pixels, messages and sums of the plain one.
+#include "statistics.h"
 #include "tpakutil/frames.h"
+
+#include <array>
 
 namespace {
 
@@ -27,6 +30,15 @@ const std::vector<picture_kind>& pictures()
          [](std::mt19937& random, unsigned x, unsigned) {
              return 0x40404040 + (uint32_t(random()) & 0x01010101 * ((1u << (x / 8 % 8)) - 1));
          }},
+        // Neighbours of every kind: flat, grey, opaque, of every depth and incompressible.
+        {"mixture",
+         [](std::mt19937& random, unsigned x, unsigned y) {
+             const uint32_t kind = (x / 4 * 2654435761u + y / 4 * 40503u) >> 16;
+             uint32_t noise = uint32_t(random()) & 0x01010101 * ((1u << kind % 9) - 1);
+             if (kind & 0x100)
+                 noise = (noise & 0xff) * 0x010101;
+             return kind & 0x200 ? noise | 0xff000000 : noise;
+         }},
     };
     return all;
 }
@@ -45,6 +57,28 @@ bytes draw(const picture_kind& kind, unsigned width, unsigned height, unsigned b
     return out;
 }
 
+/// What a way of decoding adds to the sums of this process.
+std::array<uint32_t, 8> counted_by(const std::function<void()>& decode)
+{
+    using namespace tpakutil;
+    const auto now = [] {
+        return std::array<uint32_t, 8>{accum_unc,
+                                       accum_b3,
+                                       accum_b4,
+                                       accum_m2,
+                                       accum_m3,
+                                       accum_m4,
+                                       accum_used_tree_bits,
+                                       accum_needed_tree_bits};
+    };
+    const auto before = now();
+    decode();
+    auto after = now();
+    for (size_t i = 0; i < after.size(); i++)
+        after[i] -= before[i];
+    return after;
+}
+
 struct outcome
 {
     bytes buffer;
@@ -52,6 +86,7 @@ struct outcome
     std::string printed;
     unsigned split_read = 0;
     uint64_t frame_size = 0;
+    std::array<uint32_t, 8> counted = {};
     bool operator==(const outcome&) const = default;
 };
 
@@ -67,7 +102,8 @@ outcome encode(tpak_coder coder, unsigned format, unsigned width, unsigned heigh
             {},
             {},
             encoder.frame_info().split_read_bytes[1],
-            encoder.frame_info().frame_size};
+            encoder.frame_info().frame_size,
+            {}};
 }
 
 outcome decode(tpak_coder coder, unsigned format, unsigned width, unsigned height, const tpak_opts& opts,
@@ -79,7 +115,9 @@ outcome decode(tpak_coder coder, unsigned format, unsigned width, unsigned heigh
     const size_t size = size_t{width} * height * (format + 1);
     const guarded_bytes target{bytes(size, 0xa5)};
     outcome out;
-    out.printed = printed_by([&] { EXPECT_TRUE(decoder.decode(source.data(), target.data())); });
+    out.counted = counted_by([&] {
+        out.printed = printed_by([&] { EXPECT_TRUE(decoder.decode(source.data(), target.data())); });
+    });
     out.pixels.assign(target.data(), target.data() + size);
     return out;
 }
@@ -111,6 +149,9 @@ TEST_P(tpak_coders, EncodeToTheSameBytesAndDecodeThem)
                     << kind.name << " format " << format << " flags " << flags;
                 const outcome back = decode(GetParam(), format, width, 37, opts, plain.buffer);
                 EXPECT_EQ(back.printed, "");
+                ASSERT_EQ(back.counted,
+                          decode(tpak_coder::reference, format, width, 37, opts, plain.buffer).counted)
+                    << kind.name << " format " << format << " flags " << flags;
                 if (!reverse) {
                     ASSERT_EQ(back.pixels, pixels) << kind.name << " format " << format << " flags " << flags;
                 }

@@ -1,3 +1,3 @@
-#include "vector_kernel.h"
+#include "avx2_kernel.h"
 
-const tpakutil::packed_coder tpakutil::avx2_coder{fast_encode<vector_kernel>, fast_decode<vector_kernel>};
+const tpakutil::packed_coder tpakutil::avx2_coder{fast_encode<avx2_kernel>, fast_decode<avx2_kernel>};

@@ -17,6 +17,18 @@ std::atomic<uint32_t> accum_m4;
 std::atomic<uint32_t> accum_used_tree_bits;
 std::atomic<uint32_t> accum_needed_tree_bits;
 
+void count(const decoded_bits& bits)
+{
+    count(accum_unc, bits.unc);
+    count(accum_b3, bits.b3);
+    count(accum_b4, bits.b4);
+    count(accum_m2, bits.m2);
+    count(accum_m3, bits.m3);
+    count(accum_m4, bits.m4);
+    count(accum_used_tree_bits, bits.used);
+    count(accum_needed_tree_bits, bits.needed);
+}
+
 } // namespace tpakutil
 
 using namespace tpakutil;

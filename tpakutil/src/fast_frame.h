@@ -7,6 +7,7 @@
 
 #include "packed_frame.h"
 #include "shared_rows.h"
+#include "statistics.h"
 
 #include <cstring>
 
@@ -67,6 +68,26 @@ inline fast_format fast_format_of(const tpak_frame_info& info, bool reverse)
     }
     return format;
 }
+
+/// A block among the words of its superblock.
+struct block_place
+{
+    const uint8_t* superblock;
+    int64_t stride;
+    unsigned x; // words
+    unsigned y;
+
+    const uint8_t* words() const { return superblock + y * stride + 4 * x; }
+};
+
+/// A compressed block of a superblock that is decoded.
+struct coded_block
+{
+    const uint8_t* data; // as many bytes as the kernel reads ahead
+    unsigned size;       // bytes of its own
+    uint8_t* out;        // its words
+    uint32_t times;      // with its copies, for the sums
+};
 
 /// A block that a kernel has encoded.
 struct fast_block
@@ -159,12 +180,14 @@ inline void store_words(const tpak_frame_info& info, const fast_format& format, 
 
 inline void write_uncompressed(const fast_format& format, const uint8_t* words, int64_t stride, uint8_t* out)
 {
+    if (format.bytes_per_pixel == 4) {
+        std::memcpy(out, words, 16);
+        std::memcpy(out + 16, words + stride, 16);
+        std::memcpy(out + 32, words + 2 * stride, 16);
+        std::memcpy(out + 48, words + 3 * stride, 16);
+        return;
+    }
     for (int y = 0; y < 4; y++, words += stride) {
-        if (format.bytes_per_pixel == 4) {
-            std::memcpy(out, words, 16);
-            out += 16;
-            continue;
-        }
         for (int x = 0; x < 4; x++, out += format.bytes_per_pixel)
             pixel_of_word(format, load32(words + 4 * x), out);
     }
@@ -172,14 +195,16 @@ inline void write_uncompressed(const fast_format& format, const uint8_t* words, 
 
 inline void read_uncompressed(const fast_format& format, const uint8_t* data, uint8_t* words, int64_t stride)
 {
+    if (format.bytes_per_pixel == 4) {
+        std::memcpy(words, data, 16);
+        std::memcpy(words + stride, data + 16, 16);
+        std::memcpy(words + 2 * stride, data + 32, 16);
+        std::memcpy(words + 3 * stride, data + 48, 16);
+        return;
+    }
     fast_format straight = format;
     straight.reverse = false;
     for (int y = 0; y < 4; y++, words += stride) {
-        if (format.bytes_per_pixel == 4) {
-            std::memcpy(words, data, 16);
-            data += 16;
-            continue;
-        }
         for (int x = 0; x < 4; x++, data += format.bytes_per_pixel) {
             const uint32_t word = word_of_pixel(straight, data);
             std::memcpy(words + 4 * x, &word, sizeof word);
@@ -292,21 +317,22 @@ private:
         uint64_t key_before = no_flat_key;
         int raw_sizes[blocks_of_superblock];
         int position = start;
+        _kernel.begin_superblock();
         for (int i = 0; i < blocks_of_superblock; i++) {
-            const unsigned char* place = _info.subblock_order + 3 * i;
-            const uint8_t* block_words = words + place[2] * stride + 4 * place[1];
+            const unsigned char* order = _info.subblock_order + 3 * i;
+            const block_place place{words, stride, order[1], order[2]};
             uint8_t* out = _buffer + position;
             if (i == blocks_of_superblock / 2 && _info.no_copy_at_split)
                 key_before = no_flat_key;
             // Zeros that a kernel spills behind a block are written over by the next one; the last has none.
             const bool may_spill = i < blocks_of_superblock - 1;
-            const fast_block block = _kernel.encode(_format, block_words, stride, key_before, may_spill, out);
+            const fast_block block = _kernel.encode(_format, place, key_before, may_spill, out);
             raw_sizes[i] = block.size;
             if (block.key == key_before && block.key != no_flat_key) {
                 header.put(0);
             } else {
                 if (block.uncompressed)
-                    write_uncompressed(_format, block_words, stride, out);
+                    write_uncompressed(_format, place.words(), stride, out);
                 header.put(block.uncompressed ? 1 : static_cast<uint64_t>(block.size));
                 position += block.size;
             }
@@ -454,6 +480,12 @@ public:
     }
 
 private:
+    struct copied_block
+    {
+        uint8_t* out;
+        const uint8_t* from;
+    };
+
     /// False for a superblock that the plain decoder has something to say about.
     bool decode(int mbx, int mby, uint8_t* words, int64_t stride)
     {
@@ -468,9 +500,16 @@ private:
         }
         if (_info.tiled && !is_in_its_tile(index, offset))
             return false;
+        coded_block coded[blocks_of_superblock];
+        uint8_t padded[blocks_of_superblock][kernel::read_ahead];
+        copied_block copies[blocks_of_superblock];
+        int coded_count = 0;
+        int copy_count = 0;
         const uint64_t end = static_cast<uint64_t>(_buffer_size);
         const uint64_t start = offset;
-        const uint8_t* before = nullptr; // the words of the last block with data
+        const uint8_t* before = nullptr;   // the words of the last block with data
+        uint32_t* times_of_last = nullptr; // of that block
+        uint32_t uncompressed = 0;
         for (int i = 0; i < blocks_of_superblock; i++) {
             const int bit = 32 + 6 * i;
             const uint64_t field = (bit >= 64  ? high >> (bit - 64)
@@ -480,33 +519,47 @@ private:
             const unsigned char* place = _info.subblock_order + 3 * i;
             uint8_t* out = words + place[2] * stride + 4 * place[1];
             if (field == 0) {
-                for (int y = 0; y < 4; y++)
-                    std::memmove(out + y * stride, before + y * stride, 16);
+                copies[copy_count++] = {out, before};
+                ++*times_of_last;
             } else {
                 const uint64_t size = field == 1 ? static_cast<uint64_t>(_format.block_size) : field;
-                if (offset + size > end || !block(offset, static_cast<int>(size), field == 1, out, stride))
+                if (offset + size > end)
                     return false;
+                if (field == 1) {
+                    read_uncompressed(_format, _buffer + offset, out, stride);
+                    times_of_last = &uncompressed;
+                    ++uncompressed;
+                } else {
+                    coded_block& block = coded[coded_count++];
+                    block = {readable(offset, size, padded[i]), static_cast<unsigned>(size), out, 1};
+                    times_of_last = &block.times;
+                }
                 offset += size;
                 before = out;
             }
             if (_info.block_split && i == blocks_of_superblock / 2 - 1)
                 offset = start + _half;
         }
+        decoded_bits bits;
+        if (!kernel::decode(_format, coded, coded_count, stride, bits))
+            return false;
+        bits.unc = uncompressed * 8 * static_cast<uint32_t>(_format.block_size);
+        count(bits);
+        for (int i = 0; i < copy_count; i++) {
+            for (int y = 0; y < 4; y++)
+                std::memcpy(copies[i].out + y * stride, copies[i].from + y * stride, 16);
+        }
         return true;
     }
 
-    bool block(uint64_t offset, int size, bool uncompressed, uint8_t* out, int64_t stride)
+    /// Kernels look at whole words, which may not leave the buffer.
+    const uint8_t* readable(uint64_t offset, uint64_t size, uint8_t* padded) const
     {
-        if (uncompressed) {
-            read_uncompressed(_format, _buffer + offset, out, stride);
-            return true;
-        }
-        // Kernels look at whole words, which may not leave the buffer.
         if (offset + kernel::read_ahead <= static_cast<uint64_t>(_buffer_size))
-            return kernel::decode(_format, _buffer + offset, size, out, stride);
-        uint8_t padded[kernel::read_ahead] = {};
-        std::memcpy(padded, _buffer + offset, static_cast<unsigned>(size));
-        return kernel::decode(_format, padded, size, out, stride);
+            return _buffer + offset;
+        std::memset(padded, 0, kernel::read_ahead);
+        std::memcpy(padded, _buffer + offset, size);
+        return padded;
     }
 
     bool is_in_its_tile(uint64_t index, uint64_t offset) const

@@ -14,7 +14,8 @@ bool tpakutil::has_avx512()
 #if TPAK_HAS_VECTORS
     return has_avx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
            __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("gfni");
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vpopcntdq") &&
+           __builtin_cpu_supports("gfni");
 #else
     return false;
 #endif

@@ -162,11 +162,13 @@ struct portable_kernel
         return other == 0;
     }
 
-    static fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride,
-                             uint64_t key_before, bool, uint8_t* out)
+    static void begin_superblock() {}
+
+    static fast_block encode(const fast_format& format, const block_place& place, uint64_t key_before, bool,
+                             uint8_t* out)
     {
         tree trees[4];
-        load(format, words, stride, trees);
+        load(format, place.words(), place.stride, trees);
         unsigned bits = 0;
         uint64_t key = 0;
         for (int c = 0; c < format.ncomponents; c++) {
@@ -191,12 +193,24 @@ struct portable_kernel
         return {size, false, key};
     }
 
-    static bool decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out, int64_t stride)
+    static bool decode(const fast_format& format, const coded_block* blocks, int count, int64_t stride,
+                       decoded_bits& bits)
+    {
+        for (int i = 0; i < count; i++) {
+            if (!decode_block(format, blocks[i], stride, bits))
+                return false;
+        }
+        return true;
+    }
+
+private:
+    static bool decode_block(const fast_format& format, const coded_block& block, int64_t stride,
+                             decoded_bits& sums)
     {
         uint16_t nodes[4][4] = {};
         uint16_t leaves[4][16] = {};
         uint32_t bases[4];
-        if (!read(format, data, size, bases, nodes, leaves))
+        if (!read(format, block, bases, nodes, leaves, sums))
             return false;
         const int32_t middle = 1 << format.component_bits[1];
         for (int i = 0; i < 16; i++) {
@@ -215,14 +229,13 @@ struct portable_kernel
                         return false;
                 }
             }
-            uint8_t* pixel = out + row_of[i] * stride + 4 * column_of[i];
+            uint8_t* pixel = block.out + row_of[i] * stride + 4 * column_of[i];
             for (int c = 0; c < 4; c++)
                 pixel[c] = static_cast<uint8_t>(values[c]);
         }
         return true;
     }
 
-private:
     static void write(const fast_format& format, const tree* trees, uint8_t* out)
     {
         bit_writer writer{out};
@@ -249,9 +262,10 @@ private:
     }
 
     /// False when the stream isn't as long as it is told to be.
-    static bool read(const fast_format& format, const uint8_t* data, int size, uint32_t* bases,
-                     uint16_t (*nodes)[4], uint16_t (*leaves)[16])
+    static bool read(const fast_format& format, const coded_block& block, uint32_t* bases,
+                     uint16_t (*nodes)[4], uint16_t (*leaves)[16], decoded_bits& sums)
     {
+        const uint8_t* data = block.data;
         unsigned bit = 0;
         const auto get = [&](int bits) {
             const auto value =
@@ -268,6 +282,7 @@ private:
             counts[c][0] = field >= ones - 1 ? field - ones - 1 : field;
             // All ones is -1, one less is -2.
         }
+        const unsigned root_end = bit;
         for (int c = 0; c < n; c++) {
             if (counts[c][0] < 0)
                 continue;
@@ -277,18 +292,29 @@ private:
                 tree_bits += node_bits[counts[c][quad]];
             }
         }
+        const unsigned delta_end = bit;
         for (int c = 0; c < n; c++)
             bases[c] = counts[c][0] == -2 ? format.default_value[c] : get(format.body_bits[c]);
         const unsigned taken = (bit + tree_bits + 7) >> 3;
-        if ((taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
+        if ((taken < 2 ? 2 : taken) != block.size)
             return false;
+        sums.b3 += block.times * root_end;
+        sums.b4 += block.times * (delta_end - root_end);
+        sums.m2 += block.times * (bit - delta_end);
         for (int node = 0; node < 5; node++) {
             for (int c = 0; c < n; c++) {
                 if (counts[c][0] < 0)
                     continue;
                 const auto bits = static_cast<unsigned>(counts[c][node]);
-                get_node(data, bit, bits, node == 0 ? nodes[c] : leaves[c] + 4 * (node - 1));
+                uint16_t* children = node == 0 ? nodes[c] : leaves[c] + 4 * (node - 1);
+                get_node(data, bit, bits, children);
                 bit += node_bits[bits];
+                (node == 0 ? sums.m3 : sums.m4) += block.times * node_bits[bits];
+                if (bits > 1) {
+                    sums.used += block.times * 3 * bits;
+                    for (int i = 0; i < 4; i++)
+                        sums.needed += block.times * static_cast<uint32_t>(std::bit_width(children[i]));
+                }
             }
         }
         return true;

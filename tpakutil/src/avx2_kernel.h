@@ -1,14 +1,9 @@
 #pragma once
-// Blocks with AVX2 for pixels and BMI2 for bits. The files that include this are compiled for them and more,
-// so it calls nothing that other files may share: no templates but its own.
-#include "fast_frame.h"
-#include "vector_nodes.h"
+// Blocks with AVX2, one at a time.
+#include "avx2_nodes.h"
 
 namespace tpakutil {
 namespace {
-
-constexpr int most_node_bits = 9; // a component's, coded as a difference of colours
-constexpr uint64_t lane_bits = 0x0001000100010001;
 
 /// Sixteen values of a component, the four pixels of each quad in a row.
 using quads = __m256i;
@@ -68,39 +63,6 @@ inline __m256i max_over_quads(__m256i v)
     return _mm256_max_epu16(v, _mm256_permute4x64_epi64(v, 0xb1));
 }
 
-/// A bit stream of at most 128 bytes.
-struct bit_writer
-{
-    uint8_t* out;
-    uint64_t pending = 0;
-    unsigned count = 0;
-
-    /// At most 56 bits.
-    void put(uint64_t value, unsigned bits)
-    {
-        pending |= value << count;
-        count += bits;
-        std::memcpy(out, &pending, 8);
-        out += count >> 3;
-        pending >>= count & 0x38;
-        count &= 7;
-    }
-};
-
-struct block_rows
-{
-    __m256i even; // rows 0 and 2
-    __m256i odd;  // rows 1 and 3
-};
-
-inline block_rows load_rows(const uint8_t* words, int64_t stride)
-{
-    const auto row = [&](int y) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(words + y * stride));
-    };
-    return {_mm256_set_m128i(row(2), row(0)), _mm256_set_m128i(row(3), row(1))};
-}
-
 inline void split_components(const block_rows& rows, quads* out)
 {
     const __m256i left = _mm256_unpacklo_epi64(rows.even, rows.odd);  // quads 0 and 2
@@ -125,51 +87,6 @@ inline void to_yuv(const fast_format& format, quads* v)
         _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(red, blue), _mm256_add_epi16(green, green)), 2);
     v[1] = _mm256_add_epi16(middle, _mm256_sub_epi16(red, green));
     v[2] = _mm256_add_epi16(middle, _mm256_sub_epi16(blue, green));
-}
-
-/// The one value of a flat block, as its components are coded: at most 50 bits.
-struct flat_stream
-{
-    uint64_t bits = 0;
-    unsigned count = 0;
-    uint64_t key = 0;
-
-    int size() const { return static_cast<int>((count + 7) >> 3); }
-    /// Four bytes to seven.
-    void store(uint8_t* out) const
-    {
-        const auto front = static_cast<uint32_t>(bits);
-        const auto back = static_cast<uint32_t>(bits >> 8 * (size() - 4));
-        std::memcpy(out, &front, 4);
-        std::memcpy(out + size() - 4, &back, 4);
-    }
-};
-
-inline flat_stream flat_stream_of(const fast_format& format, uint32_t word)
-{
-    uint32_t values[4] = {word & 0xff, word >> 8 & 0xff, word >> 16 & 0xff, word >> 24};
-    if (format.yuv) {
-        const uint32_t middle = 1u << format.component_bits[1];
-        const uint32_t red = values[0];
-        const uint32_t green = values[1];
-        const uint32_t blue = values[2];
-        values[0] = (blue + 2 * green + red) >> 2;
-        values[1] = middle + red - green;
-        values[2] = middle + blue - green;
-    }
-    const bool opaque = format.ncomponents == 4 && values[3] == format.default_value[3];
-    flat_stream stream;
-    for (int c = 0; c < format.ncomponents; c++) {
-        const uint64_t ones = (1u << format.root_bits[c]) - 1;
-        stream.bits |= (c == 3 && opaque ? ones - 1 : ones) << stream.count;
-        stream.count += static_cast<unsigned>(format.root_bits[c]);
-        stream.key = stream.key << 16 | values[c];
-    }
-    for (int c = 0; c < format.ncomponents - opaque; c++) {
-        stream.bits |= uint64_t{values[c]} << stream.count;
-        stream.count += static_cast<unsigned>(format.body_bits[c]);
-    }
-    return stream;
 }
 
 /// The trees of a block, coded so that each quad's count is within -2 and +1 of its root's.
@@ -286,25 +203,9 @@ inline void put_trees(bit_writer& out, const block_trees& trees, __m256i lengths
         return _mm256_cvtepu16_epi64(_mm_cvtsi64_si128(static_cast<long long>(four)));
     };
     const auto counts = [&](int c) { return lane_of_quads(trees.quad_counts, c); };
-    eight_nodes fields[2];
-    __m256i roots;
-    if constexpr (components == 4) {
-        fields[0] = fields_of({trees.leaves[0], trees.leaves[1]}, {counts(0), counts(1)});
-        fields[1] = fields_of({trees.leaves[2], trees.leaves[3]}, {counts(2), counts(3)});
-        roots = fields_of(trees.nodes, lanes(trees.root_counts));
-    } else {
-        // A last component shares the road with the roots.
-        if constexpr (components == 3)
-            fields[0] = fields_of({trees.leaves[0], trees.leaves[1]}, {counts(0), counts(1)});
-        constexpr int last = components - 1;
-        const eight_nodes rest =
-            fields_of({trees.leaves[last], trees.nodes}, {counts(last), lanes(trees.root_counts)});
-        (components == 1 ? fields[0] : fields[1]).first = rest.first;
-        roots = rest.second;
-    }
+    const __m256i roots = fields_of(trees.nodes, lanes(trees.root_counts));
     const auto leaves = [&](int c) {
-        return quad_streams{c % 2 ? fields[c / 2].second : fields[c / 2].first,
-                            lane_of_quads(trees.quad_lengths, c)};
+        return quad_streams{fields_of(trees.leaves[c], counts(c)), lane_of_quads(trees.quad_lengths, c)};
     };
     alignas(32) uint64_t root_bits[4];
     alignas(32) uint64_t root_lengths[4];
@@ -344,40 +245,21 @@ inline void put_trees(bit_writer& out, const block_trees& trees, __m256i lengths
     }
 }
 
-struct vector_kernel
+struct avx2_kernel
 {
     static constexpr unsigned read_ahead = 160; // bytes
 
-    static bool is_solid(const uint8_t* words, int64_t stride)
-    {
-        const __m256i first = _mm256_set1_epi32(static_cast<int>(load32(words)));
-        for (int y = 0; y < superblock_side; y++, words += stride) {
-            const auto* row = reinterpret_cast<const __m256i*>(words);
-            const __m256i other = _mm256_or_si256(_mm256_xor_si256(_mm256_loadu_si256(row), first),
-                                                  _mm256_xor_si256(_mm256_loadu_si256(row + 1), first));
-            if (!_mm256_testz_si256(other, other))
-                return false;
-        }
-        return true;
-    }
+    static bool is_solid(const uint8_t* words, int64_t stride) { return tpakutil::is_solid(words, stride); }
 
-    fast_block encode(const fast_format& format, const uint8_t* words, int64_t stride, uint64_t key_before,
+    void begin_superblock() {}
+
+    fast_block encode(const fast_format& format, const block_place& place, uint64_t key_before,
                       bool may_spill, uint8_t* out)
     {
-        const block_rows rows = load_rows(words, stride);
-        const uint32_t word = load32(words);
-        const __m256i first = _mm256_set1_epi32(static_cast<int>(word));
-        const __m256i other =
-            _mm256_or_si256(_mm256_xor_si256(rows.even, first), _mm256_xor_si256(rows.odd, first));
-        if (_mm256_testz_si256(other, other)) {
-            if (word != _flat_word || _flat.count == 0) {
-                _flat = flat_stream_of(format, word);
-                _flat_word = word;
-            }
-            if (_flat.key != key_before)
-                _flat.store(out);
-            return {_flat.size(), false, _flat.key};
-        }
+        const block_rows rows = load_rows(place.words(), place.stride);
+        const uint32_t word = load32(place.words());
+        if (is_flat(rows, word))
+            return _flat.encode(format, word, key_before, out);
         quads v[4];
         split_components(rows, v);
         if (format.yuv)
@@ -387,39 +269,36 @@ struct vector_kernel
         return write(format, trees, may_spill, out);
     }
 
-    static bool decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
-                       int64_t stride);
+    static bool decode(const fast_format& format, const coded_block* blocks, int count, int64_t stride,
+                       decoded_bits& sums)
+    {
+        for (int i = 0; i < count; i++) {
+            if (!decode_block(format, blocks[i], stride, sums))
+                return false;
+        }
+        return true;
+    }
 
 private:
+    static bool decode_block(const fast_format& format, const coded_block& block, int64_t stride,
+                             decoded_bits& sums);
     static fast_block write(const fast_format& format, const block_trees& trees, bool may_spill, uint8_t* out)
     {
-        const bool flat_alpha = trees.root_counts >> 63;
-        const bool opaque =
-            format.ncomponents == 4 && flat_alpha && trees.bases >> 48 == format.default_value[3];
-        const uint64_t roots =
-            _pext_u64(trees.root_counts, format.root_mask) - (uint64_t{opaque} << format.alpha_root_bit);
-        const uint64_t flat = (trees.root_counts >> 15 & lane_bits) * 0xff;
-        const uint64_t delta_mask = format.delta_mask & ~flat;
-        const uint64_t base_mask = opaque ? format.base_mask & 0xffffffffffff : format.base_mask;
-        const unsigned head_bits = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
-        const auto base_bits = static_cast<unsigned>(_mm_popcnt_u64(base_mask));
         const __m256i lengths_of_quads = _mm256_sad_epu8(trees.quad_lengths, _mm256_setzero_si256());
-        const unsigned bits =
-            head_bits + base_bits +
+        const head_stream head = head_of(format, trees.root_counts, trees.bases, trees.deltas);
+        const auto tree_bits =
             static_cast<unsigned>((trees.root_lengths * lane_bits >> 48) + sum_of_lanes(lengths_of_quads));
-        const auto size = static_cast<int>((bits + 7) >> 3);
+        const int size = head.size_with(tree_bits);
         if (size >= format.block_size)
             return {format.block_size, true, no_flat_key};
 
         uint8_t stream[most_block_bytes + 16];
         bit_writer writer{may_spill ? out : stream};
-        writer.put(roots | _pext_u64(trees.deltas, delta_mask) << format.all_root_bits, head_bits);
-        writer.put(_pext_u64(trees.bases, base_mask), base_bits);
+        head.put(writer);
         // Flat components have nodes of no bits. Only what is often flat for long is worth a branch.
-        const bool grey = (flat >> 16 & 1) && (flat >> 32 & 1);
-        if (!flat_alpha)
+        if (!head.flat_alpha)
             put_trees<4>(writer, trees, lengths_of_quads);
-        else if (!grey)
+        else if (!head.grey)
             put_trees<3>(writer, trees, lengths_of_quads);
         else
             put_trees<1>(writer, trees, lengths_of_quads);
@@ -428,9 +307,7 @@ private:
         return {size, false, no_flat_key};
     }
 
-    // The last flat block's colour, which the next one often has too.
-    uint32_t _flat_word = 0;
-    flat_stream _flat;
+    flat_blocks _flat;
 };
 
 /// Each of four values in all lanes of its quad.
@@ -485,10 +362,30 @@ struct block_head
     // Quad by quad, each by component.
     __m256i quad_counts;
     __m256i quad_places;
-    int components; // the last one with nodes, counted from 1
-    unsigned bits;  // of the whole stream
-    bool is_wide;   // has nodes wider than any component
+    int components;     // the last one with nodes, counted from 1
+    unsigned root_bits; // of all roots' nodes
+    unsigned bits;      // of the whole stream
+    bool is_wide;       // has nodes wider than any component
+    coded_head coded;
 };
+
+/// `needed`: what the children of nodes of more than a bit would have needed.
+inline void count_nodes(const block_head& head, uint32_t needed, uint32_t times, decoded_bits& sums)
+{
+    const __m256i one = _mm256_set1_epi16(1);
+    const __m256i roots = _mm256_castsi128_si256(_mm_cvtsi64_si128(static_cast<long long>(head.root_counts)));
+    const auto in_words = [](__m256i mask) {
+        return static_cast<unsigned>(_mm_popcnt_u32(static_cast<unsigned>(_mm256_movemask_epi8(mask)))) / 2;
+    };
+    const auto nodes_of = [&](auto is) { return in_words(is(head.quad_counts)) + in_words(is(roots)); };
+    const unsigned single = nodes_of([&](__m256i counts) { return _mm256_cmpeq_epi16(counts, one); });
+    const unsigned wider = nodes_of([&](__m256i counts) { return _mm256_cmpgt_epi16(counts, one); });
+    const unsigned all = head.bits - head.coded.bits;
+    sums.m3 += times * head.root_bits;
+    sums.m4 += times * (all - head.root_bits);
+    sums.used += times * (all - 4 * single - 2 * wider);
+    sums.needed += times * needed;
+}
 
 /// Each of 16 lanes, and all those below it.
 inline __m256i running_sum(__m256i v)
@@ -503,32 +400,18 @@ inline __m256i running_sum(__m256i v)
     return _mm256_add_epi16(v, _mm256_add_epi16(two_below, _mm256_permute4x64_epi64(two_below, 0x40)));
 }
 
-inline uint64_t widen_lanes(uint64_t lanes_of_one)
-{
-    return lanes_of_one * 0xffff;
-}
-
 inline void read_head(const fast_format& format, const uint8_t* data, block_head& head)
 {
-    const uint64_t first = load64(data);
-    const uint64_t fields = _pdep_u64(first, format.root_mask);
-    // A field of all ones, or one less, has a sum that carries out of the field.
-    const uint64_t flat = widen_lanes((fields + format.flat_carry) >> 15 & lane_bits);
-    const uint64_t defaults = flat & widen_lanes(~fields & lane_bits);
-    head.root_counts = fields & ~flat;
-    const uint64_t delta_mask = format.delta_mask & ~flat;
-    const uint64_t delta_fields = _pdep_u64(first >> format.all_root_bits, delta_mask);
-    unsigned bit = format.all_root_bits + static_cast<unsigned>(_mm_popcnt_u64(delta_mask));
-    const uint64_t base_mask = format.base_mask & ~defaults;
-    head.bases =
-        _pdep_u64(load64(data + (bit >> 3)) >> (bit & 7), base_mask) | (format.default_lanes & defaults);
-    bit += static_cast<unsigned>(_mm_popcnt_u64(base_mask));
-    const bool grey = (flat & 0xffffffff0000) == 0xffffffff0000;
-    head.components = format.ncomponents == 4 && !(flat >> 63) ? 4 : grey ? 1 : 3;
+    const coded_head coded = read_coded_head(format, data);
+    head.coded = coded;
+    head.root_counts = coded.root_counts;
+    head.bases = coded.bases;
+    const bool grey = (coded.flat & 0xffffffff0000) == 0xffffffff0000;
+    head.components = coded.flat_alpha() ? (grey ? 1 : 3) : 4;
 
     // The two's complement of two bits, modulo 16.
     const __m256i two = _mm256_set1_epi16(2);
-    __m256i counts = _mm256_srlv_epi64(_mm256_set1_epi64x(static_cast<long long>(delta_fields)),
+    __m256i counts = _mm256_srlv_epi64(_mm256_set1_epi64x(static_cast<long long>(coded.deltas)),
                                        _mm256_setr_epi64x(0, 2, 4, 6));
     counts = _mm256_xor_si256(_mm256_and_si256(counts, _mm256_set1_epi16(3)), two);
     counts = _mm256_add_epi16(_mm256_sub_epi16(counts, two),
@@ -543,9 +426,10 @@ inline void read_head(const fast_format& format, const uint8_t* data, block_head
     const __m256i low_bytes = _mm256_set1_epi16(0xff);
     const auto root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, roots), low_bytes));
     const uint64_t root_ends = root_lengths * lane_bits;
-    head.root_places = (root_ends << 16) + bit * lane_bits;
+    head.root_bits = static_cast<unsigned>(root_ends >> 48);
+    head.root_places = (root_ends << 16) + coded.bits * lane_bits;
     const __m256i quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes);
-    const __m256i before = _mm256_set1_epi16(static_cast<short>(bit + (root_ends >> 48)));
+    const __m256i before = _mm256_set1_epi16(static_cast<short>(coded.bits + head.root_bits));
     const __m256i ends = _mm256_add_epi16(before, running_sum(quad_lengths));
     head.quad_places = _mm256_sub_epi16(ends, quad_lengths);
     head.bits = static_cast<unsigned>(_mm256_extract_epi16(ends, 15));
@@ -558,9 +442,15 @@ inline __m256i load_nodes(const uint8_t* data, const uint16_t* bytes, int step, 
     return _mm256_srlv_epi64(_mm256_setr_epi64x(node(0), node(1), node(2), node(3)), first_bits);
 }
 
-/// The values of the first components of a block.
+/// Bits of the children of nodes of more than a bit, in the words of each sum.
+inline __m256i needed_bits(__m256i children, __m256i counts)
+{
+    return _mm256_and_si256(bit_lengths(children), _mm256_cmpgt_epi64(counts, _mm256_set1_epi64x(1)));
+}
+
+/// The values of the first components of a block. Returns the bits that their nodes would have needed.
 template <int components>
-inline void read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
+inline uint32_t read_nodes(const fast_format& format, const uint8_t* data, const block_head& head, quads* v)
 {
     const __m256i seven = _mm256_set1_epi16(7);
     alignas(32) uint16_t bytes[16];
@@ -578,55 +468,45 @@ inline void read_nodes(const fast_format& format, const uint8_t* data, const blo
         return load_nodes(data, leaf_bytes + c, 4, lane_of_quads(leaf_bits, c));
     };
     const auto counts = [&](int c) { return lane_of_quads(head.quad_counts, c); };
-    quads leaves[components];
-    quads roots;
-    if constexpr (components > 1) {
-        const eight_nodes two = children_of({stream(0), stream(1)}, {counts(0), counts(1)});
-        leaves[0] = two.first;
-        leaves[1] = two.second;
-    }
-    if constexpr (components == 4) {
-        const eight_nodes two = children_of({stream(2), stream(3)}, {counts(2), counts(3)});
-        leaves[2] = two.first;
-        leaves[3] = two.second;
-        roots = children_of(root_stream, lanes(head.root_counts));
-    } else {
-        constexpr int last = components - 1;
-        const eight_nodes rest =
-            children_of({stream(last), root_stream}, {counts(last), lanes(head.root_counts)});
-        leaves[last] = rest.first;
-        roots = rest.second;
-    }
+    const __m256i root_counts = lanes(head.root_counts);
+    const __m256i roots = children_of(root_stream, root_counts);
+    __m256i needed = needed_bits(roots, root_counts);
     alignas(32) uint64_t root_children[4];
     _mm256_store_si256(reinterpret_cast<__m256i*>(root_children), roots);
 #pragma GCC unroll 4
     for (int c = 0; c < components; c++) {
-        const __m256i above = _mm256_add_epi16(leaves[c], spread(root_children[c]));
-        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], above),
+        const __m256i leaves = children_of(stream(c), counts(c));
+        needed = _mm256_add_epi16(needed, needed_bits(leaves, counts(c)));
+        v[c] = _mm256_and_si256(_mm256_add_epi16(v[c], _mm256_add_epi16(leaves, spread(root_children[c]))),
                                 _mm256_set1_epi16(static_cast<short>((1 << format.body_bits[c]) - 1)));
     }
+    return static_cast<uint32_t>(sum_of_lanes(_mm256_sad_epu8(needed, _mm256_setzero_si256())));
 }
 
-bool vector_kernel::decode(const fast_format& format, const uint8_t* data, int size, uint8_t* out,
-                           int64_t stride)
+bool avx2_kernel::decode_block(const fast_format& format, const coded_block& block, int64_t stride,
+                               decoded_bits& sums)
 {
+    const uint8_t* data = block.data;
     block_head head;
     read_head(format, data, head);
     const unsigned taken = (head.bits + 7) >> 3;
-    if (head.is_wide || (taken < 2 ? 2 : taken) != static_cast<unsigned>(size))
+    if (head.is_wide || (taken < 2 ? 2 : taken) != block.size)
         return false;
     quads v[4];
     for (int c = 0; c < 4; c++)
         v[c] = _mm256_set1_epi16(static_cast<short>(head.bases >> 16 * c));
+    uint32_t needed;
     if (head.components == 1)
-        read_nodes<1>(format, data, head, v);
+        needed = read_nodes<1>(format, data, head, v);
     else if (head.components == 3)
-        read_nodes<3>(format, data, head, v);
+        needed = read_nodes<3>(format, data, head, v);
     else
-        read_nodes<4>(format, data, head, v);
+        needed = read_nodes<4>(format, data, head, v);
     if (format.yuv && !to_rgb(format, v))
         return false;
-    store_rows(v, out, stride);
+    store_rows(v, block.out, stride);
+    count_head(format, head.coded, block.times, sums);
+    count_nodes(head, needed, block.times, sums);
     return true;
 }
 
