@@ -3,11 +3,20 @@
 #include "sidechannel_log.h"
 
 namespace vk_registry {
+void note_end(vk_device_record* device, uint64_t serial)
+{
+    for (auto& [target, recording] : device->commands)
+        recording.stale |= recording.used.contains(serial);
+}
+
 template <class Handle>
 bool add(vk_device_record* device, Handle target, const vk_entry_of<Handle>& entry)
 {
-    if (vk_objects_of<Handle>(*device).emplace(target, entry).second)
+    auto [added, is_new] = vk_objects_of<Handle>(*device).emplace(target, entry);
+    if (is_new) {
+        added->second.serial = ++device->last_serial;
         return true;
+    }
     LOG_ERROR("Target %s[%p] is already known.", vk_object_traits<Handle>::name, static_cast<void*>(target));
     return false;
 }
@@ -41,7 +50,13 @@ bool get_host(vk_device_record* device, Handle target, Handle* host)
 template <class Handle>
 bool remove(vk_device_record* device, Handle target)
 {
-    return vk_objects_of<Handle>(*device).erase(target) != 0;
+    auto& objects = vk_objects_of<Handle>(*device);
+    auto found = objects.find(target);
+    if (found == objects.end())
+        return false;
+    note_end(device, found->second.serial);
+    objects.erase(found);
+    return true;
 }
 
 #define ZELVAR_VK_OBJECT(type, handle, word, data)                                                           \

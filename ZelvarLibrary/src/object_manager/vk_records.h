@@ -2,6 +2,7 @@
 // Records of Vulkan objects: per target process the dispatchable handles, per device all others. A target's
 // handle is only ever a key: it is never dereferenced, and a host's handle never goes to the target.
 
+#include "object_manager/vk_number_set.h"
 #include "sidechannel_primitives.h"
 #include "wire/api.h"
 #include "zelvar_types.h"
@@ -11,6 +12,7 @@
 #include <memory>
 #include <set>
 #include <tuple>
+#include <vector>
 
 struct vk_nothing
 {
@@ -18,6 +20,7 @@ struct vk_nothing
 struct vk_buffer_data
 {
     VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
+    uint64_t memory_serial = 0;                    // of that memory, and no later one of its handle
     bool changed = false;                          // the target has written its contents
     VkDeviceSize size = UINT64_MAX;                // this and the like: not known
     bool sparse = false;
@@ -26,47 +29,141 @@ struct vk_buffer_data
 struct vk_query_pool_data
 {
     uint32_t count = UINT32_MAX;
+    uint32_t values = 1; // of each
+};
+struct vk_event_data
+{
+    bool set = false; // as far as calls and submissions go
 };
 struct vk_pipeline_layout_data
 {
     uint32_t set_count = UINT32_MAX;
     uint32_t push_bytes = UINT32_MAX;
 };
+/// What is drawn to, as the host knows it. No format: not known.
+struct vk_attachment
+{
+    VkFormat format = VK_FORMAT_UNDEFINED;
+    VkSampleCountFlagBits samples = VK_SAMPLE_COUNT_1_BIT;
+    bool operator==(const vk_attachment&) const = default;
+    bool operator<(const vk_attachment& other) const
+    {
+        return std::tie(format, samples) < std::tie(other.format, other.samples);
+    }
+};
+struct vk_pass_attachment : vk_attachment
+{
+    bool used = false; // by a subpass
+};
+struct vk_image_view_data
+{
+    VkImage target_image = VK_NULL_HANDLE;
+    vk_attachment shown; // no format: nothing is known
+    VkExtent3D extent{}; // of the first level
+    uint32_t levels = 0;
+    uint32_t layers = 0;
+};
+/// What pipelines and passes have to agree on: the attachments that a subpass draws to.
+struct vk_subpass_shape
+{
+    std::vector<vk_attachment> colours; // without a format: not used
+    vk_attachment depth;
+    bool operator<(const vk_subpass_shape& other) const
+    {
+        return std::tie(colours, depth) < std::tie(other.colours, other.depth);
+    }
+};
+struct vk_subpass
+{
+    uint32_t shape = 0; // a number that equal ones share, 0: not known
+    uint32_t colours = 0;
+};
 struct vk_render_pass_data
 {
     uint32_t attachment_count = 0;
     uint32_t subpass_count = UINT32_MAX;
+    uint32_t clear_values = 0; // that it takes at least
+    std::shared_ptr<const std::vector<vk_pass_attachment>> attachments;
+    std::shared_ptr<const std::vector<vk_subpass>> subpasses; // null: not known
 };
 struct vk_framebuffer_data
 {
     uint32_t attachment_count = UINT32_MAX;
     uint32_t width = UINT32_MAX;
     uint32_t height = UINT32_MAX;
+    uint32_t layers = UINT32_MAX;
+    std::vector<VkImageView> target_views;
+    std::vector<vk_attachment> attachments;
+};
+struct vk_pipeline_data
+{
+    VkPipelineBindPoint point = VK_PIPELINE_BIND_POINT_MAX_ENUM; // not known
+    uint32_t shape = 0;                                          // of the subpass that it is for
 };
 struct vk_binding
 {
     uint32_t count;
     bool own_samplers;
+    VkDescriptorType type = VK_DESCRIPTOR_TYPE_MAX_ENUM; // not known
 };
 using vk_bindings = std::shared_ptr<const std::map<uint32_t, vk_binding>>; // null: not known
 struct vk_set_layout_data
 {
     vk_bindings bindings;
 };
+/// The render pass that has begun, or that a secondary command buffer goes on with.
+struct vk_pass_state
+{
+    std::shared_ptr<const std::vector<vk_subpass>> subpasses; // null: not known
+    uint32_t subpass = 0;
+    uint32_t subpass_count = 0;
+    VkRect2D area{{0, 0}, {UINT32_MAX, UINT32_MAX}};
+    uint32_t layers = UINT32_MAX;
+
+    const vk_subpass* now() const
+    {
+        return subpasses && subpass < subpasses->size() ? &(*subpasses)[subpass] : nullptr;
+    }
+};
+/// What a recording does to an event.
+struct vk_event_step
+{
+    enum kind
+    {
+        set,
+        reset,
+        wait,
+        execute // those of a secondary command buffer
+    } does;
+    VkEvent event; // target's, likewise the command buffer
+    VkCommandBuffer executed;
+};
 /// What the commands recorded so far have set up for those to come.
 struct vk_command_state
 {
     VkCommandPool target_pool = VK_NULL_HANDLE; // ends with it
     bool secondary = false;
-    bool graphics = false; // a pipeline is bound
+    bool continues_pass = false; // of the primary one that executes it
+    bool graphics = false;       // a pipeline is bound
     bool compute = false;
     bool indices = false;
     bool in_pass = false;
-    uint32_t subpasses_left = 0;                        // of the pass
+    uint32_t pipeline_shape = 0; // of the graphics pipeline
+    vk_pass_state pass;
+    uint32_t layers_needed = 0; // of the framebuffer of the pass that executes a secondary one
     std::set<std::pair<VkQueryPool, uint32_t>> queries; // begun, by target's pool
+
+    // A host keeps pointers to all that a recording uses, up to its end.
+    vk_number_set used;  // serials of objects
+    uint64_t serial = 0; // of this recording
+    bool stale = false;  // something of it has ended: not to be submitted
+    std::vector<vk_event_step> event_steps;
+    std::vector<std::pair<VkCommandBuffer, uint64_t>> executed; // targets, and serials of their recordings
 };
 struct vk_descriptor_set_data
 {
+    /// That the buffers take when the set is bound, one binding behind the other; empty: not known.
+    std::vector<uint64_t> most_offsets;
     vk_bindings bindings;                          // its layout's
     VkDescriptorPool target_pool = VK_NULL_HANDLE; // ends with it
 };
@@ -93,6 +190,7 @@ struct vk_memory_data
 struct vk_signal_data
 {
     bool signalled_by_system = false; // the host knows nothing of that signal
+    bool pending = false;             // a signal of the host's is there or will be: only of semaphores
 };
 /// A window system's buffer of the target, as the image was made for it.
 struct vk_native_buffer
@@ -105,6 +203,7 @@ struct vk_native_buffer
 struct vk_image_data
 {
     VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
+    uint64_t memory_serial = 0;
     VkDeviceMemory host_backing = VK_NULL_HANDLE; // of a swapchain image, which has no memory of the target's
     VkDeviceSize backing_size = 0;
     VkImageCreateInfo create_info{}; // as the target gave it, without what its pointers led to
@@ -118,6 +217,7 @@ struct vk_entry : Data
 {
     using handle_type = Handle;
     Handle host = VK_NULL_HANDLE;
+    uint64_t serial = 0; // in its device, which no later object gets, whatever its handle
 };
 
 /// `vk_entry_of<VkBuffer>` is the entry of a buffer.
@@ -173,6 +273,9 @@ struct _zelvar_object_manager_data_vk_device
     std::set<VkDeviceMemory> coherent_memory;             // target's
     std::map<VkCommandBuffer, vk_command_state> commands; // by target's handle
     VkMemoryRequirements last_memory_requirements{};
+    VkPhysicalDeviceLimits limits{}; // host's, all 0 when not known
+    uint64_t last_serial = 0;
+    std::map<vk_subpass_shape, uint32_t> shapes; // and their numbers
 
     bool removed = false; // no longer registered: whoever waited for the lock finds out here
     uint32_t depth = 0;   // locks taken by the holder and not yet undone

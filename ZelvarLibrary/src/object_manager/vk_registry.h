@@ -88,6 +88,8 @@ template <class Handle>
 bool get_data(vk_device_record* device, Handle target, vk_entry_of<Handle>** entry);
 template <class Handle>
 bool remove(vk_device_record* device, Handle target);
+/// Recordings that use an object are of no use any more: it has ended, or the host's has. `remove` does so.
+void note_end(vk_device_record* device, uint64_t serial);
 } // namespace vk_registry
 
 #define ZELVAR_VK_OBJECT(type, handle, word, data)                                                           \

@@ -29,6 +29,7 @@ void run_on_host(const vk_frame& call, A... arguments)
 struct texel_buffer
 {
     VkBuffer buffer = VK_NULL_HANDLE;
+    VkDeviceSize size = 0;
     VkDeviceMemory memory = VK_NULL_HANDLE;
     VkDeviceSize memory_size = 0;
     uint8_t* pixels = nullptr;
@@ -70,6 +71,7 @@ bool make_texel_buffer(const vk_frame& call, const vk_device_record& data, VkDev
         LOG_ERROR("Could not create buffer for ASTC support");
         return false;
     }
+    made->size = size;
     VkMemoryRequirements needed{};
     run_on_host<&vk::vkGetBufferMemoryRequirements>(call, data.device, made->buffer, &needed);
     const int type = zelvar_object_manager_vk_find_properties(&data.memory_properties, needed.memoryTypeBits,
@@ -99,16 +101,20 @@ void take_place(const vk_frame& call, vk_device_record* data, vk_entry_of<VkBuff
         run_on_host<&vk::vkUnmapMemory>(call, data->device, memory.host);
         run_on_host<&vk::vkUnmapMemory>(call, data->device, made.memory);
     }
-    if (buffer.replaced)
+    if (buffer.replaced) {
         run_on_host<&vk::vkDestroyBuffer>(call, data->device, buffer.host, nullptr);
-    else
+        vk_registry::note_end(data, buffer.serial);
+        buffer.serial = ++data->last_serial;
+    } else {
         buffer.replaced = buffer.host;
+    }
     if (memory.replaced)
         run_on_host<&vk::vkFreeMemory>(call, data->device, memory.host, nullptr);
     else
         memory.replaced = memory.host;
     buffer.host = made.buffer;
     buffer.changed = false;
+    buffer.size = made.size;
     memory.host = made.memory;
     memory.size = made.memory_size;
     memory.contents = vk_contents::decoded;

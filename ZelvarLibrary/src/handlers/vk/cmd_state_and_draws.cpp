@@ -9,6 +9,32 @@ namespace {
 constexpr const char* no_such_place = "it reaches beyond what there is";
 constexpr const char* no_indices = "no index buffer is bound";
 
+/// The framebuffer may have been made for another pass, if what is drawn to is alike.
+bool fits(const vk_render_pass_data& pass, const vk_framebuffer_data& framebuffer)
+{
+    if (pass.attachment_count > framebuffer.attachment_count)
+        return false;
+    if (!pass.attachments)
+        return true;
+    for (size_t i = 0; i < pass.attachments->size() && i < framebuffer.attachments.size(); ++i) {
+        const vk_pass_attachment& needed = (*pass.attachments)[i];
+        const vk_attachment& there = framebuffer.attachments[i];
+        if (needed.used && there.format != VK_FORMAT_UNDEFINED && there != needed)
+            return false;
+    }
+    return true;
+}
+
+void use_attachments(vk_recording& call, vk_device_record* data, const vk_framebuffer_data& framebuffer)
+{
+    for (VkImageView target : framebuffer.target_views) {
+        auto* view = vk_known(data, target);
+        auto* image = view && call.use(*view) ? vk_known(data, view->target_image) : nullptr;
+        if (image)
+            call.use(*image);
+    }
+}
+
 /// Whether the framebuffer has what the pass works on, and what the pass allows next.
 void begin_pass(vk_recording& call, vk_device_record* data, const vk_struct<VkRenderPassBeginInfo>& info)
 {
@@ -20,19 +46,22 @@ void begin_pass(vk_recording& call, vk_device_record* data, const vk_struct<VkRe
     if (!pass || !framebuffer)
         return;
     const VkRect2D& area = given.renderArea;
-    call.need(pass->attachment_count <= framebuffer->attachment_count && area.offset.x >= 0 &&
-                  area.offset.y >= 0 &&
+    call.need(fits(*pass, *framebuffer) && area.offset.x >= 0 && area.offset.y >= 0 &&
                   vk_within(static_cast<uint32_t>(area.offset.x), area.extent.width, framebuffer->width) &&
                   vk_within(static_cast<uint32_t>(area.offset.y), area.extent.height, framebuffer->height),
               "the framebuffer doesn't fit the render pass");
+    call.need(given.clearValueCount >= pass->clear_values, "a value to clear with is missing");
     auto* now = call.state();
     if (!now)
         return;
     call.need(!now->in_pass, "a render pass has begun already");
     if (call.refused())
         return;
+    call.use(*pass);
+    if (call.use(*framebuffer))
+        use_attachments(call, data, *framebuffer);
     now->in_pass = true;
-    now->subpasses_left = pass->subpass_count - 1;
+    now->pass = {pass->subpasses, 0, pass->subpass_count, area, framebuffer->layers};
 }
 } // namespace
 
@@ -42,9 +71,17 @@ void vk_vkCmdBindPipeline(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
     vk_recording call{"vk_vkCmdBindPipeline", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "pipelineBindPoint", pipelineBindPoint,
                "target_pipeline", pipeline);
-    if (auto* now = call.state())
-        (pipelineBindPoint == VK_PIPELINE_BIND_POINT_COMPUTE ? now->compute : now->graphics) =
-            vk_known(call.begin(), pipeline) != nullptr;
+    if (auto* now = call.state()) {
+        auto* known = vk_known(call.begin(), pipeline);
+        const bool compute = pipelineBindPoint == VK_PIPELINE_BIND_POINT_COMPUTE;
+        call.need(vk_up_to(pipelineBindPoint, VK_PIPELINE_BIND_POINT_COMPUTE) &&
+                      (!known || known->point == VK_PIPELINE_BIND_POINT_MAX_ENUM ||
+                       known->point == pipelineBindPoint),
+                  "the pipeline is of another kind");
+        (compute ? now->compute : now->graphics) = known && !call.refused();
+        if (known && !compute)
+            now->pipeline_shape = known->shape;
+    }
     call.record<&vk::vkCmdBindPipeline>(pipelineBindPoint, pipeline);
 }
 
@@ -125,6 +162,33 @@ void vk_vkCmdSetStencilReference(pid_t pid, tid_t tid, VkCommandBuffer commandBu
     call.record<&vk::vkCmdSetStencilReference>(faceMask, reference);
 }
 
+namespace {
+/// An offset for each buffer that takes one, and within it.
+void need_offsets(vk_recording& call, const vk_array<VkDescriptorSet, 4>& sets,
+                  const vk_array<uint32_t, 6>& offsets)
+{
+    auto* data = call.begin();
+    uint32_t taken = 0;
+    for (uint32_t i = 0; data && i < sets.count; ++i) {
+        auto* set = vk_known(data, sets.data[i]);
+        if (!set || !set->bindings)
+            return;
+        size_t at = 0;
+        for (const auto& [number, binding] : *set->bindings) {
+            const bool dynamic = binding.type == VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC ||
+                                 binding.type == VK_DESCRIPTOR_TYPE_STORAGE_BUFFER_DYNAMIC;
+            for (uint32_t k = 0; dynamic && k < binding.count; ++k, ++taken) {
+                const size_t index = at + k;
+                const uint64_t most =
+                    index < set->most_offsets.size() ? set->most_offsets[index] : UINT64_MAX;
+                call.need(taken < offsets.count && offsets.data[taken] <= most, "a set takes other offsets");
+            }
+            at += binding.count;
+        }
+    }
+}
+} // namespace
+
 void vk_vkCmdBindDescriptorSets(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
                                 VkPipelineBindPoint pipelineBindPoint, VkPipelineLayout layout,
                                 uint32_t firstSet, uint32_t descriptorSetCount,
@@ -139,6 +203,8 @@ void vk_vkCmdBindDescriptorSets(pid_t pid, tid_t tid, VkCommandBuffer commandBuf
     if (auto* data = call.begin())
         if (auto* known = vk_known(data, layout))
             call.need(vk_within(firstSet, pDescriptorSets.count, known->set_count), no_such_place);
+    call.need(vk_up_to(pipelineBindPoint, VK_PIPELINE_BIND_POINT_COMPUTE), "there is no such pipeline");
+    need_offsets(call, pDescriptorSets, pDynamicOffsets);
     call.record<&vk::vkCmdBindDescriptorSets>(pipelineBindPoint, layout, firstSet, pDescriptorSets.count,
                                               pDescriptorSets, pDynamicOffsets.count, pDynamicOffsets);
 }
@@ -149,8 +215,11 @@ void vk_vkCmdBindIndexBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     vk_recording call{"vk_vkCmdBindIndexBuffer", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_buffer", buffer, "offset", offset, "indexType",
                indexType);
+    call.need(vk_up_to(indexType, VK_INDEX_TYPE_UINT32), "there are no such indices");
+    if (auto* data = call.begin())
+        call.need(vk_holds(data, buffer, offset, 0), no_such_place);
     if (auto* now = call.state())
-        now->indices = vk_known(call.begin(), buffer) != nullptr;
+        now->indices = vk_known(call.begin(), buffer) && !call.refused();
     call.record<&vk::vkCmdBindIndexBuffer>(buffer, offset, indexType);
 }
 
@@ -162,6 +231,9 @@ void vk_vkCmdBindVertexBuffers(pid_t pid, tid_t tid, VkCommandBuffer commandBuff
     call.trace("target_command_buffer", commandBuffer, "firstBinding", firstBinding, "bindingCount",
                bindingCount, "pBuffers_ptr", pBuffers.address, "pOffsets_ptr", pOffsets.address);
     call.need(vk_within(firstBinding, pBuffers.count, vk_most_vertex_bindings), no_such_place);
+    if (auto* data = call.begin())
+        for (uint32_t i = 0; i < vk_common_count(pBuffers, pOffsets); ++i)
+            call.need(vk_holds(data, pBuffers.data[i], pOffsets.data[i], 0), no_such_place);
     call.record<&vk::vkCmdBindVertexBuffers>(firstBinding, vk_common_count(pBuffers, pOffsets), pBuffers,
                                              pOffsets);
 }
@@ -204,6 +276,17 @@ void vk_vkCmdDrawIndexed(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, ui
     call.record<&vk::vkCmdDrawIndexed>(indexCount, instanceCount, firstIndex, vertexOffset, firstInstance);
 }
 
+namespace {
+/// All draws stand in the buffer.
+void need_draws(vk_recording& call, VkBuffer buffer, VkDeviceSize offset, uint32_t count, uint32_t stride,
+                uint64_t size)
+{
+    const uint64_t bytes = count ? uint64_t{count - 1} * stride + size : 0;
+    if (auto* data = call.begin())
+        call.need(vk_holds(data, buffer, offset, bytes), no_such_place);
+}
+} // namespace
+
 void vk_vkCmdDrawIndirect(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkBuffer buffer,
                           VkDeviceSize offset, uint32_t drawCount, uint32_t stride)
 {
@@ -211,9 +294,7 @@ void vk_vkCmdDrawIndirect(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, V
     call.trace("target_command_buffer", commandBuffer, "target_buffer", buffer, "offset", offset, "drawCount",
                drawCount, "stride", stride);
     call.need_graphics();
-    if (auto* data = call.begin())
-        call.need(vk_holds(data, buffer, offset, drawCount ? sizeof(VkDrawIndirectCommand) : 0),
-                  no_such_place);
+    need_draws(call, buffer, offset, drawCount, stride, sizeof(VkDrawIndirectCommand));
     call.record<&vk::vkCmdDrawIndirect>(buffer, offset, drawCount, stride);
 }
 
@@ -226,9 +307,7 @@ void vk_vkCmdDrawIndexedIndirect(pid_t pid, tid_t tid, VkCommandBuffer commandBu
     call.need_graphics();
     if (auto* now = call.state())
         call.need(now->indices, no_indices);
-    if (auto* data = call.begin())
-        call.need(vk_holds(data, buffer, offset, drawCount ? sizeof(VkDrawIndexedIndirectCommand) : 0),
-                  no_such_place);
+    need_draws(call, buffer, offset, drawCount, stride, sizeof(VkDrawIndexedIndirectCommand));
     call.record<&vk::vkCmdDrawIndexedIndirect>(buffer, offset, drawCount, stride);
 }
 
@@ -274,8 +353,9 @@ void vk_vkCmdNextSubpass(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, Vk
     call.trace("target_command_buffer", commandBuffer, "contents", contents);
     call.need_pass();
     if (auto* now = call.state()) {
-        call.need(now->subpasses_left > 0, "the render pass has no further subpass");
-        now->subpasses_left -= now->subpasses_left > 0;
+        call.need(now->in_pass && now->pass.subpass + 1 < now->pass.subpass_count,
+                  "the render pass has no further subpass");
+        now->pass.subpass += !call.refused();
     }
     call.record<&vk::vkCmdNextSubpass>(contents);
 }
@@ -287,9 +367,38 @@ void vk_vkCmdEndRenderPass(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer)
     if (auto* now = call.state()) {
         call.need(now->in_pass, "no render pass has begun");
         now->in_pass = false;
+        now->pass = {};
     }
     call.record<&vk::vkCmdEndRenderPass>();
 }
+
+namespace {
+/// Only primary command buffers execute, and only secondary ones that suit where they get executed.
+void need_executable(vk_recording& call, VkCommandBuffer executes,
+                     const vk_array<VkCommandBuffer, 1>& executed)
+{
+    auto* data = call.begin();
+    auto* now = call.state();
+    call.need(!now || !now->secondary, "a secondary command buffer executes nothing");
+    for (uint32_t i = 0; data && i < executed.count; ++i) {
+        call.need(executed.data[i] != executes, "a command buffer can't execute itself");
+        auto found = data->commands.find(executed.data[i]);
+        if (!now || found == data->commands.end())
+            continue;
+        const vk_command_state& other = found->second;
+        auto* subpass = now->pass.now();
+        auto* needed = other.pass.now();
+        call.need(other.secondary && other.continues_pass == now->in_pass &&
+                      (!subpass || !needed || subpass->shape == needed->shape) &&
+                      (!now->in_pass || other.layers_needed <= now->pass.layers),
+                  "a command buffer can't be executed here");
+        if (call.refused())
+            return;
+        now->executed.emplace_back(executed.data[i], other.serial);
+        now->event_steps.push_back({vk_event_step::execute, VK_NULL_HANDLE, executed.data[i]});
+    }
+}
+} // namespace
 
 void vk_vkCmdExecuteCommands(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, uint32_t commandBufferCount,
                              vk_array<VkCommandBuffer, 1> pCommandBuffers)
@@ -297,8 +406,7 @@ void vk_vkCmdExecuteCommands(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     vk_recording call{"vk_vkCmdExecuteCommands", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "commandBufferCount", commandBufferCount,
                "pCommandBuffers_ptr", pCommandBuffers.address);
-    for (uint32_t i = 0; i < pCommandBuffers.count; ++i)
-        call.need(pCommandBuffers.data[i] != commandBuffer, "a command buffer can't execute itself");
+    need_executable(call, commandBuffer, pCommandBuffers);
     if (call.begin() && vk_command_buffers_to_host(call, pCommandBuffers.data, pCommandBuffers.count))
         call.record<&vk::vkCmdExecuteCommands>(pCommandBuffers.count, pCommandBuffers);
 }

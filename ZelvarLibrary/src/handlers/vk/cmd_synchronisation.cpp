@@ -18,6 +18,13 @@ void prepare_barriers(vk_recording& call, const Memory& memory, const Buffers& b
     call.prepare(data, images.data, images.count, "pImageMemoryBarriers[%u]");
 }
 
+/// A submission looks whether what it waits for will come.
+void note(vk_recording& call, vk_event_step::kind does, VkEvent event)
+{
+    if (auto* now = call.state(); now && !call.refused())
+        now->event_steps.push_back({does, event, VK_NULL_HANDLE});
+}
+
 void need_queries(vk_recording& call, VkQueryPool pool, uint32_t first, uint32_t count)
 {
     if (auto* data = call.begin())
@@ -30,6 +37,7 @@ void vk_vkCmdSetEvent(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkEve
 {
     vk_recording call{"vk_vkCmdSetEvent", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_event", event, "stageMask", stageMask);
+    note(call, vk_event_step::set, event);
     call.record<&vk::vkCmdSetEvent>(event, stageMask);
 }
 
@@ -38,6 +46,7 @@ void vk_vkCmdResetEvent(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkE
 {
     vk_recording call{"vk_vkCmdResetEvent", pid, tid, commandBuffer};
     call.trace("target_command_buffer", commandBuffer, "target_event", event, "stageMask", stageMask);
+    note(call, vk_event_step::reset, event);
     call.record<&vk::vkCmdResetEvent>(event, stageMask);
 }
 
@@ -57,6 +66,8 @@ void vk_vkCmdWaitEvents(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, uin
                pBufferMemoryBarriers.address, "imageMemoryBarrierCount", imageMemoryBarrierCount,
                "pImageMemoryBarriers_ptr", pImageMemoryBarriers.address);
     prepare_barriers(call, pMemoryBarriers, pBufferMemoryBarriers, pImageMemoryBarriers);
+    for (uint32_t i = 0; i < pEvents.count; ++i)
+        note(call, vk_event_step::wait, pEvents.data[i]);
     call.record<&vk::vkCmdWaitEvents>(
         pEvents.count, pEvents, srcStageMask, dstStageMask, pMemoryBarriers.count, pMemoryBarriers,
         pBufferMemoryBarriers.count, pBufferMemoryBarriers, pImageMemoryBarriers.count, pImageMemoryBarriers);
@@ -135,8 +146,17 @@ void vk_vkCmdCopyQueryPoolResults(pid_t pid, tid_t tid, VkCommandBuffer commandB
                firstQuery, "queryCount", queryCount, "target_dstBuffer", dstBuffer, "dstOffset", dstOffset,
                "stride", stride, "flags", flags);
     need_queries(call, queryPool, firstQuery, queryCount);
-    if (auto* data = call.begin())
-        call.need(vk_holds(data, dstBuffer, dstOffset, 0), "the results don't fit into the buffer");
+    if (auto* data = call.begin(); data && queryCount > 0) {
+        auto* pool = vk_known(data, queryPool);
+        const uint64_t values =
+            (pool ? pool->values : 1) + (flags & VK_QUERY_RESULT_WITH_AVAILABILITY_BIT ? 1 : 0);
+        uint64_t bytes = 0;
+        const bool small =
+            !__builtin_mul_overflow(stride, uint64_t{queryCount} - 1, &bytes) &&
+            !__builtin_add_overflow(bytes, values * (flags & VK_QUERY_RESULT_64_BIT ? 8 : 4), &bytes);
+        call.need(small && vk_holds(data, dstBuffer, dstOffset, bytes),
+                  "the results don't fit into the buffer");
+    }
     call.record<&vk::vkCmdCopyQueryPoolResults>(queryPool, firstQuery, queryCount, dstBuffer, dstOffset,
                                                 stride, flags);
 }

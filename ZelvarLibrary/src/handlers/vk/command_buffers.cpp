@@ -9,11 +9,27 @@ using vk = sidechannel_vk_imports;
 
 namespace {
 /// Nothing is recorded any more.
-void start_afresh(vk_command_state& state)
+void start_afresh(vk_device_record* data, vk_command_state& state)
 {
-    const VkCommandPool pool = state.target_pool;
-    state = {};
-    state.target_pool = pool;
+    vk_command_state fresh;
+    fresh.target_pool = state.target_pool;
+    fresh.secondary = state.secondary;
+    fresh.used = std::move(state.used);
+    fresh.used.clear();
+    fresh.serial = ++data->last_serial;
+    state = std::move(fresh);
+}
+
+/// The subpass that a secondary command buffer goes on with. Sees the target's handles.
+vk_pass_state pass_to_continue(vk_handler& call, vk_device_record* data,
+                               const VkCommandBufferInheritanceInfo& info)
+{
+    auto* pass = vk_known(data, info.renderPass);
+    if (!pass)
+        return {};
+    if (info.subpass >= pass->subpass_count)
+        call.refuse("the render pass has no such subpass");
+    return {pass->subpasses, info.subpass, pass->subpass_count};
 }
 } // namespace
 
@@ -57,7 +73,7 @@ void vk_vkResetCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPool 
     call.result = call.host<&vk::vkResetCommandPool>(data->device, host, flags);
     for (auto& [target, state] : data->commands)
         if (state.target_pool == commandPool)
-            start_afresh(state);
+            start_afresh(data, state);
 }
 
 void vk_vkAllocateCommandBuffers(
@@ -74,6 +90,9 @@ void vk_vkAllocateCommandBuffers(
         return;
     pAllocateInfo->commandBufferCount = count;
     const VkCommandPool target_pool = pAllocateInfo->commandPool;
+    const bool secondary = pAllocateInfo->level == VK_COMMAND_BUFFER_LEVEL_SECONDARY;
+    if (!secondary && pAllocateInfo->level != VK_COMMAND_BUFFER_LEVEL_PRIMARY)
+        call.refuse("there is no such level");
     call.prepare(data, pAllocateInfo, "pAllocateInfo");
     std::vector<VkCommandBuffer> hosts(count, VK_NULL_HANDLE);
     call.result = call.host<&vk::vkAllocateCommandBuffers>(data->device, pAllocateInfo.data, hosts.data());
@@ -84,6 +103,8 @@ void vk_vkAllocateCommandBuffers(
         vk_command_state& state = data->commands[pCommandBuffers.data[i]];
         state = {};
         state.target_pool = target_pool;
+        state.secondary = secondary;
+        state.serial = ++data->last_serial;
     }
 }
 
@@ -121,12 +142,20 @@ void vk_vkBeginCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     auto* data = call.lock_command_buffer(commandBuffer, &host);
     if (!data || !pBeginInfo)
         return;
+    auto state = data->commands.find(commandBuffer);
+    if (state != data->commands.end()) {
+        start_afresh(data, state->second);
+        const auto* inherited = pBeginInfo->pInheritanceInfo;
+        if (state->second.secondary && !inherited)
+            call.refuse("a secondary command buffer inherits");
+        if (state->second.secondary && inherited &&
+            (pBeginInfo->flags & VK_COMMAND_BUFFER_USAGE_RENDER_PASS_CONTINUE_BIT)) {
+            state->second.continues_pass = true;
+            state->second.pass = pass_to_continue(call, data, *inherited);
+        }
+    }
     call.prepare(data, pBeginInfo, "pBeginInfo");
     call.result = call.host<&vk::vkBeginCommandBuffer>(host, pBeginInfo.data);
-    if (auto state = data->commands.find(commandBuffer); state != data->commands.end()) {
-        start_afresh(state->second);
-        state->second.secondary = pBeginInfo->pInheritanceInfo != nullptr;
-    }
 }
 
 void vk_vkEndCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,
@@ -150,5 +179,5 @@ void vk_vkResetCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
         return;
     call.result = call.host<&vk::vkResetCommandBuffer>(host, flags);
     if (auto state = data->commands.find(commandBuffer); state != data->commands.end())
-        start_afresh(state->second);
+        start_afresh(data, state->second);
 }

@@ -11,8 +11,12 @@ namespace {
 /// The sets of a pool end with the pool's contents.
 void forget_sets_of_pool(vk_device_record* data, VkDescriptorPool target_pool)
 {
-    std::erase_if(data->descriptor_set,
-                  [target_pool](const auto& set) { return set.second.target_pool == target_pool; });
+    std::erase_if(data->descriptor_set, [data, target_pool](const auto& set) {
+        const bool ends = set.second.target_pool == target_pool;
+        if (ends)
+            vk_registry::note_end(data, set.second.serial);
+        return ends;
+    });
 }
 } // namespace
 
@@ -23,6 +27,11 @@ void vk_vkCreateSampler(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkSampl
     vk_handler call{"vk_vkCreateSampler", pid, tid, target_result};
     call.trace("target_device", device, "pCreateInfo_ptr", pCreateInfo.address, "pAllocator_ptr",
                pAllocator.address, "pSampler_ptr", pSampler.address);
+    // A driver looks these up even where they mean nothing.
+    if (pCreateInfo && !pCreateInfo->compareEnable)
+        pCreateInfo->compareOp = VK_COMPARE_OP_NEVER;
+    if (pCreateInfo && !vk_clamps_to_border(*pCreateInfo.data))
+        pCreateInfo->borderColor = VK_BORDER_COLOR_FLOAT_TRANSPARENT_BLACK;
     vk_create<&vk::vkCreateSampler, &vk::vkDestroySampler>(call, call.lock(device), pCreateInfo, pSampler);
 }
 
@@ -151,6 +160,36 @@ void vk_vkFreeDescriptorSets(pid_t pid, tid_t tid, VkDevice device, VkDescriptor
     }
 }
 
+namespace {
+/// How far the buffers of a set may be moved when it is bound.
+void note_offsets(vk_device_record* data, const VkWriteDescriptorSet& write)
+{
+    auto found = data->descriptor_set.find(write.dstSet);
+    if (found == data->descriptor_set.end() || !found->second.bindings ||
+        (write.descriptorType != VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC &&
+         write.descriptorType != VK_DESCRIPTOR_TYPE_STORAGE_BUFFER_DYNAMIC))
+        return;
+    size_t first = write.dstArrayElement;
+    size_t all = 0;
+    for (const auto& [number, binding] : *found->second.bindings) {
+        first += number < write.dstBinding ? binding.count : 0;
+        all += binding.count;
+    }
+    auto& offsets = found->second.most_offsets;
+    offsets.resize(all, UINT64_MAX);
+    for (uint32_t i = 0; i < write.descriptorCount && first + i < all; ++i) {
+        const VkDescriptorBufferInfo info = write.pBufferInfo[i];
+        auto* buffer = vk_known(data, info.buffer);
+        uint64_t& most = offsets[first + i];
+        most = UINT64_MAX;
+        if (buffer && buffer->size != UINT64_MAX)
+            most = info.range == VK_WHOLE_SIZE || !vk_within(info.offset, info.range, buffer->size)
+                       ? 0
+                       : buffer->size - info.offset - info.range;
+    }
+}
+} // namespace
+
 void vk_vkUpdateDescriptorSets(pid_t pid, tid_t tid, VkDevice device, uint32_t descriptorWriteCount,
                                vk_array<VkWriteDescriptorSet, 1> pDescriptorWrites,
                                uint32_t descriptorCopyCount,
@@ -174,6 +213,9 @@ void vk_vkUpdateDescriptorSets(pid_t pid, tid_t tid, VkDevice device, uint32_t d
                                 copy.descriptorCount))
             call.refuse("a set has no such descriptors");
     }
+    if (!call.refused())
+        for (uint32_t i = 0; i < pDescriptorWrites.count; ++i)
+            note_offsets(data, pDescriptorWrites.data[i]);
     call.prepare(data, pDescriptorWrites.data, pDescriptorWrites.count, "pDescriptorWrites[%u]");
     call.prepare(data, pDescriptorCopies.data, pDescriptorCopies.count, "pDescriptorCopies[%u]");
     call.host<&vk::vkUpdateDescriptorSets>(data->device, pDescriptorWrites.count, pDescriptorWrites.data,

@@ -145,6 +145,9 @@ void vk_vkCreateDevice(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
         return;
     record->target_physical_device = physicalDevice;
     call.host<&vk::vkGetPhysicalDeviceMemoryProperties>(host, &record->memory_properties);
+    VkPhysicalDeviceProperties properties{};
+    call.host<&vk::vkGetPhysicalDeviceProperties>(host, &properties);
+    record->limits = properties.limits;
     record->graphics_queue_family = first_graphics_family(call, host);
     make_swapchain_pool(call, *record, *pCreateInfo.data);
     if (zelvar_object_manager_vk_add_device_data(pid, pDevice.handle, record))

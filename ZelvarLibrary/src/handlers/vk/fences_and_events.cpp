@@ -108,11 +108,14 @@ void vk_vkDestroyEvent(pid_t pid, tid_t tid, VkDevice device, VkEvent event,
 
 namespace {
 template <auto Field>
-void event_call(vk_handler& call, VkDevice device, VkEvent event)
+vk_entry_of<VkEvent>* event_call(vk_handler& call, VkDevice device, VkEvent event)
 {
     auto* data = call.lock(device);
-    if (data && vk_to_host(call, data, &event))
-        call.result = call.host<Field>(data->device, event);
+    VkEvent host = event;
+    if (!data || !vk_to_host(call, data, &host))
+        return nullptr;
+    call.result = call.host<Field>(data->device, host);
+    return &data->event.at(event);
 }
 } // namespace
 
@@ -128,12 +131,14 @@ void vk_vkSetEvent(pid_t pid, tid_t tid, VkDevice device, VkEvent event, result_
 {
     vk_handler call{"vk_vkSetEvent", pid, tid, target_result};
     call.trace("target_device", device, "target_event", event);
-    event_call<&vk::vkSetEvent>(call, device, event);
+    if (auto* entry = event_call<&vk::vkSetEvent>(call, device, event))
+        entry->set = true;
 }
 
 void vk_vkResetEvent(pid_t pid, tid_t tid, VkDevice device, VkEvent event, result_of<VkResult> target_result)
 {
     vk_handler call{"vk_vkResetEvent", pid, tid, target_result};
     call.trace("target_device", device, "target_event", event);
-    event_call<&vk::vkResetEvent>(call, device, event);
+    if (auto* entry = event_call<&vk::vkResetEvent>(call, device, event))
+        entry->set = false;
 }

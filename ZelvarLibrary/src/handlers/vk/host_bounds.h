@@ -17,53 +17,6 @@ inline bool vk_within(uint64_t first, uint64_t count, uint64_t size)
 constexpr uint32_t vk_most_vertex_bindings = 32;
 constexpr uint32_t vk_most_viewports = 16;
 
-// What is kept of an object from the structure that made it. The default is nothing.
-
-template <class Entry, class Info>
-void vk_remember(Entry&, const Info&)
-{
-}
-inline void vk_remember(vk_entry_of<VkBuffer>& entry, const VkBufferCreateInfo& info)
-{
-    entry.size = info.size;
-    entry.sparse = info.flags & VK_BUFFER_CREATE_SPARSE_BINDING_BIT;
-}
-inline void vk_remember(vk_entry_of<VkQueryPool>& entry, const VkQueryPoolCreateInfo& info)
-{
-    entry.count = info.queryCount;
-}
-inline void vk_remember(vk_entry_of<VkPipelineLayout>& entry, const VkPipelineLayoutCreateInfo& info)
-{
-    entry.set_count = info.setLayoutCount;
-    entry.push_bytes = 0;
-    for (uint32_t i = 0; i < info.pushConstantRangeCount; ++i) {
-        const VkPushConstantRange range = info.pPushConstantRanges[i];
-        if (vk_within(range.offset, range.size, UINT32_MAX))
-            entry.push_bytes = std::max(entry.push_bytes, range.offset + range.size);
-    }
-}
-inline void vk_remember(vk_entry_of<VkDescriptorSetLayout>& entry,
-                        const VkDescriptorSetLayoutCreateInfo& info)
-{
-    auto bindings = std::make_shared<std::map<uint32_t, vk_binding>>();
-    for (uint32_t i = 0; i < info.bindingCount; ++i) {
-        const VkDescriptorSetLayoutBinding& given = info.pBindings[i];
-        (*bindings)[given.binding] = {given.descriptorCount, given.pImmutableSamplers != nullptr};
-    }
-    entry.bindings = bindings;
-}
-inline void vk_remember(vk_entry_of<VkRenderPass>& entry, const VkRenderPassCreateInfo& info)
-{
-    entry.attachment_count = info.attachmentCount;
-    entry.subpass_count = info.subpassCount;
-}
-inline void vk_remember(vk_entry_of<VkFramebuffer>& entry, const VkFramebufferCreateInfo& info)
-{
-    entry.attachment_count = info.attachmentCount;
-    entry.width = info.width;
-    entry.height = info.height;
-}
-
 /// The record of a target's object, silently; null when there is none.
 template <class Handle>
 const vk_entry_of<Handle>* vk_known(vk_device_record* data, Handle target)
@@ -73,12 +26,19 @@ const vk_entry_of<Handle>* vk_known(vk_device_record* data, Handle target)
     return found == all.end() ? nullptr : &found->second;
 }
 
+/// Memory that something was bound to is still there; number 0 is any.
+inline bool vk_memory_lives(vk_device_record* data, VkDeviceMemory target, uint64_t serial)
+{
+    auto* memory = target ? vk_known(data, target) : nullptr;
+    return memory && (serial == 0 || memory->serial == serial);
+}
 /// The part of a buffer is there, and memory behind it.
 inline bool vk_holds(vk_device_record* data, VkBuffer target, uint64_t offset, uint64_t size)
 {
     auto* buffer = vk_known(data, target);
     return !buffer || buffer->size == UINT64_MAX ||
-           (vk_within(offset, size, buffer->size) && (buffer->sparse || buffer->target_memory));
+           (vk_within(offset, size, buffer->size) &&
+            (buffer->sparse || vk_memory_lives(data, buffer->target_memory, buffer->memory_serial)));
 }
 inline bool vk_has_queries(vk_device_record* data, VkQueryPool target, uint32_t first, uint32_t count)
 {
@@ -107,8 +67,14 @@ inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& wri
                             write.descriptorCount))
         return false;
     const VkDescriptorType type = write.descriptorType;
-    if (vk_wire::writes_buffers(write, {}))
+    if (vk_wire::writes_buffers(write, {})) {
+        for (uint32_t i = 0; write.pBufferInfo && i < write.descriptorCount; ++i) {
+            const VkDescriptorBufferInfo info = write.pBufferInfo[i];
+            if (!vk_holds(data, info.buffer, info.offset, info.range == VK_WHOLE_SIZE ? 0 : info.range))
+                return false;
+        }
         return write.pBufferInfo != nullptr;
+    }
     if (vk_wire::writes_texel_buffers(write, {}))
         return write.pTexelBufferView != nullptr;
     if (!vk_wire::writes_images(write, {}) || !write.pImageInfo)

@@ -1,6 +1,6 @@
 // Images: ASTC ones are RGBA8 on the host, and those of a swapchain bring no memory of their own.
+#include "handlers/vk/creation_bounds.h"
 #include "handlers/vk/memory_handlers.h"
-#include "handlers/vk/vk_handler.h"
 #include "pixels/astc_formats.h"
 #include "wire/vk_description.h"
 
@@ -18,6 +18,31 @@ void take_native_buffer(VkImageCreateInfo& info, vk_image_data& image)
     image.native_buffer = {reinterpret_cast<uint64_t>(native.handle), native.stride, native.format,
                            native.usage};
     info.usage |= VK_IMAGE_USAGE_TRANSFER_SRC_BIT;
+}
+
+/// What the host has no images for makes its driver write anywhere.
+bool host_has(const vk_handler& call, const vk_device_record& device, const VkImageCreateInfo& info)
+{
+    vk_physical_device_data physical;
+    if (!zelvar_object_manager_vk_get_host_physical_device_data(call.pid, device.target_physical_device,
+                                                                &physical))
+        return true;
+    if (!vk_up_to(info.imageType, VK_IMAGE_TYPE_3D) || !vk_up_to(info.tiling, VK_IMAGE_TILING_LINEAR) ||
+        !vk_up_to(info.format, VK_FORMAT_ASTC_12x12_SRGB_BLOCK))
+        return false;
+    auto ask = zelvar_imports_get_vk_ptrs()->vkGetPhysicalDeviceImageFormatProperties;
+    VkImageFormatProperties most{};
+    if (!ask)
+        return true;
+    if (ask(physical.host, info.format, info.imageType, info.tiling, info.usage, info.flags, &most) !=
+        VK_SUCCESS)
+        return false;
+    const VkExtent3D& size = info.extent;
+    return most.maxExtent.width == 0 ||
+           (size.width && size.height && size.depth && info.mipLevels && info.arrayLayers &&
+            size.width <= most.maxExtent.width && size.height <= most.maxExtent.height &&
+            size.depth <= most.maxExtent.depth && info.mipLevels <= most.maxMipLevels &&
+            info.arrayLayers <= most.maxArrayLayers && vk_sample_count(info.samples, most.sampleCounts));
 }
 
 bool is_native_buffer(const void* next)
@@ -82,6 +107,8 @@ void vk_vkCreateImage(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkImageCr
     VkFormat format = pCreateInfo->format;
     zelvar_helper_convert_format(&format);
     pCreateInfo->format = format;
+    if (!host_has(call, *data, *pCreateInfo.data))
+        call.refuse("the host has no such images");
 
     call.result = call.host<&vk::vkCreateImage>(data->device, pCreateInfo.data, nullptr, &image.host);
     if (call.result != VK_SUCCESS)

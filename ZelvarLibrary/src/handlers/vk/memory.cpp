@@ -280,6 +280,7 @@ void bind(vk_handler& call, VkDevice device, Handle object, VkDeviceMemory memor
     if (call.result != VK_SUCCESS)
         return;
     object_entry->target_memory = memory;
+    object_entry->memory_serial = memory_entry->serial;
     memory_entry->*BoundTo = object;
 }
 

@@ -140,16 +140,22 @@ void create_pipelines(vk_handler& call, VkDevice device, VkPipelineCache cache, 
     const uint32_t count = vk_common_count(infos, targets);
     if (count == 0)
         return;
+    std::vector<vk_entry_of<VkPipeline>> entries(count);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (const char* reason = vk_refusal(data, infos.data[i]))
+            call.refuse(reason);
+        else
+            vk_remember(data, entries[i], infos.data[i]);
+    }
     call.prepare(data, infos.data, count, "pCreateInfos[%u]");
     std::vector<VkPipeline> hosts(count, VK_NULL_HANDLE);
     call.result = call.host<Create>(data->device, cache, count, infos.data, nullptr, hosts.data());
     int worst = call.result;
     for (uint32_t i = 0; i < count; ++i) {
-        vk_entry_of<VkPipeline> entry;
-        entry.host = hosts[i];
+        entries[i].host = hosts[i];
         call.result = VK_SUCCESS;
-        if (entry.host)
-            vk_enter<&vk::vkDestroyPipeline>(call, data, targets.data[i], entry);
+        if (hosts[i])
+            vk_enter<&vk::vkDestroyPipeline>(call, data, targets.data[i], entries[i]);
         if (worst == VK_SUCCESS)
             worst = call.result;
     }
@@ -169,9 +175,6 @@ void vk_vkCreateGraphicsPipelines(pid_t pid, tid_t tid, VkDevice device, VkPipel
                pAllocator.address, "pPipelines_ptr", pPipelines.address);
     for (uint32_t i = 0; i < pCreateInfos.count; ++i)
         convert_formats(&pCreateInfos.data[i]);
-    for (uint32_t i = 0; i < pCreateInfos.count; ++i)
-        if (pCreateInfos.data[i].stageCount == 0 || !pCreateInfos.data[i].pStages)
-            call.refuse("a pipeline has a stage at least");
     create_pipelines<&vk::vkCreateGraphicsPipelines>(call, device, pipelineCache, pCreateInfos, pPipelines);
 }
 
@@ -185,6 +188,9 @@ void vk_vkCreateComputePipelines(pid_t pid, tid_t tid, VkDevice device, VkPipeli
     call.trace("target_device", device, "target_pipelineCache", pipelineCache, "createInfoCount",
                createInfoCount, "pCreateInfos_ptr", pCreateInfos.address, "pAllocator_ptr",
                pAllocator.address, "pPipelines_ptr", pPipelines.address);
+    // There is no other, and a driver looks its own up by it.
+    for (uint32_t i = 0; i < pCreateInfos.count; ++i)
+        pCreateInfos.data[i].stage.stage = VK_SHADER_STAGE_COMPUTE_BIT;
     create_pipelines<&vk::vkCreateComputePipelines>(call, device, pipelineCache, pCreateInfos, pPipelines);
 }
 

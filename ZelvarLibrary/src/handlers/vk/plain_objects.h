@@ -2,7 +2,7 @@
 // What the calls on objects of a device share: finding the host's handle, making and destroying plain
 // objects.
 
-#include "handlers/vk/host_bounds.h"
+#include "handlers/vk/creation_bounds.h"
 
 #include <type_traits>
 
@@ -71,9 +71,12 @@ void vk_create(vk_handler& call, vk_device_record* data, const vk_struct<Info>& 
 {
     if (!data || !info)
         return;
-    call.prepare(data, info, "pCreateInfo");
     vk_entry_of<Handle> entry;
-    vk_remember(entry, *info.data);
+    if (const char* reason = vk_refusal(data, *info.data))
+        call.refuse(reason);
+    else
+        vk_remember(data, entry, *info.data);
+    call.prepare(data, info, "pCreateInfo");
     call.result = call.host<Create>(data->device, info.data, nullptr, &entry.host);
     vk_enter<Destroy>(call, data, out.handle, entry);
 }

@@ -4,6 +4,7 @@
 #include "handlers/vk/mapped_memory.h"
 #include "handlers/vk/plain_objects.h"
 #include "handlers/vk/queue_handlers.h"
+#include "handlers/vk/submission.h"
 
 using vk = sidechannel_vk_imports;
 
@@ -21,6 +22,17 @@ bool fence_to_host(vk_device_record* data, VkFence* fence)
     }
     *fence = entry->signalled_by_system ? VK_NULL_HANDLE : entry->host;
     return true;
+}
+
+/// Gives back what is to be told once the host has taken the batches.
+template <class Infos>
+vk_submission checked(vk_handler& call, vk_device_record* data, const Infos& infos)
+{
+    vk_submission submission{data};
+    for (uint32_t i = 0; i < infos.count; ++i)
+        if (const char* reason = submission.add(infos.data[i]))
+            call.refuse(reason);
+    return submission;
 }
 
 bool command_buffers_to_host(const vk_handler& call, const vk_array<VkSubmitInfo, 1>& submits)
@@ -46,12 +58,17 @@ void vk_vkQueueSubmit(pid_t pid, tid_t tid, VkQueue queue, uint32_t submitCount,
     auto* data = call.lock_queue(queue, &host);
     if (!data)
         return;
+    vk_submission submission = checked(call, data, pSubmits);
     call.prepare(data, pSubmits.data, pSubmits.count, "pSubmits[%u]");
     if (!command_buffers_to_host(call, pSubmits) || !fence_to_host(data, &fence))
         return;
+    if (call.refused())
+        return;
     vk_read_coherent_memory(call, data);
     call.result = call.host<&vk::vkQueueSubmit>(host, pSubmits.count, pSubmits.data, fence);
-    if (call.result != VK_SUCCESS)
+    if (call.result == VK_SUCCESS)
+        submission.taken();
+    else
         LOG_ERROR("vkQueueSubmit on host returns %d", call.result);
     if (VkResult waited = vk_write_coherent_memory(call, data, host); waited != VK_SUCCESS)
         LOG_ERROR("vkQueueWaitIdle on host returns %d", waited);
@@ -68,9 +85,12 @@ void vk_vkQueueBindSparse(pid_t pid, tid_t tid, VkQueue queue, uint32_t bindInfo
     auto* data = call.lock_queue(queue, &host);
     if (!data)
         return;
+    vk_submission submission = checked(call, data, pBindInfo);
     call.prepare(data, pBindInfo.data, pBindInfo.count, "pBindInfo[%u]");
     if (fence_to_host(data, &fence))
         call.result = call.host<&vk::vkQueueBindSparse>(host, pBindInfo.count, pBindInfo.data, fence);
+    if (call.result == VK_SUCCESS)
+        submission.taken();
 }
 
 void vk_vkQueueWaitIdle(pid_t pid, tid_t tid, VkQueue queue, result_of<VkResult> target_result)

@@ -24,17 +24,31 @@ public:
     /// The device of the command buffer, locked until the frame ends; null (logged) when it can't be had.
     vk_device_record* begin()
     {
-        if (!_asked)
+        if (!_asked) {
+            _asked = true;
             _data = lock_command_buffer(_target, &_host);
-        _asked = true;
+            auto found = _data ? _data->commands.find(_target) : decltype(_data->commands.begin()){};
+            _state = _data && found != _data->commands.end() ? &found->second : nullptr;
+        }
         return _data;
     }
     /// What the host may be told next; null when it isn't known.
     vk_command_state* state()
     {
-        auto* data = begin();
-        auto found = data ? data->commands.find(_target) : decltype(data->commands.begin()){};
-        return data && found != data->commands.end() ? &found->second : nullptr;
+        begin();
+        return _state;
+    }
+    /// The recording is of no use once the object has ended. False: it is known to use it already.
+    template <class Entry>
+    bool use(const Entry& entry)
+    {
+        auto* now = state();
+        if (!now || !entry.serial || !now->used.insert(entry.serial))
+            return false;
+        if constexpr (requires { entry.memory_serial; })
+            if (entry.memory_serial)
+                now->used.insert(entry.memory_serial);
+        return true;
     }
     /// Keeps a command from the host that it would die of.
     void need(bool fulfilled, const char* otherwise)
@@ -46,12 +60,15 @@ public:
     {
         need(has_pipeline, "no pipeline is bound");
         auto* now = state();
-        need(!now || now->in_pass || now->secondary, "no render pass has begun");
+        need(!now || now->in_pass || now->continues_pass, "no render pass has begun");
     }
     void need_graphics()
     {
         auto* now = state();
         need_pass(!now || now->graphics);
+        auto* subpass = now ? now->pass.now() : nullptr;
+        need(!subpass || !now->pipeline_shape || subpass->shape == now->pipeline_shape,
+             "the pipeline is for other attachments than the subpass has");
     }
     /// Calls the host with the host's command buffer and these arguments, unless a handle isn't known: such a
     /// command is left out, as a recording call has no way to fail.
@@ -66,11 +83,19 @@ private:
     template <class T>
     bool translate(T& argument)
     {
-        if constexpr (vk_is_object<T>)
-            return vk_to_host(*this, _data, &argument);
-        else if constexpr (is_array<T>::of_objects)
-            return vk_all_to_host(*this, _data, argument);
-        else if constexpr (is_behind_pointer<T>::value)
+        if constexpr (is_array<T>::of_objects) {
+            for (uint32_t i = 0; i < argument.count; ++i)
+                if (!translate(argument.data[i]))
+                    return false;
+            return true;
+        } else if constexpr (vk_is_object<T>) {
+            auto* known = vk_known(_data, argument);
+            if (!known)
+                return vk_to_host(*this, _data, &argument);
+            use(*known);
+            argument = known->host;
+            return true;
+        } else if constexpr (is_behind_pointer<T>::value)
             return argument.data != nullptr;
         else
             return true;
@@ -117,5 +142,6 @@ private:
     VkCommandBuffer _target;
     VkCommandBuffer _host = VK_NULL_HANDLE;
     vk_device_record* _data = nullptr;
+    vk_command_state* _state = nullptr;
     bool _asked = false;
 };

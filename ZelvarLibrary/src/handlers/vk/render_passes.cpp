@@ -37,8 +37,6 @@ void vk_vkCreateRenderPass(pid_t pid, tid_t tid, VkDevice device,
                pAllocator.address, "pRenderPass_ptr", pRenderPass.address);
     for (uint32_t i = 0; pCreateInfo && pCreateInfo->pAttachments && i < pCreateInfo->attachmentCount; ++i)
         zelvar_helper_convert_format(const_cast<VkFormat*>(&pCreateInfo->pAttachments[i].format));
-    if (pCreateInfo && (pCreateInfo->subpassCount == 0 || !pCreateInfo->pSubpasses))
-        call.refuse("a render pass has a subpass at least");
     vk_create<&vk::vkCreateRenderPass, &vk::vkDestroyRenderPass>(call, call.lock(device), pCreateInfo,
                                                                  pRenderPass);
 }

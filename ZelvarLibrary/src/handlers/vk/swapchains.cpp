@@ -127,6 +127,7 @@ void vk_vkAcquireNextImageKHR(pid_t pid, tid_t tid, VkDevice device, VkSwapchain
 {
     vk_handler call{"vk_vkAcquireNextImageKHR", pid, tid, target_result};
     report_unusual(call, device, swapchain);
+    const VkSemaphore target_semaphore = semaphore;
     auto* data = call.lock(device);
     if (!data || !vk_to_host(call, data, &swapchain) ||
         !vk_to_host(call, data, &semaphore, vk_null::allowed) ||
@@ -135,8 +136,11 @@ void vk_vkAcquireNextImageKHR(pid_t pid, tid_t tid, VkDevice device, VkSwapchain
     uint32_t index = 0;
     call.result =
         call.host<&vk::vkAcquireNextImageKHR>(data->device, swapchain, timeout, semaphore, fence, &index);
-    if (call.result >= VK_SUCCESS)
+    if (call.result >= VK_SUCCESS) {
         call.write(pImageIndex.address, index);
+        if (auto found = data->semaphore.find(target_semaphore); found != data->semaphore.end())
+            found->second.pending = true;
+    }
 }
 
 void vk_vkQueuePresentKHR(pid_t pid, tid_t tid, VkQueue queue, vk_struct<VkPresentInfoKHR> pPresentInfo,

@@ -1,0 +1,92 @@
+#include "handlers/vk/submission.h"
+
+const char* vk_submission::add(const VkSubmitInfo& info)
+{
+    const uint32_t count = info.pCommandBuffers ? info.commandBufferCount : 0;
+    if (const char* reason = wait(info.pWaitSemaphores, info.waitSemaphoreCount))
+        return reason;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!can_run(info.pCommandBuffers[i]))
+            return "what a command buffer uses has ended since, or it is no primary one";
+        auto found = _data->commands.find(info.pCommandBuffers[i]);
+        if (found != _data->commands.end() && !run_events(found->second))
+            return "it waits for an event that nothing sets";
+    }
+    signal(info.pSignalSemaphores, info.signalSemaphoreCount);
+    return nullptr;
+}
+
+const char* vk_submission::add(const VkBindSparseInfo& info)
+{
+    const char* reason = wait(info.pWaitSemaphores, info.waitSemaphoreCount);
+    signal(info.pSignalSemaphores, info.signalSemaphoreCount);
+    return reason;
+}
+
+const char* vk_submission::wait(const VkSemaphore* semaphores, uint32_t count)
+{
+    for (uint32_t i = 0; semaphores && i < count; ++i) {
+        const VkSemaphore target = semaphores[i];
+        auto* known = vk_known(_data, target);
+        if (!known || known->signalled_by_system)
+            continue;
+        bool& pending = _pending.try_emplace(target, known->pending).first->second;
+        if (!pending && lasts())
+            return "it waits for a semaphore that nothing signals";
+        pending = false;
+    }
+    return nullptr;
+}
+
+void vk_submission::signal(const VkSemaphore* semaphores, uint32_t count)
+{
+    for (uint32_t i = 0; semaphores && i < count; ++i)
+        _pending[VkSemaphore{semaphores[i]}] = true;
+}
+
+/// All that it uses is still there, and so for those that it executes.
+bool vk_submission::can_run(VkCommandBuffer target) const
+{
+    auto found = _data->commands.find(target);
+    if (found == _data->commands.end())
+        return true;
+    const vk_command_state& state = found->second;
+    for (const auto& [executed, serial] : state.executed) {
+        auto other = _data->commands.find(executed);
+        if (other == _data->commands.end() || other->second.serial != serial || other->second.stale)
+            return false;
+    }
+    return !state.secondary && !state.stale;
+}
+
+bool vk_submission::run_events(const vk_command_state& state)
+{
+    for (const vk_event_step& step : state.event_steps) {
+        if (step.does == vk_event_step::execute) {
+            auto found = _data->commands.find(step.executed);
+            // Those that are executed execute nothing.
+            if (found != _data->commands.end() && found->second.secondary && !run_events(found->second))
+                return false;
+            continue;
+        }
+        auto* known = vk_known(_data, step.event);
+        if (!known)
+            continue;
+        bool& set = _set.try_emplace(step.event, known->set).first->second;
+        if (step.does == vk_event_step::wait && !set && lasts())
+            return false;
+        if (step.does != vk_event_step::wait)
+            set = step.does == vk_event_step::set;
+    }
+    return true;
+}
+
+void vk_submission::taken()
+{
+    for (const auto& [target, pending] : _pending)
+        if (auto found = _data->semaphore.find(target); found != _data->semaphore.end())
+            found->second.pending = pending;
+    for (const auto& [target, set] : _set)
+        if (auto found = _data->event.find(target); found != _data->event.end())
+            found->second.set = set;
+}
