@@ -5,7 +5,8 @@
  *     vk_calls [SUBJECT...]     all unless some are named
  *
  * Of some turns the fastest counts: what a busy machine takes is no cost of a call.
- * Commands are timed to the end of their command buffer, submissions and kernels until a fence is signalled.
+ * Commands are timed until their command buffer has ended and a call behind it has come back, so that nothing
+ * of them is under way any more, submissions and kernels until a fence is signalled.
  */
 
 #include "vk_drawing.h"
@@ -115,6 +116,13 @@ static void prepare(struct scene* s)
     VK(vkCreateFence(gpu->device, &fence, NULL, &s->fence));
 }
 
+/* The queue has nothing to do. */
+static void end_recording(const struct scene* s)
+{
+    VK(vkEndCommandBuffer(s->recorded));
+    VK(vkQueueWaitIdle(s->gpu.queue));
+}
+
 static void begin_draws(const struct scene* s)
 {
     begin(s->recorded);
@@ -133,7 +141,7 @@ static void push(const struct scene* s, int i)
 static void end_draws(const struct scene* s)
 {
     vkCmdEndRenderPass(s->recorded);
-    VK(vkEndCommandBuffer(s->recorded));
+    end_recording(s);
 }
 
 static void record_draws(struct scene* s)
@@ -206,7 +214,7 @@ static void record_sets(struct scene* s)
     for (int i = 0; i < commands_count; ++i)
         vkCmdBindDescriptorSets(s->recorded, VK_PIPELINE_BIND_POINT_COMPUTE, s->kernel.layout, 0, 1,
                                 &s->kernel.set, 0, NULL);
-    VK(vkEndCommandBuffer(s->recorded));
+    end_recording(s);
 }
 
 static void record_barriers(struct scene* s)
@@ -214,7 +222,7 @@ static void record_barriers(struct scene* s)
     begin(s->recorded);
     for (int i = 0; i < commands_count; ++i)
         change_layout(s->recorded, &s->image, VK_IMAGE_LAYOUT_GENERAL, VK_IMAGE_LAYOUT_GENERAL);
-    VK(vkEndCommandBuffer(s->recorded));
+    end_recording(s);
 }
 
 static const struct

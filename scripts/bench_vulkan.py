@@ -7,6 +7,11 @@ Exit status 1 when what is bound by its frames or its kernel keeps less than 0.8
 
     --frames N   frames of vkcube that are timed (default 1000, 0 for none)
     SUBJECT      one of vk_calls, or vkcube (default: all)
+
+Venus, which carries Vulkan over virgl's socket, would be the peer to stand beside. Of Debian 12's packages only its
+server's side is whole: virgl-server has virgl_test_server --venus and the renderer behind it. Its clients want Mesa's
+driver for virtio (libvulkan_virtio.so and virtio_icd.*.json), and mesa-vulkan-drivers 22.3.6 is built without: it has
+those of Intel, AMD and lavapipe alone.
 """
 import argparse
 import pathlib
@@ -95,7 +100,7 @@ def table(best):
                      figure(name, unbatched[name]), f"{ratios[1]:.2f}", limit))
     real.print_table(rows)
     if not remote_driver.exists():
-        print("Venus beside it: not available, as Debian's mesa-vulkan-drivers has no driver for its clients (virtio)")
+        print("Venus beside it: not available, as mesa-vulkan-drivers has no driver for its clients (virtio)")
     else:
         print("Venus beside it: its driver is installed here, but nothing in this bench runs it yet")
     return failed

@@ -322,6 +322,13 @@ bool frames_are_compressed()
            state.device->frames_are_compressed();
 }
 
+bool frames_are_only_counted()
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    return device.load(std::memory_order_relaxed) == device_state::connected &&
+           state.device->only_counts_frames();
+}
+
 message_memory take_message_memory()
 {
     {

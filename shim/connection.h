@@ -62,6 +62,9 @@ void announce_frame(const frame_notice& notice);
 /// Whether frame buffers hold compressed frames.
 bool frames_are_compressed();
 
+/// Whether the device doesn't look into frame buffers.
+bool frames_are_only_counted();
+
 message_memory take_message_memory();
 void give_back_message_memory(const message_memory& memory);
 

@@ -47,6 +47,7 @@ public:
                           uint32_t stride_pixels) override;
     void frame_finished() override;
     bool frames_are_compressed() const override { return _frames_compressed; }
+    bool only_counts_frames() const override { return _counts_frames; }
 
 private:
     bool open_socket(const char* path);

@@ -36,6 +36,9 @@ public:
     /// Whether the library leaves compressed frames in frame buffers.
     virtual bool frames_are_compressed() const { return false; }
 
+    /// Whether the device doesn't look into frame buffers.
+    virtual bool only_counts_frames() const { return false; }
+
     /// A swap has returned: the frame buffer holds a finished frame. Costs no wake-up where frames are only
     /// counted.
     virtual void frame_finished() = 0;

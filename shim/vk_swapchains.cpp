@@ -148,6 +148,8 @@ void vk_swapchain::show(uint32_t index)
     if (!screen.address)
         return;
     const native_buffer& buffer = images[index]->buffer;
+    if (show_image(&surface, {buffer.pixels(), screen.size, stride, blue_first()}))
+        return;
     auto* to = const_cast<uint8_t*>(screen.address);
     if (stride == extent.width && !blue_first()) {
         std::memcpy(to, buffer.pixels(), screen.length); // which may be a compressed frame

@@ -56,6 +56,11 @@ frame_buffer frame_buffer_locked(surface_record& record, window_size size)
     return {record.memory.pixels(), frame_memory::length(record.size), record.size, record.size.width};
 }
 
+size_t round_up(size_t number, size_t step)
+{
+    return (number + step - 1) / step * step;
+}
+
 void show_frame(const surface_record& record, bool compressed)
 {
     std::unique_ptr<uint8_t[]> pixels;
@@ -80,8 +85,13 @@ frame_memory::~frame_memory()
 
 void frame_memory::release()
 {
+<<<<<<< HEAD
     if (pixels_ && !give_back_shared_block(pixels_))
         munmap(pixels_, bytes_ + guard_span);
+=======
+    if (pixels_)
+        munmap(span_, bytes_);
+>>>>>>> a2c7f166f08fe40f987cb39dcc2f401f975717ab
     pixels_ = nullptr;
 }
 
@@ -97,7 +107,10 @@ uint32_t frame_memory::length(window_size size)
 bool frame_memory::make(window_size size)
 {
     release();
+    // The simulator reaches memory of large pages in less than half the time.
+    constexpr size_t large_page = size_t{2} << 20;
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+<<<<<<< HEAD
     bytes_ = (length(size) + page - 1) / page * page;
     if ((pixels_ = take_shared_block(bytes_, guard_span))) {
         std::memset(pixels_, 0, bytes_);
@@ -106,12 +119,22 @@ bool frame_memory::make(window_size size)
     void* span =
         mmap(nullptr, bytes_ + guard_span, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (span == MAP_FAILED || mprotect(span, bytes_, PROT_READ | PROT_WRITE) != 0) {
+=======
+    const size_t used = round_up(length(size), page);
+    const size_t step = used < large_page / 4 ? page : large_page;
+    const size_t bytes = round_up(used, step);
+    bytes_ = step + bytes + guard_span;
+    span_ = mmap(nullptr, bytes_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    auto* begin = reinterpret_cast<uint8_t*>(round_up(reinterpret_cast<uintptr_t>(span_), step));
+    if (span_ == MAP_FAILED || mprotect(begin, bytes, PROT_READ | PROT_WRITE) != 0) {
+>>>>>>> a2c7f166f08fe40f987cb39dcc2f401f975717ab
         say(gate::error, "There is no memory for a frame buffer of %ux%u.", size.width, size.height);
-        if (span != MAP_FAILED)
-            munmap(span, bytes_ + guard_span);
+        if (span_ != MAP_FAILED)
+            munmap(span_, bytes_);
         return false;
     }
-    pixels_ = static_cast<uint8_t*>(span);
+    madvise(begin, bytes, MADV_HUGEPAGE);
+    pixels_ = begin + bytes - used; // right in front of what nothing may touch
     return true;
 }
 
@@ -200,6 +223,24 @@ void note_told_height(uint32_t height)
 {
     const std::lock_guard<process_lock> guard{windows_lock};
     told.height = height;
+}
+
+bool show_image(void* surface, const frame_view& image)
+{
+    if (!frames_are_only_counted() || frames_are_compressed())
+        return false;
+    frame_notice notice;
+    {
+        const std::lock_guard<process_lock> guard{windows_lock};
+        surface_record* record = find_surface(surface);
+        if (!record)
+            return true;
+        if (server)
+            server->show(record->native_window, image);
+        notice = {record->memory.pixels(), record->size.width, record->size.height};
+    }
+    announce_frame(notice);
+    return true;
 }
 
 void frame_swapped(void* surface)

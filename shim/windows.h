@@ -20,7 +20,8 @@ struct frame_view
 {
     const uint8_t* pixels = nullptr;
     window_size size;
-    uint32_t stride = 0; // pixels
+    uint32_t stride = 0;     // pixels
+    bool blue_first = false; // B, G, R, A
 };
 
 /// A server that knows real windows. Calls may come from any thread, one at a time.
@@ -91,7 +92,8 @@ public:
 
 private:
     uint8_t* pixels_ = nullptr;
-    size_t bytes_ = 0; // whole pages
+    void* span_ = nullptr; // address space that they lie in
+    size_t bytes_ = 0;     // of that
 };
 
 /// The size that the library has to read and write frames of `surface` with.
@@ -104,6 +106,10 @@ void note_told_height(uint32_t height);
 
 /// A swap has returned: shows the frame, and tells the device.
 void frame_swapped(void* surface);
+
+/// The same for a frame that isn't in the surface's frame buffer yet, where nobody would look for it there.
+/// Otherwise false, and nothing is done.
+bool show_image(void* surface, const frame_view& image);
 
 /// For a forked child and for tests: forgets all windows.
 void forget_windows();

@@ -35,6 +35,7 @@ public:
     std::vector<uint8_t> settings_block = std::vector<uint8_t>(56);
     bool keep_settings_exchange = false; // in `sent`
     bool compresses_frames = false;
+    bool counts_frames = false;
 
     // The record.
     std::vector<std::vector<uint8_t>> sent;
@@ -49,6 +50,7 @@ public:
                           uint32_t stride_pixels) override;
     void frame_finished() override { ++frames; }
     bool frames_are_compressed() const override { return compresses_frames; }
+    bool only_counts_frames() const override { return counts_frames; }
 
     bool is_in_window(uint64_t address) const
     {

@@ -30,12 +30,14 @@ public:
     void show(uint64_t window, const shim::frame_view& frame) override
     {
         shown_window = window;
+        shown_stride = frame.stride;
         shown.assign(frame.pixels, frame.pixels + size_t{4} * frame.size.width * frame.size.height);
     }
     uint32_t visual() override { return 0; }
 
     shim::window_size size{4, 2};
     uint64_t shown_window = 0;
+    uint32_t shown_stride = 0; // pixels
     std::vector<uint8_t> shown;
 };
 
@@ -290,6 +292,12 @@ TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
     EXPECT_EQ(windows->shown_window, 77u);
     ASSERT_EQ(windows->shown.size(), 32u);
     EXPECT_EQ(windows->shown[4], 1);
+    EXPECT_EQ(windows->shown_stride, 4u);
+    device->counts_frames = true;
+    ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+    ASSERT_EQ(present(chain, index), VK_SUCCESS);
+    EXPECT_EQ(windows->shown_stride, 64u) << "the image is shown as it lies there";
+    EXPECT_EQ(device->frames, 2);
     windows->size = {8, 2};
     EXPECT_EQ(acquire(chain, index), VK_ERROR_OUT_OF_DATE_KHR);
     windows->size = {4, 2};
