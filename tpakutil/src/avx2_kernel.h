@@ -163,10 +163,8 @@ inline void build_trees(const quads* v, block_trees& trees)
     trees.deltas = low_lanes(deltas);
 
     // Flat components have no node: their counts are -1 and 0, of no bits each.
-    const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
-    const __m256i low_bytes = _mm256_set1_epi16(0xff);
-    trees.quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, quad), low_bytes);
-    trees.root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, root), low_bytes));
+    trees.quad_lengths = bits_of_nodes(quad);
+    trees.root_lengths = low_lanes(bits_of_nodes(root));
 }
 
 /// Lane `c` of each four.
@@ -422,13 +420,11 @@ inline void read_head(const fast_format& format, const uint8_t* data, block_head
     const __m256i wide = _mm256_cmpgt_epi16(_mm256_max_epi16(counts, roots), widest);
     head.is_wide = !_mm256_testz_si256(wide, wide);
     head.quad_counts = counts;
-    const __m256i lengths = table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47);
-    const __m256i low_bytes = _mm256_set1_epi16(0xff);
-    const auto root_lengths = low_lanes(_mm256_and_si256(_mm256_shuffle_epi8(lengths, roots), low_bytes));
+    const uint64_t root_lengths = low_lanes(bits_of_nodes(roots));
     const uint64_t root_ends = root_lengths * lane_bits;
     head.root_bits = static_cast<unsigned>(root_ends >> 48);
     head.root_places = (root_ends << 16) + coded.bits * lane_bits;
-    const __m256i quad_lengths = _mm256_and_si256(_mm256_shuffle_epi8(lengths, counts), low_bytes);
+    const __m256i quad_lengths = bits_of_nodes(counts);
     const __m256i before = _mm256_set1_epi16(static_cast<short>(coded.bits + head.root_bits));
     const __m256i ends = _mm256_add_epi16(before, running_sum(quad_lengths));
     head.quad_places = _mm256_sub_epi16(ends, quad_lengths);

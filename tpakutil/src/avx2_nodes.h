@@ -11,6 +11,12 @@ namespace {
 /// has nine bits at most.
 using four_nodes = __m256i;
 
+/// Bits of nodes in the stream, from counts in words; none for a count of -1.
+inline __m256i bits_of_nodes(__m256i counts)
+{
+    return _mm256_shuffle_epi8(table(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47), counts);
+}
+
 /// Values of nine bits, their upper byte in front, with two zeros behind each bit.
 inline __m256i to_every_third(__m256i v)
 {

@@ -12,6 +12,20 @@ inline __m512i each_lane(__m128i v)
     return _mm512_broadcast_i32x4(v);
 }
 
+/// Bits of nodes in the stream, from counts in words; none for a count of -1.
+inline __m512i bits_of_nodes(__m512i counts)
+{
+    return _mm512_shuffle_epi8(
+        each_lane(_mm_setr_epi8(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47)), counts);
+}
+
+/// A component's word of each four.
+inline __m512i component(__m512i words, int c)
+{
+    return _mm512_and_si512(_mm512_srli_epi64(words, static_cast<unsigned>(16 * c)),
+                            _mm512_set1_epi64(0xffff));
+}
+
 /// Bytes of each 64 bits, the first one in the lowest place.
 constexpr long long eight_bytes(int a, int b, int c, int d, int e, int f, int g, int h)
 {

@@ -106,13 +106,11 @@ bool block_pair::find_nodes()
     const __m512i deltas = _mm512_sub_epi16(_mm512_xor_si512(fields, two), two);
     _quad_counts = _mm512_and_si512(_mm512_add_epi16(deltas, _root_counts), _mm512_set1_epi16(15));
 
-    const __m512i length_table =
-        each_lane(_mm_setr_epi8(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47));
-    _root_lengths = _mm512_shuffle_epi8(length_table, _root_counts);
+    _root_lengths = bits_of_nodes(_root_counts);
     const __m512i root_ends =
         _mm512_add_epi16(running_sums(_root_lengths), word_halves(_heads[0].bits, _heads[1].bits));
     _root_places = _mm512_sub_epi16(root_ends, _root_lengths);
-    _quad_lengths = _mm512_shuffle_epi8(length_table, _quad_counts);
+    _quad_lengths = bits_of_nodes(_quad_counts);
     const __m512i sums = running_sums(_quad_lengths);
     const __m512i of_quads = last_words(sums);
     const __m512i before = _mm512_add_epi16(
@@ -172,12 +170,8 @@ __m512i block_pair::read_values(__m512i* v) const
             _mm512_add_epi16(each_quad, _mm512_set1_epi16(static_cast<short>(4 * c))), above);
         if (c == 3 && flat_alpha)
             break;
-        const auto lane = [c](__m512i words) {
-            return _mm512_and_si512(_mm512_srli_epi64(words, static_cast<unsigned>(16 * c)),
-                                    _mm512_set1_epi64(0xffff));
-        };
-        const __m512i counts = lane(_quad_counts);
-        const __m512i streams = streams_at(lane(_quad_places));
+        const __m512i counts = component(_quad_counts, c);
+        const __m512i streams = streams_at(component(_quad_places, c));
         planes[c] = planes_of(streams, counts);
         const __m512i leaves = children_of(streams, counts, planes[c]);
         v[c] = _mm512_and_si512(_mm512_add_epi16(v[c], leaves),

@@ -7,8 +7,6 @@
 namespace tpakutil {
 namespace {
 
-constexpr int blocks_of_row = 4;
-
 /// Four bytes of a pixel as components of 16 bits; for each block those of rows 0 and 2, or of 1 and 3.
 struct row_components
 {
@@ -20,18 +18,18 @@ inline void load_components(const uint8_t* words, int64_t stride, row_components
 {
     const auto row = [&](int y) { return _mm512_loadu_si512(words + y * stride); };
     // The bytes of a component in four pixels of one row, then in four of another, with zeros between.
+    constexpr __mmask64 low_bytes = 0x5555555555555555;
     const __m512i four = each_lane(_mm_setr_epi8(0, 0, 4, 0, 8, 0, 12, 0, 64, 0, 68, 0, 72, 0, 76, 0));
-    const __m512i lanes = _mm512_maskz_set1_epi8(0x5555555555555555, 16);
-    const __m512i first = _mm512_add_epi8(
-        four, _mm512_mullo_epi16(lanes, _mm512_setr_epi64(0, 0, 0x0001000100010001, 0x0001000100010001,
-                                                          0x0002000200020002, 0x0002000200020002,
-                                                          0x0003000300030003, 0x0003000300030003)));
+    const __m512i of_block =
+        _mm512_setr_epi64(0, 0, 0x1010101010101010, 0x1010101010101010, 0x2020202020202020,
+                          0x2020202020202020, 0x3030303030303030, 0x3030303030303030);
+    const __m512i first = _mm512_add_epi8(four, of_block);
     const __m512i rows[4] = {row(0), row(1), row(2), row(3)};
 #pragma GCC unroll 4
     for (int c = 0; c < 4; c++) {
         const __m512i places = _mm512_add_epi8(first, _mm512_set1_epi8(static_cast<char>(c)));
-        out.even[c] = _mm512_maskz_permutex2var_epi8(0x5555555555555555, rows[0], places, rows[2]);
-        out.odd[c] = _mm512_maskz_permutex2var_epi8(0x5555555555555555, rows[1], places, rows[3]);
+        out.even[c] = _mm512_maskz_permutex2var_epi8(low_bytes, rows[0], places, rows[2]);
+        out.odd[c] = _mm512_maskz_permutex2var_epi8(low_bytes, rows[1], places, rows[3]);
     }
 }
 
@@ -162,9 +160,8 @@ private:
     /// A component's nodes of two quads of each block.
     static stream_vectors fields(__m512i leaves, __m512i counts, __m512i lengths, int c)
     {
-        const __m512i count = _mm512_and_si512(_mm512_srli_epi64(counts, 16 * c), _mm512_set1_epi64(0xffff));
-        return {fields_of(leaves, _mm512_cmpeq_epi64_mask(count, _mm512_set1_epi64(1))),
-                _mm512_and_si512(_mm512_srli_epi64(lengths, 16 * c), _mm512_set1_epi64(0xffff))};
+        return {fields_of(leaves, _mm512_cmpeq_epi64_mask(component(counts, c), _mm512_set1_epi64(1))),
+                component(lengths, c)};
     }
     void make_fields();
 
@@ -237,10 +234,8 @@ void block_row::build(const fast_format& format, const uint8_t* words, int64_t s
     const __m512i deltas = _mm512_or_si512(first, _mm512_slli_epi16(swap_halves(first), 2));
 
     // Flat components have no node: their counts are -1 and 0, of no bits each.
-    const __m512i lengths =
-        each_lane(_mm_setr_epi8(0, 4, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47));
-    _lengths = {_mm512_shuffle_epi8(lengths, _counts.upper), _mm512_shuffle_epi8(lengths, _counts.lower)};
-    _root_lengths = _mm512_shuffle_epi8(lengths, root);
+    _lengths = {bits_of_nodes(_counts.upper), bits_of_nodes(_counts.lower)};
+    _root_lengths = bits_of_nodes(root);
     const __m512i none = _mm512_setzero_si512();
     const __m512i quad_bits =
         _mm512_add_epi64(_mm512_sad_epu8(_lengths.upper, none), _mm512_sad_epu8(_lengths.lower, none));
