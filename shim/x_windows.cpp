@@ -261,7 +261,7 @@ void copy_row(const frame_view& frame, uint32_t y, uint8_t* to)
     if (frame.blue_first)
         std::memcpy(to, from, size_t{frame.size.width} * 4);
     else
-        swap_red_and_blue(from, to, frame.size.width);
+        wire::swap_red_and_blue(from, to, frame.size.width);
 }
 
 void x_server::put_rows(xcb_window_t window, const canvas& to, const frame_view& frame, uint32_t first,
@@ -271,11 +271,7 @@ void x_server::put_rows(xcb_window_t window, const canvas& to, const frame_view&
     rows_.resize(size_t{width} * rows * 4);
     uint8_t* at = rows_.data();
     for (uint32_t y = first; y < first + rows; ++y, at += size_t{width} * 4)
-<<<<<<< HEAD
-        wire::swap_red_and_blue(frame.pixels + size_t{y} * frame.stride * 4, at, width);
-=======
         copy_row(frame, y, at);
->>>>>>> a2c7f166f08fe40f987cb39dcc2f401f975717ab
     xcb_.put_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window, to.context, static_cast<uint16_t>(width),
                    static_cast<uint16_t>(rows), 0, static_cast<int16_t>(first), 0, to.depth,
                    static_cast<uint32_t>(rows_.size()), rows_.data());
@@ -307,12 +303,7 @@ void x_server::show(uint64_t window, const frame_view& frame)
     const size_t row_bytes = size_t{size.width} * 4;
     if (uint8_t* shared = shared_memory(row_bytes * size.height)) {
         for (uint32_t y = 0; y < size.height; ++y)
-<<<<<<< HEAD
-            wire::swap_red_and_blue(frame.pixels + size_t{y} * frame.stride * 4, shared + y * row_bytes,
-                                    size.width);
-=======
             copy_row(frame, y, shared + y * row_bytes);
->>>>>>> a2c7f166f08fe40f987cb39dcc2f401f975717ab
         const auto width = static_cast<uint16_t>(size.width);
         const auto height = static_cast<uint16_t>(size.height);
         shm_.put_image(connection_, static_cast<xcb_window_t>(window), to.context, width, height, 0, 0, width,
