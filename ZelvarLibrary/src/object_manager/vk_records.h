@@ -30,6 +30,7 @@ struct vk_query_pool_data
 {
     uint32_t count = UINT32_MAX;
     uint32_t values = 1; // of each
+    bool counts_compute = false;
 };
 struct vk_event_data
 {
@@ -147,6 +148,7 @@ struct vk_command_state
     bool graphics = false;       // a pipeline is bound
     bool compute = false;
     bool indices = false;
+    VkShaderStageFlags pushed = 0; // stages with constants
     bool in_pass = false;
     uint32_t pipeline_shape = 0; // of the graphics pipeline
     vk_pass_state pass;
@@ -164,6 +166,8 @@ struct vk_descriptor_set_data
 {
     /// That the buffers take when the set is bound, one binding behind the other; empty: not known.
     std::vector<uint64_t> most_offsets;
+    std::vector<bool> written;                     // of all descriptors; empty: not known
+    uint32_t samplers_missing = 0;                 // not written
     vk_bindings bindings;                          // its layout's
     VkDescriptorPool target_pool = VK_NULL_HANDLE; // ends with it
 };
@@ -274,6 +278,7 @@ struct _zelvar_object_manager_data_vk_device
     std::map<VkCommandBuffer, vk_command_state> commands; // by target's handle
     VkMemoryRequirements last_memory_requirements{};
     VkPhysicalDeviceLimits limits{}; // host's, all 0 when not known
+    bool looks_at_all = false;       // the host follows what no shader uses, and before any does
     uint64_t last_serial = 0;
     std::map<vk_subpass_shape, uint32_t> shapes; // and their numbers
 

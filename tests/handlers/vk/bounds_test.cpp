@@ -282,6 +282,97 @@ TEST_F(vk_bounds, WhatHasEndedSinceIsNotSubmitted)
     EXPECT_FALSE(submitted()) << "only primary ones are";
 }
 
+TEST_F(vk_bounds, SetsAreBoundWithWhatTheyTake)
+{
+    auto& set = entry<VkDescriptorSet>();
+    set.bindings = std::make_shared<std::map<uint32_t, vk_binding>>(
+        std::map<uint32_t, vk_binding>{{0, {1, false, VK_DESCRIPTOR_TYPE_STORAGE_BUFFER}},
+                                       {2, {1, false, VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC}},
+                                       {3, {1, false, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER}}});
+    set.written = {false, false, false};
+    set.samplers_missing = 1;
+    auto bound = [&](const std::vector<uint32_t>& offsets) {
+        message call = command(in::vk_cmd_bind_descriptor_sets).u32(0).u64(target_of<VkPipelineLayout>());
+        call.u32(0).u32(1).u64(memory).u32(static_cast<uint32_t>(offsets.size())).u64(memory);
+        call.u64(target_of<VkDescriptorSet>());
+        return recorded(call.raw(offsets.data(), offsets.size() * sizeof(uint32_t)));
+    };
+    auto write = [&](VkDescriptorType type, uint32_t binding, const auto& what) {
+        VkWriteDescriptorSet info{};
+        info.dstSet = as<VkDescriptorSet>(target_of<VkDescriptorSet>());
+        info.dstBinding = binding;
+        info.descriptorCount = 1;
+        info.descriptorType = type;
+        if constexpr (std::is_same_v<decltype(what), const VkDescriptorBufferInfo&>)
+            info.pBufferInfo = as<const VkDescriptorBufferInfo*>(memory);
+        else
+            info.pImageInfo = as<const VkDescriptorImageInfo*>(memory);
+        message call =
+            target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(1).u64(memory).u32(0).u64(0);
+        return host_calls(put(put(call, info), what)).size() == 1;
+    };
+    const VkDescriptorBufferInfo part{as<VkBuffer>(target_of<VkBuffer>()), 256, 512};
+    EXPECT_TRUE(write(VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC, 2, part));
+    EXPECT_TRUE(bound({256}));
+    EXPECT_FALSE(bound({257})) << "beyond the buffer";
+    EXPECT_FALSE(bound({})) << "it takes one";
+    EXPECT_FALSE(
+        write(VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC, 2, VkDescriptorBufferInfo{part.buffer, 256, 769}));
+    device->looks_at_all = true;
+    EXPECT_FALSE(bound({0})) << "this host follows the sampler";
+    const VkDescriptorImageInfo image{as<VkSampler>(target_of<VkSampler>()),
+                                      as<VkImageView>(target_of<VkImageView>()), VK_IMAGE_LAYOUT_GENERAL};
+    EXPECT_TRUE(write(VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 3, image));
+    EXPECT_TRUE(bound({0}));
+}
+
+TEST_F(vk_bounds, NothingIsWaitedForThatCannotCome)
+{
+    auto submitted = [&] {
+        VkSubmitInfo info{};
+        info.commandBufferCount = 1;
+        info.pCommandBuffers = as<const VkCommandBuffer*>(memory);
+        message call = target.make(in::vk_queue_submit).u64(queue_handle).u32(1).u64(memory).u64(0);
+        fake_vulkan::clear();
+        target.run(put(call, info).u64(commands_handle));
+        return fake_vulkan::count("vkQueueSubmit") == 1;
+    };
+    const uint64_t event = target_of<VkEvent>();
+    message wait = command(in::vk_cmd_wait_events).u32(1).u64(memory).u32(1).u32(1);
+    wait.u32(0).u64(0).u32(0).u64(0).u32(0).u64(0).u64(event);
+    EXPECT_TRUE(recorded(wait));
+    EXPECT_TRUE(submitted()) << "somebody may set it while the host waits";
+    device->coherent_memory.insert(as<VkDeviceMemory>(target_of<VkDeviceMemory>()));
+    EXPECT_FALSE(submitted()) << "the submission lasts until the host has done";
+    target.run(target.make(in::vk_set_event).u64(device_handle).u64(event));
+    EXPECT_TRUE(submitted());
+    EXPECT_TRUE(recorded(command(in::vk_cmd_reset_event).u64(event).u32(1)));
+    EXPECT_TRUE(submitted()) << "it is waited for before that";
+    EXPECT_FALSE(submitted());
+}
+
+TEST_F(vk_bounds, QueriesOfSomeHostsBeginWithAPipelineForWhatIsPushed)
+{
+    device->looks_at_all = true;
+    auto& now = device->commands[as<VkCommandBuffer>(commands_handle)];
+    const message begin = command(in::vk_cmd_begin_query).u64(target_of<VkQueryPool>()).u32(0).u32(0);
+    auto push = [&](uint32_t stages) {
+        message call = command(in::vk_cmd_push_constants).u64(target_of<VkPipelineLayout>()).u32(stages);
+        return recorded(call.u32(0).u32(4).u64(memory).u32(0));
+    };
+    EXPECT_TRUE(recorded(begin));
+    EXPECT_TRUE(push(VK_SHADER_STAGE_COMPUTE_BIT));
+    EXPECT_TRUE(recorded(begin));
+    entry<VkQueryPool>().counts_compute = true;
+    EXPECT_FALSE(recorded(begin));
+    now.compute = true;
+    EXPECT_TRUE(recorded(begin));
+    EXPECT_TRUE(push(VK_SHADER_STAGE_FRAGMENT_BIT));
+    EXPECT_FALSE(recorded(begin));
+    now.graphics = true;
+    EXPECT_TRUE(recorded(begin));
+}
+
 TEST(vk_number_set, HoldsWhatWasPutIn)
 {
     vk_number_set numbers;

@@ -1,6 +1,7 @@
 // Recording of state, draws, dispatches and passes.
 
 #include "handlers/vk/command_handlers.h"
+#include "handlers/vk/image_bounds.h"
 #include "handlers/vk/recording.h"
 
 using vk = sidechannel_vk_imports;
@@ -29,7 +30,13 @@ void use_attachments(vk_recording& call, vk_device_record* data, const vk_frameb
 {
     for (VkImageView target : framebuffer.target_views) {
         auto* view = vk_known(data, target);
-        auto* image = view && call.use(*view) ? vk_known(data, view->target_image) : nullptr;
+        if (view)
+            call.use(*view);
+        if (view && view->shown.format == VK_FORMAT_UNDEFINED)
+            continue;
+        auto* image = view ? vk_known(data, view->target_image) : nullptr;
+        call.need(image && vk_shape_of(data, view->target_image).has_memory,
+                  "what the framebuffer shows has ended since");
         if (image)
             call.use(*image);
     }
@@ -51,15 +58,15 @@ void begin_pass(vk_recording& call, vk_device_record* data, const vk_struct<VkRe
                   vk_within(static_cast<uint32_t>(area.offset.y), area.extent.height, framebuffer->height),
               "the framebuffer doesn't fit the render pass");
     call.need(given.clearValueCount >= pass->clear_values, "a value to clear with is missing");
+    use_attachments(call, data, *framebuffer);
     auto* now = call.state();
     if (!now)
         return;
-    call.need(!now->in_pass, "a render pass has begun already");
+    call.need(!now->in_pass && !now->secondary, "a render pass can't begin here");
     if (call.refused())
         return;
     call.use(*pass);
-    if (call.use(*framebuffer))
-        use_attachments(call, data, *framebuffer);
+    call.use(*framebuffer);
     now->in_pass = true;
     now->pass = {pass->subpasses, 0, pass->subpass_count, area, framebuffer->layers};
 }
@@ -173,6 +180,7 @@ void need_offsets(vk_recording& call, const vk_array<VkDescriptorSet, 4>& sets,
         auto* set = vk_known(data, sets.data[i]);
         if (!set || !set->bindings)
             return;
+        call.need(!data->looks_at_all || set->samplers_missing == 0, "a set lacks samplers");
         size_t at = 0;
         for (const auto& [number, binding] : *set->bindings) {
             const bool dynamic = binding.type == VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC ||
@@ -248,6 +256,8 @@ void vk_vkCmdPushConstants(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, 
         if (auto* known = vk_known(data, layout))
             call.need(vk_within(offset, pValues.size, known->push_bytes),
                       "the layout has no such push constants");
+    if (auto* now = call.state(); now && !call.refused())
+        now->pushed |= stageFlags;
     call.record<&vk::vkCmdPushConstants>(layout, stageFlags, offset, static_cast<uint32_t>(pValues.size),
                                          pValues);
 }

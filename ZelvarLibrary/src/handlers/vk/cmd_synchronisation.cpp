@@ -25,6 +25,19 @@ void note(vk_recording& call, vk_event_step::kind does, VkEvent event)
         now->event_steps.push_back({does, event, VK_NULL_HANDLE});
 }
 
+/// Some hosts take constants that have been pushed to their pipelines as soon as a query begins.
+void need_pipelines(vk_recording& call, VkQueryPool target)
+{
+    auto* now = call.state();
+    if (!now || !call.begin()->looks_at_all)
+        return;
+    auto* pool = vk_known(call.begin(), target);
+    const bool by_graphics = now->pushed & VK_SHADER_STAGE_ALL_GRAPHICS;
+    const bool by_compute = now->pushed & VK_SHADER_STAGE_COMPUTE_BIT && pool && pool->counts_compute;
+    call.need((now->graphics || !by_graphics) && (now->compute || !by_compute),
+              "no pipeline is bound for what has been pushed");
+}
+
 void need_queries(vk_recording& call, VkQueryPool pool, uint32_t first, uint32_t count)
 {
     if (auto* data = call.begin())
@@ -101,6 +114,7 @@ void vk_vkCmdBeginQuery(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer, VkQ
     call.trace("target_command_buffer", commandBuffer, "target_queryPool", queryPool, "query", query, "flags",
                flags);
     need_queries(call, queryPool, query, 1);
+    need_pipelines(call, queryPool);
     if (auto* now = call.state(); now && !call.refused())
         now->queries.insert({queryPool, query});
     call.record<&vk::vkCmdBeginQuery>(queryPool, query, flags);

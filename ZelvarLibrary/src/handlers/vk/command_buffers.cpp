@@ -156,6 +156,9 @@ void vk_vkBeginCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     }
     call.prepare(data, pBeginInfo, "pBeginInfo");
     call.result = call.host<&vk::vkBeginCommandBuffer>(host, pBeginInfo.data);
+    // The host still has what was recorded before, of which nothing is known any more.
+    if (state != data->commands.end())
+        state->second.stale = call.result != VK_SUCCESS;
 }
 
 void vk_vkEndCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer,

@@ -14,8 +14,11 @@ void vk_remember(vk_device_record*, vk_entry_of<VkBuffer>& entry, const VkBuffer
 void vk_remember(vk_device_record*, vk_entry_of<VkQueryPool>& entry, const VkQueryPoolCreateInfo& info)
 {
     entry.count = info.queryCount;
-    if (info.queryType == VK_QUERY_TYPE_PIPELINE_STATISTICS)
+    if (info.queryType == VK_QUERY_TYPE_PIPELINE_STATISTICS) {
         entry.values = static_cast<uint32_t>(std::popcount(info.pipelineStatistics));
+        entry.counts_compute =
+            info.pipelineStatistics & VK_QUERY_PIPELINE_STATISTIC_COMPUTE_SHADER_INVOCATIONS_BIT;
+    }
 }
 
 void vk_remember(vk_device_record*, vk_entry_of<VkPipelineLayout>& entry,

@@ -106,6 +106,71 @@ void vk_vkResetDescriptorPool(pid_t pid, tid_t tid, VkDevice device, VkDescripto
         forget_sets_of_pool(data, descriptorPool);
 }
 
+namespace {
+bool takes_sampler(const vk_binding& binding)
+{
+    return !binding.own_samplers && (binding.type == VK_DESCRIPTOR_TYPE_SAMPLER ||
+                                     binding.type == VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER);
+}
+void expect_samplers(vk_descriptor_set_data& set)
+{
+    size_t all = 0;
+    set.samplers_missing = 0;
+    if (set.bindings)
+        for (const auto& [number, binding] : *set.bindings) {
+            all += binding.count;
+            set.samplers_missing += takes_sampler(binding) ? binding.count : 0;
+        }
+    set.written.assign(all, false);
+}
+
+/// Descriptors of a set from one on, by their numbers in the whole set.
+size_t number_of(const vk_descriptor_set_data& set, uint32_t binding, uint32_t element)
+{
+    size_t number = element;
+    for (const auto& [at, each] : *set.bindings)
+        number += at < binding ? each.count : 0;
+    return number;
+}
+void note_written(vk_descriptor_set_data& set, size_t number)
+{
+    if (number >= set.written.size() || set.written[number])
+        return;
+    set.written[number] = true;
+    size_t end = 0;
+    for (const auto& [at, each] : *set.bindings) {
+        end += each.count;
+        if (number < end) {
+            set.samplers_missing -= takes_sampler(each);
+            return;
+        }
+    }
+}
+void note_writes(vk_device_record* data, const VkWriteDescriptorSet& write)
+{
+    auto found = data->descriptor_set.find(write.dstSet);
+    if (found == data->descriptor_set.end() || !found->second.bindings)
+        return;
+    const size_t first = number_of(found->second, write.dstBinding, write.dstArrayElement);
+    for (uint32_t i = 0; i < write.descriptorCount; ++i)
+        note_written(found->second, first + i);
+}
+void note_copies(vk_device_record* data, const VkCopyDescriptorSet& copy)
+{
+    auto from = data->descriptor_set.find(copy.srcSet);
+    auto to = data->descriptor_set.find(copy.dstSet);
+    if (from == data->descriptor_set.end() || to == data->descriptor_set.end() || !from->second.bindings ||
+        !to->second.bindings)
+        return;
+    const size_t source = number_of(from->second, copy.srcBinding, copy.srcArrayElement);
+    const size_t destination = number_of(to->second, copy.dstBinding, copy.dstArrayElement);
+    for (uint32_t i = 0; i < copy.descriptorCount; ++i)
+        if (from->second.written.empty() ||
+            (source + i < from->second.written.size() && from->second.written[source + i]))
+            note_written(to->second, destination + i);
+}
+} // namespace
+
 void vk_vkAllocateDescriptorSets(
     pid_t pid, tid_t tid, VkDevice device, vk_struct<VkDescriptorSetAllocateInfo> pAllocateInfo,
     vk_out_array_by<VkDescriptorSet, 1, &VkDescriptorSetAllocateInfo::descriptorSetCount> pDescriptorSets,
@@ -132,6 +197,7 @@ void vk_vkAllocateDescriptorSets(
     for (uint32_t i = 0; call.result == VK_SUCCESS && i < count; ++i) {
         entry.host = hosts[i];
         entry.bindings = bindings[i];
+        expect_samplers(entry);
         call.add(data, pDescriptorSets.data[i], entry);
     }
 }
@@ -169,12 +235,10 @@ void note_offsets(vk_device_record* data, const VkWriteDescriptorSet& write)
         (write.descriptorType != VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC &&
          write.descriptorType != VK_DESCRIPTOR_TYPE_STORAGE_BUFFER_DYNAMIC))
         return;
-    size_t first = write.dstArrayElement;
+    const size_t first = number_of(found->second, write.dstBinding, write.dstArrayElement);
     size_t all = 0;
-    for (const auto& [number, binding] : *found->second.bindings) {
-        first += number < write.dstBinding ? binding.count : 0;
+    for (const auto& [number, binding] : *found->second.bindings)
         all += binding.count;
-    }
     auto& offsets = found->second.most_offsets;
     offsets.resize(all, UINT64_MAX);
     for (uint32_t i = 0; i < write.descriptorCount && first + i < all; ++i) {
@@ -214,8 +278,13 @@ void vk_vkUpdateDescriptorSets(pid_t pid, tid_t tid, VkDevice device, uint32_t d
             call.refuse("a set has no such descriptors");
     }
     if (!call.refused())
-        for (uint32_t i = 0; i < pDescriptorWrites.count; ++i)
+        for (uint32_t i = 0; i < pDescriptorWrites.count; ++i) {
             note_offsets(data, pDescriptorWrites.data[i]);
+            note_writes(data, pDescriptorWrites.data[i]);
+        }
+    if (!call.refused())
+        for (uint32_t i = 0; i < pDescriptorCopies.count; ++i)
+            note_copies(data, pDescriptorCopies.data[i]);
     call.prepare(data, pDescriptorWrites.data, pDescriptorWrites.count, "pDescriptorWrites[%u]");
     call.prepare(data, pDescriptorCopies.data, pDescriptorCopies.count, "pDescriptorCopies[%u]");
     call.host<&vk::vkUpdateDescriptorSets>(data->device, pDescriptorWrites.count, pDescriptorWrites.data,

@@ -148,6 +148,7 @@ void vk_vkCreateDevice(pid_t pid, tid_t tid, VkPhysicalDevice physicalDevice,
     VkPhysicalDeviceProperties properties{};
     call.host<&vk::vkGetPhysicalDeviceProperties>(host, &properties);
     record->limits = properties.limits;
+    record->looks_at_all = properties.deviceType == VK_PHYSICAL_DEVICE_TYPE_CPU;
     record->graphics_queue_family = first_graphics_family(call, host);
     make_swapchain_pool(call, *record, *pCreateInfo.data);
     if (zelvar_object_manager_vk_add_device_data(pid, pDevice.handle, record))

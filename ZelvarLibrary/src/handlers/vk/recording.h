@@ -75,7 +75,9 @@ public:
     template <auto Field, class... A>
     void record(A... arguments)
     {
-        if (begin() && (translate(arguments) && ...))
+        if (begin() && _state)
+            need(!_state->stale, "what it uses has ended since, or it hasn't begun");
+        if (_data && (translate(arguments) && ...))
             host<Field>(_host, passed(arguments)...);
     }
 
