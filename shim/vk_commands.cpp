@@ -305,6 +305,8 @@ bool vk_memory::make_block()
         say(gate::error, "There is no room to map %llu bytes.", static_cast<unsigned long long>(size));
         return false;
     }
+    // Large pages, which the simulator reaches in less than half the time.
+    madvise(made, static_cast<size_t>(size), MADV_HUGEPAGE);
     block = static_cast<uint8_t*>(made);
     return true;
 }
