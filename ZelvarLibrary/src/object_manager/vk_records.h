@@ -190,6 +190,7 @@ struct vk_memory_data
     VkDeviceSize map_size = 0;                // in bytes, never VK_WHOLE_SIZE
     VkDeviceMemory replaced = VK_NULL_HANDLE; // host's first, once another has taken its place
     vk_contents contents = vk_contents::as_on_target;
+    std::vector<uint8_t> as_read; // what the host's mapping held before the last submission
 };
 struct vk_signal_data
 {

@@ -120,6 +120,39 @@ TEST_F(vk_queues, CoherentMemoryIsCarriedOverAroundASubmission)
     EXPECT_EQ(fake_vulkan::count("vkQueueWaitIdle"), 2u) << "it waits with nothing mapped too";
 }
 
+TEST_F(vk_queues, WhatTheTargetWritesDuringASubmissionStays)
+{
+    // Lines of 64 bytes, the last one cut short; the host writes the even ones of some pages.
+    std::vector<uint8_t> mapping(5 * 4096 + 10);
+    auto& data = entry<VkDeviceMemory>();
+    data.target_address = target_ptr{memory};
+    data.host_pointer = mapping.data();
+    data.map_size = mapping.size();
+    ASSERT_LE(mapping.size(), target.memory.size());
+    device->coherent_memory.insert(as<VkDeviceMemory>(target_of<VkDeviceMemory>()));
+    const auto is_of_host = [&](size_t at) {
+        const size_t page = at / 4096;
+        return (page == 1 || page == 3 || page == 5) && at / 64 % 2 == 0;
+    };
+    for (const char round : {'a', 'b'}) {
+        fake_vulkan::hook<&vk::vkQueueSubmit>([&](auto...) {
+            for (size_t at = 0; at < mapping.size(); ++at) {
+                if (is_of_host(at))
+                    mapping[at] = static_cast<uint8_t>(round);
+                else // another thread of the target
+                    target.memory[at] = static_cast<uint8_t>(at * 7 + static_cast<size_t>(round));
+            }
+            return VK_SUCCESS;
+        });
+        printed(submit({}, {}, {commands_handle}, {}, 0));
+        for (size_t at = 0; at < mapping.size(); ++at) {
+            const auto expected = static_cast<uint8_t>(
+                is_of_host(at) ? round : static_cast<char>(at * 7 + static_cast<size_t>(round)));
+            ASSERT_EQ(target.memory[at], expected) << at << " in round " << round;
+        }
+    }
+}
+
 TEST_F(vk_queues, FencesOfTheSystemReadAsSignalled)
 {
     EXPECT_EQ(host_calls(wait_for({fence})), texts{"vkWaitForFences(VkDevice#1, 1, pointer, 1, 500)"});

@@ -32,6 +32,48 @@ void read_target(const vk_frame& call, target_ptr address, uint8_t* to, uint64_t
                                                           address + done, to + done);
 }
 
+/// Keeps what the host's mapping holds before a submission, copying no more than has changed since the last.
+void remember(vk_memory_data& memory)
+{
+    std::vector<uint8_t>& kept = memory.as_read;
+    if (kept.size() != memory.map_size) {
+        kept.assign(memory.host_pointer, memory.host_pointer + memory.map_size);
+        return;
+    }
+    constexpr uint64_t step = 4096;
+    for (uint64_t at = 0; at < kept.size(); at += step) {
+        const uint64_t length = std::min<uint64_t>(step, kept.size() - at);
+        if (std::memcmp(kept.data() + at, memory.host_pointer + at, length) != 0)
+            std::memcpy(kept.data() + at, memory.host_pointer + at, length);
+    }
+}
+
+/// Gives the target what the host has written since: all of it would undo what another thread of the target
+/// has written to its mapping meanwhile.
+void write_changes(const vk_frame& call, const vk_memory_data& memory)
+{
+    constexpr uint64_t page = 4096;
+    constexpr uint64_t line = 64; // nobody shares less than a line of the processor's cache with a device
+    const uint8_t* const now = memory.host_pointer;
+    const uint8_t* const before = memory.as_read.data();
+    const uint64_t size = std::min<uint64_t>(memory.map_size, memory.as_read.size());
+    const auto differs = [&](uint64_t at, uint64_t step) {
+        return std::memcmp(now + at, before + at, std::min(step, size - at)) != 0;
+    };
+    for (uint64_t at = 0; at < size;) {
+        if (at % page == 0 && !differs(at, page)) {
+            at += page;
+            continue;
+        }
+        uint64_t end = at;
+        while (end < size && differs(end, line))
+            end = std::min(end + line, size);
+        if (end != at)
+            vk_write_mapping(call, memory, memory.map_offset + at, end - at);
+        at = end + line;
+    }
+}
+
 /// The entries of the coherent set that are mapped and hold what the target's memory holds.
 template <class Use>
 void for_each_mapped_coherent(vk_device_record* device, Use use)
@@ -66,8 +108,9 @@ void vk_write_mapping(const vk_frame& call, const vk_memory_data& memory, uint64
 
 void vk_read_coherent_memory(const vk_frame& call, vk_device_record* device)
 {
-    for_each_mapped_coherent(device, [&](const vk_memory_data& memory) {
+    for_each_mapped_coherent(device, [&](vk_memory_data& memory) {
         vk_read_mapping(call, memory, memory.map_offset, memory.map_size);
+        remember(memory);
     });
 }
 
@@ -77,9 +120,7 @@ VkResult vk_write_coherent_memory(const vk_frame& call, vk_device_record* device
         return VK_SUCCESS;
     auto wait = call.function<&sidechannel_vk_imports::vkQueueWaitIdle>();
     const VkResult result = wait ? wait(queue) : VK_SUCCESS;
-    for_each_mapped_coherent(device, [&](const vk_memory_data& memory) {
-        vk_write_mapping(call, memory, memory.map_offset, memory.map_size);
-    });
+    for_each_mapped_coherent(device, [&](const vk_memory_data& memory) { write_changes(call, memory); });
     return result;
 }
 

@@ -7,8 +7,8 @@
 /// Before a submission: what the target has written to mapped coherent memory reaches the host.
 void vk_read_coherent_memory(const vk_frame& call, vk_device_record* device);
 /// After a submission: waits until `queue` (the host's) is idle and gives the target what the host has
-/// written. Does nothing on a device without coherent memory; waits even when none of it is mapped. The
-/// host's result.
+/// written since `vk_read_coherent_memory`. Does nothing on a device without coherent memory; waits even when
+/// none of it is mapped. The host's result.
 VkResult vk_write_coherent_memory(const vk_frame& call, vk_device_record* device, VkQueue queue);
 
 /// Copies `size` bytes from `offset` of the memory on, as far as the mapping goes; nothing for what begins
