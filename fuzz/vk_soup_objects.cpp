@@ -130,16 +130,20 @@ void vk_soup::make_sampler()
     create<VkSamplerCreateInfo, VkSampler>(in::vk_create_sampler, info);
 }
 
+namespace {
+/// At the bindings that the shaders have.
+constexpr VkDescriptorType descriptor_types[] = {
+    VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER,
+    VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, VK_DESCRIPTOR_TYPE_STORAGE_IMAGE,
+    VK_DESCRIPTOR_TYPE_UNIFORM_TEXEL_BUFFER};
+} // namespace
+
 /// Always what the shaders take: a host follows a shader beyond its layout, which nothing keeps it from.
 void vk_soup::make_set_layout()
 {
     VkDescriptorSetLayoutBinding bindings[5]{};
-    constexpr VkDescriptorType types[] = {VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC,
-                                          VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER,
-                                          VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, VK_DESCRIPTOR_TYPE_STORAGE_IMAGE,
-                                          VK_DESCRIPTOR_TYPE_UNIFORM_TEXEL_BUFFER};
     for (uint32_t i = 0; i < std::size(bindings); ++i)
-        bindings[i] = {i, types[i], 1, 0x3f, nullptr};
+        bindings[i] = {i, descriptor_types[i], 1, 0x3f, nullptr};
     const VkSampler sampler = any<VkSampler>();
     if (_input.seldom())
         bindings[1].pImmutableSamplers = &sampler;
@@ -154,12 +158,8 @@ void vk_soup::make_set_layout()
 void vk_soup::make_sets()
 {
     VkDescriptorPoolSize sizes[5]{};
-    constexpr VkDescriptorType types[] = {VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC,
-                                          VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER,
-                                          VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, VK_DESCRIPTOR_TYPE_STORAGE_IMAGE,
-                                          VK_DESCRIPTOR_TYPE_UNIFORM_TEXEL_BUFFER};
     for (uint32_t i = 0; i < std::size(sizes); ++i)
-        sizes[i] = {_input.near(types[i]), _input.near(4u)};
+        sizes[i] = {_input.near(descriptor_types[i]), _input.near(4u)};
     VkDescriptorPoolCreateInfo info{};
     info.sType = VK_STRUCTURE_TYPE_DESCRIPTOR_POOL_CREATE_INFO;
     info.flags = VK_DESCRIPTOR_POOL_CREATE_FREE_DESCRIPTOR_SET_BIT;
@@ -184,10 +184,6 @@ void vk_soup::write_sets()
                                         _input.near(_input.of<VkDeviceSize>({16, VK_WHOLE_SIZE, 256}))};
     const VkDescriptorImageInfo image{any<VkSampler>(), any<VkImageView>(), VK_IMAGE_LAYOUT_GENERAL};
     const VkBufferView view = any<VkBufferView>();
-    constexpr VkDescriptorType types[] = {VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC,
-                                          VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER,
-                                          VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, VK_DESCRIPTOR_TYPE_STORAGE_IMAGE,
-                                          VK_DESCRIPTOR_TYPE_UNIFORM_TEXEL_BUFFER};
     VkWriteDescriptorSet writes[5]{};
     const VkDescriptorSet set = any<VkDescriptorSet>();
     for (uint32_t i = 0; i < std::size(writes); ++i) {
@@ -196,7 +192,7 @@ void vk_soup::write_sets()
         writes[i].dstBinding = _input.near(i);
         writes[i].dstArrayElement = _input.near(0u);
         writes[i].descriptorCount = 1;
-        writes[i].descriptorType = _input.near(types[i]);
+        writes[i].descriptorType = _input.near(descriptor_types[i]);
         if (i == 0 || i == 2)
             writes[i].pBufferInfo = &buffer;
         else if (i == 4)

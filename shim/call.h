@@ -91,6 +91,24 @@ uint8_t* put_arguments(uint8_t* at, [[maybe_unused]] const void* copy, std::inte
     return at;
 }
 
+/// Begins message `Id` and fills it in; false when no message may be that long. `copy` is the block that its
+/// pointer leads to instead, if any.
+template <uint32_t Id, class R, class... A>
+bool build_message(thread_state& self, const void* copy, A... arguments)
+{
+    using tail = typename payload<Id>::tail;
+    bool error_word;
+    const uint32_t prefix = prefix_width<Id, R>(error_word);
+    const uint32_t fixed = wire::header_size + prefix + wire_width_of_all<A...>();
+    uint8_t* at = self.messages.begin(Id, fixed + tail::bytes(arguments...));
+    if (!at)
+        return false;
+    at = put_prefix<Id, R>(at + wire::header_size, prefix, error_word);
+    at = put_arguments<Id>(at, copy, std::make_integer_sequence<uint32_t, sizeof...(A)>{}, arguments...);
+    tail::write(at, arguments...);
+    return true;
+}
+
 /// Sends message `Id` with these arguments. `A` are the widths on the wire: a message that has more fields
 /// than its entry point is given them all here.
 template <uint32_t Id, class R, class... A>
@@ -107,17 +125,8 @@ R send_message(A... arguments)
         if (const uint64_t length = block::bytes(arguments...); length && self->batching)
             copy = self->messages.keep_block(nth<payload<Id>::block_pointer>(arguments...), length);
 
-    bool error_word;
-    const uint32_t prefix = prefix_width<Id, R>(error_word);
-    const uint64_t tail_bytes = tail::bytes(arguments...);
-    const uint32_t fixed = wire::header_size + prefix + wire_width_of_all<A...>();
-    uint8_t* at = self->messages.begin(Id, fixed + tail_bytes);
-    if (!at)
+    if (!build_message<Id, R>(*self, copy, arguments...))
         return result_of<R>({});
-    at = put_prefix<Id, R>(at + wire::header_size, prefix, error_word);
-    at = put_arguments<Id>(at, copy, std::make_integer_sequence<uint32_t, sizeof...(A)>{}, arguments...);
-    tail::write(at, arguments...);
-
     if constexpr (vertex_note<Id>::present)
         if (self->vertices)
             vertex_note<Id>::note(*self->vertices, arguments...);

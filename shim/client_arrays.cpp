@@ -154,14 +154,8 @@ bool copy_pieces(thread_state& self, pieces& all)
 template <uint32_t Id, class... A>
 void add_call(thread_state& self, A... arguments)
 {
-    bool error_word;
-    const uint32_t prefix = prefix_width<Id, void>(error_word);
-    uint8_t* at = self.messages.begin(Id, wire::header_size + prefix + wire_width_of_all<A...>());
-    if (!at)
-        return;
-    at = put_prefix<Id, void>(at + wire::header_size, prefix, error_word);
-    ((at = put(at, arguments)), ...);
-    self.messages.keep();
+    if (build_message<Id, void>(self, nullptr, arguments...))
+        self.messages.keep();
 }
 
 void point(thread_state& self, GLuint index, const attribute_pointer& at, const void* pointer)

@@ -9,14 +9,15 @@ namespace shim {
 
 namespace {
 
-constexpr unsigned four_bytes = 3;
+constexpr unsigned four_bytes = 3; // the format of pixels of four bytes
+constexpr int32_t version_1_2 = 5; // the newest of the codec
 
 /// As for any frame buffer that names no attributes.
 tpak_opts plain_options()
 {
     tpak_opts options;
     options.yuv_trans = 1;
-    options.version = 5;
+    options.version = version_1_2;
     return options;
 }
 

@@ -14,17 +14,14 @@ public:
     {
         if (2 * (_used + 1) > _slots.size())
             grow();
-        uint64_t& slot = slot_of(number);
+        uint64_t& slot = _slots[place_of(number)];
         if (slot == number)
             return false;
         slot = number;
         ++_used;
         return true;
     }
-    bool contains(uint64_t number) const
-    {
-        return !_slots.empty() && const_cast<vk_number_set*>(this)->slot_of(number) == number;
-    }
+    bool contains(uint64_t number) const { return !_slots.empty() && _slots[place_of(number)] == number; }
     void clear()
     {
         if (_used)
@@ -34,13 +31,13 @@ public:
 
 private:
     /// Where the number is, or a free place for it; there always is one.
-    uint64_t& slot_of(uint64_t number)
+    size_t place_of(uint64_t number) const
     {
         const size_t mask = _slots.size() - 1;
         size_t at = number * 0x9e3779b97f4a7c15 >> 32 & mask;
         while (_slots[at] && _slots[at] != number)
             at = (at + 1) & mask;
-        return _slots[at];
+        return at;
     }
     void grow()
     {
@@ -48,7 +45,7 @@ private:
         old.swap(_slots);
         for (uint64_t number : old)
             if (number)
-                slot_of(number) = number;
+                _slots[place_of(number)] = number;
     }
 
     std::vector<uint64_t> _slots; // a power of two of them, or none

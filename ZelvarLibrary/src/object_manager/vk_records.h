@@ -168,6 +168,7 @@ struct vk_descriptor_set_data
     std::vector<uint64_t> most_offsets;
     std::vector<bool> written;                     // of all descriptors; empty: not known
     uint32_t samplers_missing = 0;                 // not written
+    uint32_t offsets_taken = 0;                    // when the set is bound
     vk_bindings bindings;                          // its layout's
     VkDescriptorPool target_pool = VK_NULL_HANDLE; // ends with it
 };

@@ -30,6 +30,17 @@ protected:
         entry<VkBuffer>().target_memory = as<VkDeviceMemory>(target_of<VkDeviceMemory>());
         device->commands[as<VkCommandBuffer>(commands_handle)].serial = 1000;
     }
+    /// Whether the host gets the recording.
+    bool submitted()
+    {
+        VkSubmitInfo info{};
+        info.commandBufferCount = 1;
+        info.pCommandBuffers = as<const VkCommandBuffer*>(memory);
+        message call = target.make(in::vk_queue_submit).u64(queue_handle).u32(1).u64(memory).u64(0);
+        fake_vulkan::clear();
+        target.run(put(call, info).u64(commands_handle));
+        return fake_vulkan::count("vkQueueSubmit") == 1;
+    }
     bool recorded(const message& call) { return host_calls(call).size() == 1; }
     template <class Info>
     bool made(uint32_t type, const Info& info)
@@ -225,15 +236,6 @@ TEST_F(vk_bounds, WhatHasEndedSinceIsNotSubmitted)
         info.pInheritanceInfo = which == 0xc1 ? as<const VkCommandBufferInheritanceInfo*>(memory) : nullptr;
         target.run(which == 0xc1 ? put(put(call, info), inherited) : put(call, info));
     };
-    auto submitted = [&] {
-        VkSubmitInfo info{};
-        info.commandBufferCount = 1;
-        info.pCommandBuffers = as<const VkCommandBuffer*>(memory);
-        message call = target.make(in::vk_queue_submit).u64(queue_handle).u32(1).u64(memory).u64(0);
-        fake_vulkan::clear();
-        target.run(put(call, info).u64(commands_handle));
-        return fake_vulkan::count("vkQueueSubmit") == 1;
-    };
     auto fill = [&](uint64_t which) {
         target.run(
             target.make(in::vk_cmd_fill_buffer).u64(which).u64(target_of<VkBuffer>()).u64(0).u64(16).u32(0));
@@ -291,10 +293,14 @@ TEST_F(vk_bounds, SetsAreBoundWithWhatTheyTake)
                                        {3, {1, false, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER}}});
     set.written = {false, false, false};
     set.samplers_missing = 1;
-    auto bound = [&](const std::vector<uint32_t>& offsets) {
+    set.offsets_taken = 1;
+    set.most_offsets.assign(3, UINT64_MAX);
+    add<VkDescriptorSet>("VkDescriptorSet", 2);
+    entry<VkDescriptorSet>(2) = set;
+    auto bound = [&](const std::vector<uint32_t>& offsets, uint64_t number = 1) {
         message call = command(in::vk_cmd_bind_descriptor_sets).u32(0).u64(target_of<VkPipelineLayout>());
         call.u32(0).u32(1).u64(memory).u32(static_cast<uint32_t>(offsets.size())).u64(memory);
-        call.u64(target_of<VkDescriptorSet>());
+        call.u64(target_of<VkDescriptorSet>(number));
         return recorded(call.raw(offsets.data(), offsets.size() * sizeof(uint32_t)));
     };
     auto write = [&](VkDescriptorType type, uint32_t binding, const auto& what) {
@@ -318,6 +324,17 @@ TEST_F(vk_bounds, SetsAreBoundWithWhatTheyTake)
     EXPECT_FALSE(bound({})) << "it takes one";
     EXPECT_FALSE(
         write(VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC, 2, VkDescriptorBufferInfo{part.buffer, 256, 769}));
+    EXPECT_TRUE(bound({257}, 2)) << "nothing is known of it yet";
+    VkCopyDescriptorSet copy{};
+    copy.srcSet = as<VkDescriptorSet>(target_of<VkDescriptorSet>(1));
+    copy.dstSet = as<VkDescriptorSet>(target_of<VkDescriptorSet>(2));
+    copy.srcBinding = copy.dstBinding = 2;
+    copy.descriptorCount = 1;
+    message copies =
+        target.make(in::vk_update_descriptor_sets).u64(device_handle).u32(0).u64(0).u32(1).u64(memory);
+    EXPECT_EQ(host_calls(put(copies, copy)).size(), 1u);
+    EXPECT_TRUE(bound({256}, 2));
+    EXPECT_FALSE(bound({257}, 2)) << "beyond the buffer of the descriptor that was copied";
     device->looks_at_all = true;
     EXPECT_FALSE(bound({0})) << "this host follows the sampler";
     const VkDescriptorImageInfo image{as<VkSampler>(target_of<VkSampler>()),
@@ -328,15 +345,6 @@ TEST_F(vk_bounds, SetsAreBoundWithWhatTheyTake)
 
 TEST_F(vk_bounds, NothingIsWaitedForThatCannotCome)
 {
-    auto submitted = [&] {
-        VkSubmitInfo info{};
-        info.commandBufferCount = 1;
-        info.pCommandBuffers = as<const VkCommandBuffer*>(memory);
-        message call = target.make(in::vk_queue_submit).u64(queue_handle).u32(1).u64(memory).u64(0);
-        fake_vulkan::clear();
-        target.run(put(call, info).u64(commands_handle));
-        return fake_vulkan::count("vkQueueSubmit") == 1;
-    };
     const uint64_t event = target_of<VkEvent>();
     message wait = command(in::vk_cmd_wait_events).u32(1).u64(memory).u32(1).u32(1);
     wait.u32(0).u64(0).u32(0).u64(0).u32(0).u64(0).u64(event);

@@ -181,10 +181,11 @@ void need_offsets(vk_recording& call, const vk_array<VkDescriptorSet, 4>& sets,
         if (!set || !set->bindings)
             return;
         call.need(!data->looks_at_all || set->samplers_missing == 0, "a set lacks samplers");
+        if (set->offsets_taken == 0)
+            continue;
         size_t at = 0;
         for (const auto& [number, binding] : *set->bindings) {
-            const bool dynamic = binding.type == VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC ||
-                                 binding.type == VK_DESCRIPTOR_TYPE_STORAGE_BUFFER_DYNAMIC;
+            const bool dynamic = vk_takes_offset(binding.type);
             for (uint32_t k = 0; dynamic && k < binding.count; ++k, ++taken) {
                 const size_t index = at + k;
                 const uint64_t most =

@@ -112,16 +112,20 @@ bool takes_sampler(const vk_binding& binding)
     return !binding.own_samplers && (binding.type == VK_DESCRIPTOR_TYPE_SAMPLER ||
                                      binding.type == VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER);
 }
-void expect_samplers(vk_descriptor_set_data& set)
+void expect_contents(vk_descriptor_set_data& set)
 {
     size_t all = 0;
     set.samplers_missing = 0;
+    set.offsets_taken = 0;
     if (set.bindings)
         for (const auto& [number, binding] : *set.bindings) {
             all += binding.count;
             set.samplers_missing += takes_sampler(binding) ? binding.count : 0;
+            set.offsets_taken += vk_takes_offset(binding.type) ? binding.count : 0;
         }
     set.written.assign(all, false);
+    if (set.offsets_taken)
+        set.most_offsets.assign(all, UINT64_MAX);
 }
 
 /// Descriptors of a set from one on, by their numbers in the whole set.
@@ -164,10 +168,14 @@ void note_copies(vk_device_record* data, const VkCopyDescriptorSet& copy)
         return;
     const size_t source = number_of(from->second, copy.srcBinding, copy.srcArrayElement);
     const size_t destination = number_of(to->second, copy.dstBinding, copy.dstArrayElement);
-    for (uint32_t i = 0; i < copy.descriptorCount; ++i)
-        if (from->second.written.empty() ||
-            (source + i < from->second.written.size() && from->second.written[source + i]))
+    for (uint32_t i = 0; i < copy.descriptorCount; ++i) {
+        const size_t at = source + i;
+        if (from->second.written.empty() || (at < from->second.written.size() && from->second.written[at]))
             note_written(to->second, destination + i);
+        if (destination + i < to->second.most_offsets.size())
+            to->second.most_offsets[destination + i] =
+                at < from->second.most_offsets.size() ? from->second.most_offsets[at] : UINT64_MAX;
+    }
 }
 } // namespace
 
@@ -197,7 +205,7 @@ void vk_vkAllocateDescriptorSets(
     for (uint32_t i = 0; call.result == VK_SUCCESS && i < count; ++i) {
         entry.host = hosts[i];
         entry.bindings = bindings[i];
-        expect_samplers(entry);
+        expect_contents(entry);
         call.add(data, pDescriptorSets.data[i], entry);
     }
 }
@@ -232,16 +240,11 @@ void note_offsets(vk_device_record* data, const VkWriteDescriptorSet& write)
 {
     auto found = data->descriptor_set.find(write.dstSet);
     if (found == data->descriptor_set.end() || !found->second.bindings ||
-        (write.descriptorType != VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC &&
-         write.descriptorType != VK_DESCRIPTOR_TYPE_STORAGE_BUFFER_DYNAMIC))
+        !vk_takes_offset(write.descriptorType))
         return;
     const size_t first = number_of(found->second, write.dstBinding, write.dstArrayElement);
-    size_t all = 0;
-    for (const auto& [number, binding] : *found->second.bindings)
-        all += binding.count;
     auto& offsets = found->second.most_offsets;
-    offsets.resize(all, UINT64_MAX);
-    for (uint32_t i = 0; i < write.descriptorCount && first + i < all; ++i) {
+    for (uint32_t i = 0; i < write.descriptorCount && first + i < offsets.size(); ++i) {
         const VkDescriptorBufferInfo info = write.pBufferInfo[i];
         auto* buffer = vk_known(data, info.buffer);
         uint64_t& most = offsets[first + i];

@@ -17,6 +17,12 @@ inline bool vk_within(uint64_t first, uint64_t count, uint64_t size)
 constexpr uint32_t vk_most_vertex_bindings = 32;
 constexpr uint32_t vk_most_viewports = 16;
 
+/// Whether such a descriptor is given an offset when its set is bound.
+constexpr bool vk_takes_offset(VkDescriptorType type)
+{
+    return type == VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER_DYNAMIC ||
+           type == VK_DESCRIPTOR_TYPE_STORAGE_BUFFER_DYNAMIC;
+}
 /// The record of a target's object, silently; null when there is none.
 template <class Handle>
 const vk_entry_of<Handle>* vk_known(vk_device_record* data, Handle target)
