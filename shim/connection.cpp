@@ -1,5 +1,6 @@
 #include "shim/connection.h"
 
+#include "shim/late_swaps.h"
 #include "shim/log.h"
 #include "shim/native_buffers.h"
 #include "shim/process_lock.h"
@@ -16,9 +17,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #ifndef ZELVAR_REVISION
@@ -41,15 +44,36 @@ enum class device_state
     absent,
 };
 
+/// The bytes of answers that have arrived and are not parsed yet.
+struct answer_stream
+{
+    uint8_t* base = nullptr;
+    uint32_t capacity = 0;
+    uint32_t begin = 0;
+    uint32_t end = 0;
+
+    uint8_t* tail() { return base + end; }
+    uint32_t room() const { return capacity - end; }
+
+    /// Moves what is left to the front.
+    void compact()
+    {
+        std::memmove(base, base + begin, end - begin);
+        end -= begin;
+        begin = 0;
+    }
+};
+
 /// Everything here is guarded by `conversation_lock`, except what is told otherwise.
 struct process_state
 {
     transport* device = nullptr;
     uint8_t* confirmation = nullptr;
-    uint8_t* answer = nullptr;
-    uint32_t answer_capacity = 0;
+    answer_stream answers;
     settings current;
     frame_notice last_frame;
+    void* swaps_out[2] = {}; // surfaces of swaps whose answers are still to be taken, the oldest first
+    uint32_t swaps_out_count = 0;
     alignas(8) uint8_t settings_block[wire::settings_offset::size] = {}; // written by the library
     std::vector<bool> slot_taken;                                        // guarded by slots_lock
     uint8_t* slots = nullptr;
@@ -68,26 +92,6 @@ void lose_device(const char* why)
         say(gate::error, "The device is gone (%s); every further call fails.", why);
 }
 
-/// The bytes of the answer that have arrived and are not parsed yet.
-struct answer_stream
-{
-    uint8_t* base;
-    uint32_t capacity;
-    uint32_t begin = 0;
-    uint32_t end = 0;
-
-    uint8_t* tail() { return base + end; }
-    uint32_t room() const { return capacity - end; }
-
-    /// Moves what is left to the front.
-    void compact()
-    {
-        std::memmove(base, base + begin, end - begin);
-        end -= begin;
-        begin = 0;
-    }
-};
-
 enum class step
 {
     incomplete, // more bytes are needed
@@ -105,8 +109,9 @@ bool take(answer_stream& stream, int32_t count)
     return true;
 }
 
-bool confirm(answer_stream& stream, const wire::header& request, const service_answer& result)
+bool confirm(const wire::header& request, const service_answer& result)
 {
+    answer_stream& stream = state.answers;
     uint8_t* at = state.confirmation;
     const uint32_t size = wire::header_size + 5 + result.size;
     wire::store_header(at, {size, wire::inbound::command_executed, request.pid, request.tid});
@@ -126,8 +131,9 @@ void take_return_value(const uint8_t* payload, uint32_t length, return_value& va
 }
 
 /// Handles the first message of the stream.
-step parse_one(thread_state* self, answer_stream& stream, return_value& value)
+step parse_one(void* surface, return_value& value)
 {
+    answer_stream& stream = state.answers;
     const uint32_t available = stream.end - stream.begin;
     if (available < wire::header_size)
         return step::incomplete;
@@ -151,36 +157,28 @@ step parse_one(thread_state* self, answer_stream& stream, return_value& value)
         return step::released;
     default:
         service_answer answer;
-        if (!serve(self, request, payload, length, answer))
+        if (!serve(surface, request, payload, length, answer))
             return step::consumed;
         stream.compact();
-        return confirm(stream, request, answer) ? step::answered : step::failed;
+        return confirm(request, answer) ? step::answered : step::failed;
     }
 }
 
-/// One message out, then services until the release. The lock is held and the device is there. `self` is null
-/// for the settings exchange.
-return_value converse_locked(thread_state* self, const void* message, uint32_t length)
+/// The answer to the oldest message that is out: services until the release. The lock is held and the device
+/// is there.
+return_value take_answer(void* surface)
 {
-    answer_stream stream{state.answer, state.answer_capacity};
     return_value value;
-    if (!take(stream, state.device->exchange(message, length, stream.tail(), stream.room()))) {
-        lose_device("a message was not taken");
-        return {};
-    }
     for (;;) {
-        switch (parse_one(self, stream, value)) {
+        switch (parse_one(surface, value)) {
         case step::released:
-            if (stream.begin != stream.end)
-                say(gate::error, "%u bytes of the device's answer stand behind the release of the caller.",
-                    stream.end - stream.begin);
             return value;
         case step::failed:
             lose_device("its answer makes no sense or the connection broke");
             return {};
         case step::incomplete:
-            stream.compact();
-            if (!take(stream, state.device->read(stream.tail(), stream.room()))) {
+            state.answers.compact();
+            if (!take(state.answers, state.device->read(state.answers.tail(), state.answers.room()))) {
                 lose_device("it hung up within a call");
                 return {};
             }
@@ -192,16 +190,66 @@ return_value converse_locked(thread_state* self, const void* message, uint32_t l
     }
 }
 
+void drop_what_is_left()
+{
+    answer_stream& stream = state.answers;
+    if (stream.begin != stream.end)
+        say(gate::error, "%u bytes of the device's answer stand behind the release of the caller.",
+            stream.end - stream.begin);
+    stream.begin = stream.end = 0;
+}
+
+void finish_oldest_swap()
+{
+    void* const surface = std::exchange(state.swaps_out[0], state.swaps_out[1]);
+    --state.swaps_out_count;
+    const return_value answer = take_answer(surface);
+    if (!state.swaps_out_count)
+        drop_what_is_left();
+    frame_arrived(surface, answer.value != 0);
+}
+
+bool is_connected()
+{
+    return device.load(std::memory_order_relaxed) == device_state::connected;
+}
+
+void finish_late_swaps_locked()
+{
+    while (state.swaps_out_count && is_connected())
+        finish_oldest_swap();
+}
+
+/// One message out, and its answer. The lock is held and the device is there.
+return_value converse_locked(void* surface, const void* message, uint32_t length)
+{
+    finish_late_swaps_locked();
+    answer_stream& stream = state.answers;
+    if (!take(stream, state.device->exchange(message, length, stream.tail(), stream.room()))) {
+        lose_device("a message was not taken");
+        return {};
+    }
+    const return_value answer = take_answer(surface);
+    drop_what_is_left();
+    return answer;
+}
+
+/// The surface whose frame a call of this thread would write.
+void* surface_of(const thread_state& self)
+{
+    return self.swapping ? self.swapping : self.current.draw;
+}
+
 /// Divides the window: confirmations, memory for the threads' messages, answers.
 void divide_window()
 {
     uint8_t* window = state.device->window();
     const uint64_t size = state.device->window_size();
-    state.answer_capacity = static_cast<uint32_t>(std::min(largest_answer, size / 4));
+    const auto answers = static_cast<uint32_t>(std::min(largest_answer, size / 4));
     state.confirmation = window;
-    state.answer = window + size - state.answer_capacity;
+    state.answers = {window + size - answers, answers};
     state.slots = window + confirmation_size;
-    const uint64_t room = size - confirmation_size - state.answer_capacity;
+    const uint64_t room = size - confirmation_size - answers;
     state.slot_taken.assign(room / message_memory_size, false);
 }
 
@@ -298,18 +346,42 @@ const settings& current_settings()
 
 return_value converse(thread_state& self, const void* message, uint32_t length)
 {
+    // Whoever waits for an answer may look at the window afterwards.
+    finish_late_swaps();
+    show_arrived_frames();
     const std::lock_guard<process_lock> guard{conversation_lock};
-    if (device.load(std::memory_order_relaxed) != device_state::connected)
+    if (!is_connected())
         return {};
-    return converse_locked(&self, message, length);
+    return converse_locked(surface_of(self), message, length);
+}
+
+bool converse_later(const void* message, uint32_t length, void* surface)
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    // A frame that the device looks into has to be announced before the next one is begun.
+    if (!is_connected() || !state.device->only_counts_frames() || !late_swaps_are_watched() ||
+        !state.device->post(message, length))
+        return false;
+    state.swaps_out[state.swaps_out_count++] = surface;
+    frame_is_out(surface);
+    note_late_swap();
+    if (state.swaps_out_count == std::size(state.swaps_out))
+        finish_oldest_swap();
+    return true;
+}
+
+void finish_late_swaps()
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    finish_late_swaps_locked();
 }
 
 void announce_frame(const frame_notice& notice)
 {
     const std::lock_guard<process_lock> guard{conversation_lock};
-    if (device.load(std::memory_order_relaxed) != device_state::connected)
+    if (!is_connected())
         return;
-    if (notice != state.last_frame)
+    if (!state.device->only_counts_frames() && notice != state.last_frame)
         state.device->set_frame_buffer(notice.pixels, notice.width, notice.height, 32, notice.width);
     state.last_frame = notice;
     state.device->frame_finished();
@@ -318,15 +390,13 @@ void announce_frame(const frame_notice& notice)
 bool frames_are_compressed()
 {
     const std::lock_guard<process_lock> guard{conversation_lock};
-    return device.load(std::memory_order_relaxed) == device_state::connected &&
-           state.device->frames_are_compressed();
+    return is_connected() && state.device->frames_are_compressed();
 }
 
 bool frames_are_only_counted()
 {
     const std::lock_guard<process_lock> guard{conversation_lock};
-    return device.load(std::memory_order_relaxed) == device_state::connected &&
-           state.device->only_counts_frames();
+    return is_connected() && state.device->only_counts_frames();
 }
 
 message_memory take_message_memory()
@@ -365,7 +435,9 @@ void forget_connection()
     state.device = nullptr;
     state.current = {};
     state.last_frame = {};
+    state.swaps_out_count = 0;
     std::memset(state.settings_block, 0, sizeof state.settings_block);
+    forget_late_swaps();
     forget_services();
     forget_shared_area();
     forget_sync_objects();

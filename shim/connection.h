@@ -47,6 +47,14 @@ const settings& current_settings();
 /// thread. Takes the process-wide lock. A lost device yields no value.
 return_value converse(thread_state& self, const void* message, uint32_t length);
 
+/// Sends a swap of `surface` and leaves its answer for later: `finish_late_swaps`, the next call of any
+/// thread, or the thread that looks after it once calls fail to come. False when that can't be, and then
+/// nothing is sent.
+bool converse_later(const void* message, uint32_t length, void* surface);
+
+/// Takes the answers that are still out, and tells `frame_arrived` of each.
+void finish_late_swaps();
+
 /// A finished frame, for the transport: `set_frame_buffer` if it lies elsewhere than the one before it, then
 /// `frame_finished`, both under the process-wide lock, since threads finish frames of different surfaces.
 struct frame_notice

@@ -301,11 +301,18 @@ struct entry<in::egl_swap_buffers, decltype(eglSwapBuffers)>
         constexpr uint64_t format = 0;
         constexpr uint64_t attributes = 0;
         constexpr uint32_t bits_per_pixel = 32;
-        const auto result = send_message<in::egl_swap_buffers, EGLBoolean>(
-            display, surface, frame.address, frame.length, format, attributes, bits_per_pixel,
-            frame.size.height, frame.size.width, frame.stride);
-        if (result && frame.address)
-            frame_swapped(surface);
+        if (!build_message<in::egl_swap_buffers, EGLBoolean>(
+                *self, nullptr, display, surface, frame.address, frame.length, format, attributes,
+                bits_per_pixel, frame.size.height, frame.size.width, frame.stride))
+            return EGL_FALSE;
+        const std::optional<return_value> answer = self->messages.send_swap(surface);
+        if (!answer) {
+            show_arrived_frames(); // the one before this
+            return EGL_TRUE;
+        }
+        const auto result = result_of<EGLBoolean>(*answer);
+        if (frame.address)
+            frame_swapped(surface, result == EGL_TRUE);
         return result;
     }
 };

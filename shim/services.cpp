@@ -6,7 +6,6 @@
 #include "shim/shared_blocks.h"
 #include "shim/sync_objects.h"
 #include "shim/target_calls.h"
-#include "shim/thread_state.h"
 #include "shim/windows.h"
 
 #include <EGL/egl.h>
@@ -149,13 +148,6 @@ uint32_t attribute_list_bytes(const EGLint* list)
     return (count + 1) * static_cast<uint32_t>(sizeof(EGLint));
 }
 
-window_size frame_size_for(const thread_state* self)
-{
-    if (!self)
-        return screen_size();
-    return frame_size(self->swapping ? self->swapping : self->current.draw);
-}
-
 const char* process_name()
 {
     static char name[256];
@@ -191,7 +183,7 @@ void not_built(const char* what)
 }
 
 /// Fills the answer of one service. What isn't named here keeps its zeros.
-void answer_service(thread_state* self, uint32_t type, fields request, service_answer& answer)
+void answer_service(void* surface, uint32_t type, fields request, service_answer& answer)
 {
     switch (type) {
     case out::allocate_memory_block:
@@ -204,12 +196,12 @@ void answer_service(thread_state* self, uint32_t type, fields request, service_a
         answer.set(attribute_list_bytes(request.pointer<const EGLint>()));
         break;
     case out::get_fb_height:
-        answer.set(frame_size_for(self).height);
-        note_told_height(frame_size_for(self).height);
+        answer.set(frame_size(surface).height);
+        note_told_height(frame_size(surface).height);
         break;
     case out::get_fb_width:
-        answer.set(frame_size_for(self).width);
-        note_told_width(frame_size_for(self).width);
+        answer.set(frame_size(surface).width);
+        note_told_width(frame_size(surface).width);
         break;
     case out::get_string_length: {
         const char* text = request.pointer<const char>();
@@ -304,7 +296,7 @@ uint32_t request_length(const wire::header& request)
     return request.size;
 }
 
-bool serve(thread_state* self, const wire::header& request, const uint8_t* payload, uint32_t length,
+bool serve(void* surface, const wire::header& request, const uint8_t* payload, uint32_t length,
            service_answer& answer)
 {
     const service_shape* shape = shape_of(request.type);
@@ -315,7 +307,7 @@ bool serve(thread_state* self, const wire::header& request, const uint8_t* paylo
         say(gate::error, "A request of type %u has %u bytes of arguments instead of %u; the answer is zeros.",
             request.type, length, shape->payload);
     else
-        answer_service(self, request.type, {payload, length}, answer);
+        answer_service(surface, request.type, {payload, length}, answer);
     return shape->waits;
 }
 

@@ -29,9 +29,9 @@ struct service_answer
 uint32_t request_length(const wire::header& request);
 
 /// Serves one request whose payload of `length` bytes is at `payload`. Returns whether the library waits for
-/// a confirmation, and then `answer` is what it carries. The process-wide lock is held. `self` is the calling
-/// thread, or null.
-bool serve(thread_state* self, const wire::header& request, const uint8_t* payload, uint32_t length,
+/// a confirmation, and then `answer` is what it carries. The process-wide lock is held. `surface` is the
+/// one whose frame the call would write, or null.
+bool serve(void* surface, const wire::header& request, const uint8_t* payload, uint32_t length,
            service_answer& answer);
 
 /// Forgets the blocks that were allocated for the library. They stay allocated.

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -42,6 +43,7 @@ public:
     uint8_t* area() override { return _shared + area_offset; }
     uint64_t area_size() override { return device_link::area_size; }
     int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t capacity) override;
+    bool post(const void* message, uint32_t length) override;
     int32_t read(void* answer, uint32_t capacity) override;
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
                           uint32_t stride_pixels) override;
@@ -54,7 +56,11 @@ private:
     bool shake_hands();
     bool receive_welcome(int* shared_memory);
     bool map_shared(int shared_memory);
+    void address(const void* message, uint32_t length, void* answer, uint32_t capacity);
+    void begin(operation what);
+    int32_t end();
     int32_t request(operation what);
+    bool wait_for_post();
     bool hung_up() const;
     mailbox& box() { return *reinterpret_cast<mailbox*>(_shared); }
 
@@ -63,7 +69,10 @@ private:
     pid_t _process = 0;
     bool _counts_frames = false;
     bool _gone = false;
+    uint32_t _finished_frames = 0; // while the mailbox was away
+    bool _posted = false;          // and the mailbox has not come back yet
     bool _frames_compressed = false;
+    uint32_t _length = 0; // of the message that is answered next
     waiting_habits _habits;
 };
 
@@ -182,18 +191,24 @@ bool socket_transport::hung_up() const
     return poll(&look, 1, 0) > 0;
 }
 
-/// Hands the mailbox to the simulator and waits for it to come back.
-int32_t socket_transport::request(operation what)
+/// Hands the mailbox to the simulator.
+void socket_transport::begin(operation what)
 {
-    if (_gone)
-        return -1;
+    const int saved_errno = errno;
+    box().operation = static_cast<uint32_t>(what);
+    box().finished_frames += std::exchange(_finished_frames, 0);
+    _length = box().message_length;
+    hand_over(box().turn, turn_simulator);
+    errno = saved_errno;
+}
+
+/// Waits for it to come back.
+int32_t socket_transport::end()
+{
     const int saved_errno = errno;
     mailbox& post = box();
-    post.operation = static_cast<uint32_t>(what);
-    const uint32_t length = post.message_length;
-    hand_over(post.turn, turn_simulator);
     uint32_t turn;
-    while ((turn = wait_as_usual(post.turn, turn_simulator, look_for_hang_up_ms, _habits, length)) ==
+    while ((turn = wait_as_usual(post.turn, turn_simulator, look_for_hang_up_ms, _habits, _length)) ==
            turn_simulator) {
         if (hung_up())
             break;
@@ -206,18 +221,51 @@ int32_t socket_transport::request(operation what)
     return -1;
 }
 
-int32_t socket_transport::exchange(const void* message, uint32_t length, void* answer, uint32_t capacity)
+int32_t socket_transport::request(operation what)
+{
+    if (_gone)
+        return -1;
+    begin(what);
+    return end();
+}
+
+/// Until it has been taken, the mailbox isn't ours.
+bool socket_transport::wait_for_post()
+{
+    return !_gone && (!std::exchange(_posted, false) || end() >= 0);
+}
+
+void socket_transport::address(const void* message, uint32_t length, void* answer, uint32_t capacity)
 {
     mailbox& post = box();
     post.message = target_address(message);
     post.message_length = length;
     post.answer = target_address(answer);
     post.answer_capacity = capacity;
+}
+
+int32_t socket_transport::exchange(const void* message, uint32_t length, void* answer, uint32_t capacity)
+{
+    if (!wait_for_post())
+        return -1;
+    address(message, length, answer, capacity);
     return request(operation::exchange);
+}
+
+bool socket_transport::post(const void* message, uint32_t length)
+{
+    if (!wait_for_post())
+        return false;
+    address(message, length, nullptr, 0);
+    begin(operation::post);
+    _posted = true;
+    return true;
 }
 
 int32_t socket_transport::read(void* answer, uint32_t capacity)
 {
+    if (!wait_for_post())
+        return -1;
     mailbox& post = box();
     post.answer = target_address(answer);
     post.answer_capacity = capacity;
@@ -227,6 +275,8 @@ int32_t socket_transport::read(void* answer, uint32_t capacity)
 void socket_transport::set_frame_buffer(const void* address, uint32_t width, uint32_t height,
                                         uint32_t bits_per_pixel, uint32_t stride_pixels)
 {
+    if (!wait_for_post())
+        return;
     mailbox& post = box();
     post.frame_buffer = target_address(address);
     post.frame_buffer_width = width;
@@ -238,8 +288,8 @@ void socket_transport::set_frame_buffer(const void* address, uint32_t width, uin
 void socket_transport::frame_finished()
 {
     if (_counts_frames)
-        ++box().finished_frames;
-    else
+        ++(_posted ? _finished_frames : box().finished_frames);
+    else if (wait_for_post())
         request(operation::frame_finished);
 }
 

@@ -1,12 +1,14 @@
 #include "shim/thread_state.h"
 
 #include "shim/log.h"
+#include "shim/windows.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 
 namespace shim {
 
@@ -25,8 +27,11 @@ pthread_once_t exit_key_once = PTHREAD_ONCE_INIT;
 void release_thread(void* state)
 {
     auto* self = static_cast<thread_state*>(state);
-    if (self->life == connection_life())
+    if (self->life == connection_life()) {
         self->messages.flush();
+        finish_late_swaps(); // it may lie in this thread's memory
+        show_arrived_frames();
+    }
     state_of_this_thread = nullptr;
     delete self;
 }
@@ -36,6 +41,10 @@ void flush_at_exit()
     thread_state* self = state_of_this_thread;
     if (self && self->life == connection_life())
         self->messages.flush();
+    if (has_device()) {
+        finish_late_swaps();
+        show_arrived_frames();
+    }
 }
 
 void create_exit_key()
@@ -79,8 +88,9 @@ message_builder::message_builder(thread_state& self) : self_{self}, memory_{take
 
 message_builder::~message_builder()
 {
-    if (memory_.slot < 0 || self_.life == connection_life())
-        give_back_message_memory(memory_);
+    for (const message_memory& memory : {memory_, spare_})
+        if (memory.slot < 0 || self_.life == connection_life())
+            give_back_message_memory(memory);
 }
 
 uint8_t* message_builder::begin(uint32_t type, uint64_t size)
@@ -161,25 +171,53 @@ return_value message_builder::send()
     return send_all(memory_.base, used_);
 }
 
+std::optional<return_value> message_builder::send_swap(void* surface)
+{
+    if (!self_.batching || !long_message_.empty() || !swap_will_succeed(surface))
+        return send();
+    if (!spare_.base)
+        spare_ = take_message_memory();
+    ++commands_;
+    used_ += begun_;
+    complete_batch(memory_.base, used_);
+    if (!converse_later(memory_.base, used_, surface)) {
+        const return_value answer = converse(self_, memory_.base, used_);
+        begin_anew();
+        return answer;
+    }
+    std::swap(memory_, spare_);
+    begin_anew();
+    return {};
+}
+
 void message_builder::flush()
 {
     if (commands_)
         send_all(memory_.base, used_);
 }
 
+void message_builder::complete_batch(uint8_t* base, uint32_t length)
+{
+    wire::store_header(base, {length, wire::inbound::batch_commands, self_.pid, self_.tid});
+    std::memcpy(base + wire::header_size, &commands_, 4);
+}
+
 return_value message_builder::send_all(uint8_t* base, uint32_t length)
 {
-    if (self_.batching) {
-        wire::store_header(base, {length, wire::inbound::batch_commands, self_.pid, self_.tid});
-        std::memcpy(base + wire::header_size, &commands_, 4);
-    }
+    if (self_.batching)
+        complete_batch(base, length);
     const return_value answer = converse(self_, base, length);
+    begin_anew();
+    return answer;
+}
+
+void message_builder::begin_anew()
+{
     used_ = self_.batching ? batch_head : 0;
     blocks_ = 0;
     commands_ = 0;
     begun_ = 0;
     long_message_ = {};
-    return answer;
 }
 
 } // namespace shim

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace shim {
@@ -44,16 +45,22 @@ public:
     /// Sends the message that was begun, behind all that wait, and returns its answer.
     return_value send();
 
+    /// The same for a swap of `surface` whose answer may be left for later; nothing when it is.
+    std::optional<return_value> send_swap(void* surface);
+
     /// Sends what waits.
     void flush();
 
     bool has_waiting() const { return commands_ != 0; }
 
 private:
+    void complete_batch(uint8_t* base, uint32_t length);
     return_value send_all(uint8_t* base, uint32_t length);
+    void begin_anew();
 
     thread_state& self_;
     message_memory memory_;
+    message_memory spare_;  // for the time that a message whose answer is left for later lies in `memory_`
     uint32_t used_ = 0;     // bytes of messages, the head of the batch included
     uint32_t blocks_ = 0;   // bytes of copied blocks, taken from the end of the memory
     uint32_t commands_ = 0; // calls that wait

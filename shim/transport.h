@@ -26,6 +26,14 @@ public:
     virtual int32_t exchange(const void* message, uint32_t length, void* answer,
                              uint32_t answer_capacity) = 0;
 
+    /// Writes a message, which must stay as it is until it has been answered. `read` takes the answers, in
+    /// the order of the messages; two of one thread may be out at a time, and no `exchange` may begin
+    /// meanwhile but to confirm. False when this transport can't do that, and nothing has been sent.
+    virtual bool post([[maybe_unused]] const void* message, [[maybe_unused]] uint32_t length)
+    {
+        return false;
+    }
+
     /// Reads more of an answer. -1 when the device is gone.
     virtual int32_t read(void* answer, uint32_t answer_capacity) = 0;
 

@@ -163,7 +163,7 @@ void vk_swapchain::show(uint32_t index)
         if (!compress_frame(pixels.get(), screen.size, to))
             return;
     }
-    frame_swapped(&surface);
+    frame_swapped(&surface, true);
 }
 
 /// From rows of the images to rows of the frame buffer, which may begin at the same place.

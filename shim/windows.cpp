@@ -6,14 +6,18 @@
 #include "shim/process_lock.h"
 #include "shim/shared_blocks.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <new>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <utility>
 
 namespace shim {
 
@@ -24,11 +28,24 @@ namespace {
 /// Behind a block that the device shares it may be written, and nobody reads it.
 constexpr size_t guard_span = size_t{16} << 20;
 
+struct frame
+{
+    frame_memory memory;
+    window_size size;
+};
+
 struct surface_record
 {
     uint64_t native_window = 0;
     window_size size;
-    frame_memory memory;
+    frame frames[2]; // the second one is for swaps whose answer is left for later
+    uint32_t next = 0;
+    bool swapped = false;     // the last swap went well
+    uint32_t out = 0;         // frames whose answers are still to be taken
+    frame* arrived = nullptr; // its answer was, and it is still to be shown
+
+    frame& current() { return frames[next]; }
+    frame& oldest_out() { return frames[(next + out) % std::size(frames)]; }
 };
 
 // All guarded by windows_lock and never destroyed.
@@ -36,6 +53,7 @@ process_lock& windows_lock = *new process_lock;
 std::map<void*, surface_record>& surfaces = *new std::map<void*, surface_record>;
 window_server* server = nullptr;
 window_size told;
+std::atomic<int> arrived_frames{0};
 
 window_size size_of_window_locked(uint64_t native_window)
 {
@@ -47,13 +65,15 @@ window_size size_of_window_locked(uint64_t native_window)
 
 frame_buffer frame_buffer_locked(surface_record& record, window_size size)
 {
-    if (size.width && size.height && size != record.size) {
-        record.memory.release();
+    if (size.width && size.height)
         record.size = size;
+    frame& to = record.current();
+    if (!to.memory.pixels() || to.size != record.size) {
+        to.size = record.size;
+        if (!to.memory.make(to.size))
+            return {};
     }
-    if (!record.memory.pixels() && !record.memory.make(record.size))
-        return {};
-    return {record.memory.pixels(), frame_memory::length(record.size), record.size, record.size.width};
+    return {to.memory.pixels(), frame_memory::length(to.size), to.size, to.size.width};
 }
 
 size_t round_up(size_t number, size_t step)
@@ -61,13 +81,28 @@ size_t round_up(size_t number, size_t step)
     return (number + step - 1) / step * step;
 }
 
-void show_frame(const surface_record& record, bool compressed)
+void show_frame(uint64_t native_window, const frame& shown, bool compressed)
 {
     std::unique_ptr<uint8_t[]> pixels;
-    if (compressed && !(pixels = decompress_frame(record.memory.pixels(), record.size)))
+    if (compressed && !(pixels = decompress_frame(shown.memory.pixels(), shown.size)))
         return;
-    server->show(record.native_window,
-                 {compressed ? pixels.get() : record.memory.pixels(), record.size, record.size.width});
+    server->show(native_window,
+                 {compressed ? pixels.get() : shown.memory.pixels(), shown.size, shown.size.width});
+}
+
+frame_notice notice_of(const frame& finished)
+{
+    return {finished.memory.pixels(), finished.size.width, finished.size.height};
+}
+
+void forget_surface(void* surface)
+{
+    const auto found = surfaces.find(surface);
+    if (found == surfaces.end())
+        return;
+    if (found->second.arrived)
+        --arrived_frames;
+    surfaces.erase(found);
 }
 
 surface_record* find_surface(void* surface)
@@ -161,24 +196,35 @@ window_size size_of_window(uint64_t native_window)
 void add_window_surface(void* surface, uint64_t native_window)
 {
     const std::lock_guard<process_lock> guard{windows_lock};
+    forget_surface(surface);
     surface_record& record = surfaces[surface];
-    record.memory.release();
     record.native_window = native_window;
     record.size = size_of_window_locked(native_window);
 }
 
 void remove_window_surface(void* surface)
 {
+    finish_late_swaps(); // which writes to the memory that goes
+    show_arrived_frames();
     const std::lock_guard<process_lock> guard{windows_lock};
-    surfaces.erase(surface);
+    forget_surface(surface);
 }
 
 frame_buffer frame_buffer_for_swap(void* surface)
 {
-    const std::lock_guard<process_lock> guard{windows_lock};
+    std::unique_lock<process_lock> guard{windows_lock};
     surface_record* record = find_surface(surface);
-    return record ? frame_buffer_locked(*record, size_of_window_locked(record->native_window))
-                  : frame_buffer{};
+    if (!record)
+        return {};
+    const window_size size = size_of_window_locked(record->native_window);
+    if (record->out && size != record->size) {
+        // The library may ask for the size of the frame that is out.
+        guard.unlock();
+        finish_late_swaps();
+        guard.lock();
+        record = find_surface(surface);
+    }
+    return record ? frame_buffer_locked(*record, size) : frame_buffer{};
 }
 
 frame_buffer frame_buffer_of_size(void* surface, window_size size)
@@ -225,27 +271,79 @@ bool show_image(void* surface, const frame_view& image)
             return true;
         if (server)
             server->show(record->native_window, image);
-        notice = {record->memory.pixels(), record->size.width, record->size.height};
+        notice = notice_of(record->current());
     }
     announce_frame(notice);
     return true;
 }
 
-void frame_swapped(void* surface)
+void frame_swapped(void* surface, bool swapped)
 {
     frame_notice notice;
     const bool compressed = frames_are_compressed();
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
-        const uint8_t* pixels = record ? record->memory.pixels() : nullptr;
-        if (!pixels)
+        if (!record || !record->current().memory.pixels())
+            return;
+        record->swapped = swapped;
+        if (!swapped)
             return;
         if (server)
-            show_frame(*record, compressed);
-        notice = {pixels, record->size.width, record->size.height};
+            show_frame(record->native_window, record->current(), compressed);
+        notice = notice_of(record->current());
     }
     announce_frame(notice);
+}
+
+bool swap_will_succeed(void* surface)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    const surface_record* record = find_surface(surface);
+    return record && record->swapped;
+}
+
+void frame_is_out(void* surface)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    if (surface_record* record = find_surface(surface)) {
+        ++record->out;
+        record->next ^= 1;
+    }
+}
+
+void frame_arrived(void* surface, bool swapped)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    surface_record* record = find_surface(surface);
+    if (!record || !record->out)
+        return;
+    frame* const arrived = &record->oldest_out();
+    --record->out;
+    record->swapped = swapped;
+    if (swapped && !std::exchange(record->arrived, arrived))
+        ++arrived_frames;
+}
+
+void show_arrived_frames()
+{
+    while (arrived_frames.load(std::memory_order_acquire)) {
+        frame_notice notice;
+        const bool compressed = frames_are_compressed();
+        {
+            const std::lock_guard<process_lock> guard{windows_lock};
+            const auto found = std::find_if(surfaces.begin(), surfaces.end(),
+                                            [](const auto& entry) { return entry.second.arrived; });
+            if (found == surfaces.end())
+                return;
+            const frame& arrived = *std::exchange(found->second.arrived, nullptr);
+            --arrived_frames;
+            if (server)
+                show_frame(found->second.native_window, arrived, compressed);
+            notice = notice_of(arrived);
+        }
+        announce_frame(notice);
+    }
 }
 
 void forget_windows()
@@ -253,8 +351,10 @@ void forget_windows()
     windows_lock.revive();
     // Frame buffers stay mapped: in a forked child they are a copy that nothing refers to any more.
     for (auto& [surface, record] : surfaces)
-        record.memory.forget();
+        for (frame& each : record.frames)
+            each.memory.forget();
     surfaces.clear();
+    arrived_frames = 0;
     server = nullptr;
     told = {};
 }

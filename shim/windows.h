@@ -104,8 +104,21 @@ window_size told_frame_size();
 void note_told_width(uint32_t width);
 void note_told_height(uint32_t height);
 
-/// A swap has returned: shows the frame, and tells the device.
-void frame_swapped(void* surface);
+/// A swap has returned. When it went well, shows the frame and tells the device.
+void frame_swapped(void* surface, bool swapped);
+
+/// Whether a swap of this surface can be taken for granted, since the one before it went well.
+bool swap_will_succeed(void* surface);
+
+/// A swap whose answer will be collected later has been sent; the next frame gets memory of its own. With the
+/// process-wide lock held, as in the next one.
+void frame_is_out(void* surface);
+
+/// The answer to that swap is there.
+void frame_arrived(void* surface, bool swapped);
+
+/// Shows the frames that have arrived and tells the device. Any thread, without the process-wide lock.
+void show_arrived_frames();
 
 /// The same for a frame that isn't in the surface's frame buffer yet, where nobody would look for it there.
 /// Otherwise false, and nothing is done.

@@ -139,8 +139,11 @@ bool connection::serve_one(const link_request& request)
     switch (static_cast<operation>(request.operation)) {
     case operation::exchange:
         return exchange(request);
+    case operation::post:
+        return post(request);
     case operation::read:
         deliver(request);
+        count();
         return true;
     case operation::frame_finished:
         finish_frame();
@@ -151,11 +154,11 @@ bool connection::serve_one(const link_request& request)
     return false;
 }
 
-bool connection::exchange(const link_request& request)
+/// Copies the message of the request and hands it to the library. False when the connection is to be ended.
+bool connection::take_message(const link_request& request)
 {
-    const auto begin = std::chrono::steady_clock::now();
-    if (request.message_length > device_link::window_size || _delivered != _model->answers().size()) {
-        complain("a message is too long, or comes before the last answer was taken; the connection is ended");
+    if (request.message_length > device_link::window_size) {
+        complain("a message is too long; the connection is ended");
         return false;
     }
     std::vector<uint8_t>& message = _incoming;
@@ -169,9 +172,29 @@ bool connection::exchange(const link_request& request)
                      static_cast<int>(_who.process), _application.c_str(), _talk->refusal());
         return false;
     }
+    send_own(message);
+    return true;
+}
+
+bool connection::post(const link_request& request)
+{
+    const bool taken = take_message(request);
+    if (taken)
+        _link.answer(0);
+    return taken;
+}
+
+bool connection::exchange(const link_request& request)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    if (_delivered != _model->answers().size()) {
+        complain("a message comes before the last answer was taken; the connection is ended");
+        return false;
+    }
     _model->answers().clear();
     _delivered = 0;
-    send_own(message);
+    if (!take_message(request))
+        return false;
     deliver(request);
     count();
     using namespace std::chrono;

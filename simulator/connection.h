@@ -75,6 +75,8 @@ private:
     void serve();
     bool serve_one(const link_request& request);
     bool exchange(const link_request& request);
+    bool post(const link_request& request);
+    bool take_message(const link_request& request);
     void deliver(const link_request& request);
     void read_answer();
     bool told_pointer_size();

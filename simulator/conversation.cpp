@@ -1,5 +1,6 @@
 #include "conversation.h"
 
+#include "protocol.h"
 #include "wire/answer_sizes.h"
 
 #include <algorithm>
@@ -112,8 +113,10 @@ bool conversation::admit_confirmation(std::span<const uint8_t> message)
 
 bool conversation::admit_call(std::span<const uint8_t> message, const wire::header& head)
 {
-    // One call of a process at a time: the library's answers of two would mix.
-    if (_open)
+    // The library's answers to calls of two threads would mix; to batches of one thread they come in order.
+    const bool may_follow = _answerable && head.tid == _thread && _open < device_link::most_posted &&
+                            head.type == wire::inbound::batch_commands;
+    if (_open && !may_follow)
         return refuse("a call begins before the one before it has ended");
     if (!_threads.contains(head.tid) && _threads.size() >= most_threads)
         return refuse("too many threads");
@@ -121,7 +124,7 @@ bool conversation::admit_call(std::span<const uint8_t> message, const wire::head
         return false;
     _threads.insert(head.tid);
     _thread = head.tid;
-    _open = true;
+    ++_open;
     _answerable = will_be_answered(head.type);
     _business = true;
     if (head.type != wire::inbound::batch_commands)
@@ -196,7 +199,7 @@ bool conversation::will_be_answered(uint32_t type) const
 void conversation::abandon_unanswered_call()
 {
     if (!_answerable && !_pending_request)
-        _open = false;
+        _open = 0;
 }
 
 void conversation::block_written(uint64_t address, std::span<const uint8_t> bytes)
@@ -240,9 +243,9 @@ void conversation::take_answer(std::span<const uint8_t> message)
 {
     const wire::header head = wire::load_header(message.data());
     if (head.type == wire::outbound::leave_message_processing_loop) {
-        _open = false;
+        _open -= _open != 0;
         _pending_request = 0;
-        if (_last_call_terminates)
+        if (_last_call_terminates && !_open)
             _business = false;
     } else if (!wants_no_confirmation(head.type)) {
         // Of several requests in one answer only the last can be one that is waited for.

@@ -47,7 +47,7 @@ public:
     /// Whether the library will send something now: reading its channel otherwise would never return.
     bool answer_due() const { return _open && _answerable && !_pending_request; }
     /// A call was sent and has not been released yet.
-    bool in_call() const { return _open; }
+    bool in_call() const { return _open != 0; }
     /// Forgets an open call that the library will not release by itself.
     void abandon_unanswered_call();
     /// The library waits for a confirmation of this outbound type; 0 when it doesn't.
@@ -84,9 +84,9 @@ private:
     std::vector<uint8_t> _partial_answer;
     bool _desynchronised = false;
 
-    bool _open = false;       // a call is open until the library releases it
-    bool _answerable = false; // and the library will release it
-    uint64_t _thread = 0;     // the thread of the open call, or of the last one
+    uint32_t _open = 0;       // calls that the library has not released yet, all of one thread
+    bool _answerable = false; // and the library will release them
+    uint64_t _thread = 0;     // the thread of the open calls, or of the last one
     uint32_t _pending_request = 0;
     bool _business = false;
     bool _last_call_terminates = false;

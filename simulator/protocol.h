@@ -17,7 +17,7 @@
 namespace device_link {
 
 inline constexpr uint32_t magic = 0x524c565a; // "ZVLR"
-inline constexpr uint32_t version = 3;
+inline constexpr uint32_t version = 4;
 
 /// Environment of a target process.
 inline constexpr char socket_variable[] = "ZELVAR_SOCKET";
@@ -72,6 +72,7 @@ enum class operation : uint32_t
     exchange = 1, // write the message, then read the answer
     read = 2,     // read more of the answer
     frame_finished = 3,
+    post = 4, // write the message; its answer is read later, and another one may be posted before
 };
 
 /// Whose turn it is. The waiting side adds `asleep` before it sleeps, so that the other one makes the system
@@ -109,6 +110,9 @@ static_assert(sizeof(mailbox) == 64 && std::atomic<uint32_t>::is_always_lock_fre
 static_assert(offsetof(mailbox, message) == 8 && offsetof(mailbox, message_length) == 16);
 static_assert(offsetof(mailbox, answer) == 24 && offsetof(mailbox, result) == 32);
 static_assert(offsetof(mailbox, frame_buffer) == 40 && offsetof(mailbox, frame_buffer_stride) == 60);
+
+/// Messages of one thread whose answers haven't been read; they come in the order of the messages.
+inline constexpr uint32_t most_posted = 2;
 
 inline constexpr uint32_t window_offset = 4096; // from the start of the shared memory
 inline constexpr uint32_t window_size = 32u << 20;

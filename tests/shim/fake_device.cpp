@@ -29,10 +29,9 @@ transport* open_transport()
 
 namespace shim_test {
 
-int32_t fake_device::exchange(const void* message, uint32_t length, void* answer, uint32_t answer_capacity)
+/// Records a message and plays the reply to it.
+void fake_device::take(const void* message, uint32_t length)
 {
-    if (gone)
-        return -1;
     const auto* first = static_cast<const uint8_t*>(message);
     const std::vector<uint8_t> copy(first, first + length);
     const bool is_settings = load<uint32_t>(copy, 4) == 2;
@@ -49,7 +48,22 @@ int32_t fake_device::exchange(const void* message, uint32_t length, void* answer
         replies.pop_front();
     }
     pending_.insert(pending_.end(), reply.get().begin(), reply.get().end());
+}
+
+int32_t fake_device::exchange(const void* message, uint32_t length, void* answer, uint32_t answer_capacity)
+{
+    if (gone)
+        return -1;
+    take(message, length);
     return pending_.empty() ? 0 : read(answer, answer_capacity);
+}
+
+bool fake_device::post(const void* message, uint32_t length)
+{
+    if (gone || !takes_posts)
+        return false;
+    take(message, length);
+    return true;
 }
 
 int32_t fake_device::read(void* answer, uint32_t answer_capacity)

@@ -4,6 +4,7 @@
 #include "shim/transport.h"
 #include "shim/wire_bytes.h"
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <gtest/gtest.h>
@@ -36,15 +37,17 @@ public:
     bool keep_settings_exchange = false; // in `sent`
     bool compresses_frames = false;
     bool counts_frames = false;
+    bool takes_posts = false;
 
     // The record.
     std::vector<std::vector<uint8_t>> sent;
     std::vector<frame_record> frame_buffers;
-    int frames = 0;
+    std::atomic<int> frames = 0;
 
     uint8_t* window() override { return window_.data(); }
     uint64_t window_size() override { return window_.size(); }
     int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t answer_capacity) override;
+    bool post(const void* message, uint32_t length) override;
     int32_t read(void* answer, uint32_t answer_capacity) override;
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
                           uint32_t stride_pixels) override;
@@ -59,6 +62,8 @@ public:
     }
 
 private:
+    void take(const void* message, uint32_t length);
+
     std::vector<uint8_t> window_;
     std::vector<uint8_t> pending_;
 };

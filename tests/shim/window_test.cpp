@@ -1,6 +1,7 @@
 // Window surfaces, their frame buffers, and what a swap says and does.
 
 #include "shim/fake_device.h"
+#include "shim/fake_window_server.h"
 #include "shim/target_names.h"
 #include "shim/windows.h"
 #include "tpakutil/tpak_main.h"
@@ -12,29 +13,6 @@
 using namespace shim_test;
 
 namespace {
-
-/// A window server with one window, number 77.
-class fake_server : public shim::window_server
-{
-public:
-    shim::window_size size{100, 50};
-    uint32_t shown = 0;
-    shim::frame_view last;
-    std::vector<uint8_t> last_pixels;
-
-    bool size_of(uint64_t window, shim::window_size& out) override
-    {
-        out = size;
-        return window == 77;
-    }
-    void show(uint64_t, const shim::frame_view& frame) override
-    {
-        ++shown;
-        last = frame;
-        last_pixels.assign(frame.pixels, frame.pixels + size_t{frame.stride} * frame.size.height * 4);
-    }
-    uint32_t visual() override { return 0x21; }
-};
 
 struct swap_fields
 {

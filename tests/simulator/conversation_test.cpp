@@ -53,6 +53,24 @@ TEST_F(talk, a_call_is_open_until_it_is_released)
     EXPECT_EQ(subject.calls(), 1u);
 }
 
+TEST_F(talk, a_second_batch_of_the_thread_may_follow_and_no_other_call)
+{
+    const bytes inner = message(66, {1, 0, 0, 0});
+    const bytes batch = message(1, joined({{1, 0, 0, 0}, inner}));
+    const bytes of_another_thread = message(1, joined({{1, 0, 0, 0}, inner}), 10);
+    ASSERT_TRUE(batching.admit(batch));
+    EXPECT_FALSE(batching.admit(of_another_thread));
+    EXPECT_FALSE(batching.admit(inner)) << "alone it might be answered in between";
+    EXPECT_TRUE(batching.admit(batch));
+    EXPECT_FALSE(batching.admit(batch)) << "two are the most";
+    batching.answered(leave);
+    EXPECT_TRUE(batching.in_call());
+    EXPECT_TRUE(batching.answer_due());
+    batching.answered(leave);
+    EXPECT_FALSE(batching.in_call());
+    EXPECT_TRUE(batching.admit(of_another_thread));
+}
+
 TEST_F(talk, requests_are_found_wherever_the_answer_is_cut)
 {
     // The size word of type 458 leaves out its payload of 12 bytes.

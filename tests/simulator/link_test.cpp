@@ -141,6 +141,14 @@ TEST_F(simulator_link, answers_come_whole_whatever_the_size_of_reads)
     end();
 }
 
+TEST_F(simulator_link, a_batch_may_follow_one_that_is_not_answered_yet)
+{
+    begin(true);
+    EXPECT_EQ(run({"posts", "500"}), 0);
+    end();
+    EXPECT_EQ(sums.calls, 2u + 500 + 1);
+}
+
 TEST_F(simulator_link, the_pointer_width_is_told_without_waking_the_target)
 {
     begin();
@@ -206,7 +214,8 @@ class every_death : public simulator_link
 TEST_P(every_death, ends_the_business_of_the_target)
 {
     for (const bool batch : {false, true}) {
-        if (!batch && std::string(GetParam()) == "kill-in-batch")
+        const std::string death = GetParam();
+        if (!batch && (death == "kill-in-batch" || death == "kill-posted"))
             continue;
         begin(batch);
         const int status = run({GetParam()});
@@ -220,7 +229,7 @@ TEST_P(every_death, ends_the_business_of_the_target)
 }
 INSTANTIATE_TEST_SUITE_P(, every_death,
                          testing::Values("kill-idle", "kill-in-call", "kill-in-batch", "kill-in-service",
-                                         "kill-in-unanswered", "leave"),
+                                         "kill-posted", "kill-in-unanswered", "leave"),
                          [](const auto& each) {
                              std::string name = each.param;
                              std::replace(name.begin(), name.end(), '-', '_');
@@ -279,7 +288,7 @@ class every_rubbish : public simulator_link
 TEST_P(every_rubbish, costs_its_own_connection_only)
 {
     const std::string kind = GetParam();
-    begin(kind == "other-process-inside" || kind == "batch-in-batch");
+    begin(kind == "other-process-inside" || kind == "batch-in-batch" || kind == "third-post");
     const int before = count_descriptors();
     const pid_t other = start({"serve", "2000"});
     testing::internal::CaptureStderr();
@@ -301,8 +310,9 @@ INSTANTIATE_TEST_SUITE_P(, every_rubbish,
                                          "other-process-inside", "batch-in-batch", "batch-with-batches-off",
                                          "confirms-nothing", "wrong-confirmation", "longer-confirmation",
                                          "other-thread-confirms", "call-inside-call", "reads-instead",
-                                         "threads", "leaves-answer", "too-long", "bad-message-address",
-                                         "bad-answer-address", "bad-operation", "bad-turn"),
+                                         "threads", "third-post", "leaves-answer", "too-long",
+                                         "bad-message-address", "bad-answer-address", "bad-operation",
+                                         "bad-turn"),
                          [](const auto& each) {
                              std::string name = each.param;
                              std::replace(name.begin(), name.end(), '-', '_');

@@ -150,8 +150,17 @@ public:
         return *reinterpret_cast<device_link::mailbox*>(_link->window() - device_link::window_offset);
     }
 
+    /// Posts a batch of one call that nobody waits for. `place` tells apart those that are out.
+    bool post_batch(uint32_t place)
+    {
+        const bytes what = batch({message(wire::inbound::egl_get_error)});
+        uint8_t* at = _link->window() + place * 4096;
+        std::memcpy(at, what.data(), what.size());
+        return _link->post(at, static_cast<uint32_t>(what.size()));
+    }
+
     /// Hands a message over and doesn't wait.
-    void post(const bytes& what)
+    void hand_over(const bytes& what)
     {
         std::memcpy(_link->window(), what.data(), what.size());
         device_link::mailbox& post = box();
@@ -254,7 +263,7 @@ int kill_idle(target& self, const std::string&)
 
 int kill_in_call(target& self, const std::string&)
 {
-    self.post(self.wrap(choose_config(self.open_display())));
+    self.hand_over(self.wrap(choose_config(self.open_display())));
     die();
 }
 
@@ -265,7 +274,7 @@ int kill_in_batch(target& self, const std::string&)
     require(self.batching(), "batches are on");
     for (int i = 0; i < 200; ++i)
         commands.push_back(message(wire::inbound::egl_get_error));
-    self.post(batch(commands));
+    self.hand_over(batch(commands));
     die();
 }
 
@@ -279,14 +288,21 @@ int kill_in_service(target& self, const std::string&)
 int kill_in_unanswered(target& self, const std::string&)
 {
     self.open_display();
-    self.post(message(5));
+    self.hand_over(message(5));
+    die();
+}
+
+int kill_posted(target& self, const std::string&)
+{
+    self.open_display();
+    require(self.post_batch(0) && self.post_batch(1), "two are taken");
     die();
 }
 
 int kill_held(target& self, const std::string&)
 {
     self.open_display();
-    self.post(message(40));
+    self.hand_over(message(40));
     std::puts("held");
     std::fflush(stdout);
     pause();
@@ -333,6 +349,34 @@ int asks_width(target& self, const std::string&)
 {
     const answer got = self.send(message(26));
     require(!got.gone && got.request == 0, "what the greeting has told is not asked");
+    return 0;
+}
+
+/// Two batches are out at any time; their answers come one behind the other.
+int posts(target& self, const std::string& argument)
+{
+    self.open_display();
+    bytes buffer(65536), stream;
+    uint32_t released = 0;
+    const auto read_until = [&](uint32_t wanted) {
+        while (released < wanted) {
+            const int32_t got = self.link().read(buffer.data(), static_cast<uint32_t>(buffer.size()));
+            require(got >= 0, "the answer comes");
+            stream.insert(stream.end(), buffer.begin(), buffer.begin() + got);
+            while (stream.size() >= wire::header_size) {
+                const wire::header head = wire::load_header(stream.data());
+                released += head.type == wire::outbound::leave_message_processing_loop;
+                stream.erase(stream.begin(), stream.begin() + head.size);
+            }
+        }
+    };
+    const auto calls = static_cast<uint32_t>(std::atoi(argument.c_str()));
+    for (uint32_t i = 0; i < calls; ++i) {
+        require(self.post_batch(i % 2), "a batch is taken");
+        read_until(i);
+    }
+    read_until(calls);
+    require(!self.call(wire::inbound::egl_get_error).gone, "a call that is waited for goes on from there");
     return 0;
 }
 
@@ -516,6 +560,14 @@ int rubbish(target& self, const std::string& kind)
         require(served >= 64 && served < 10000, "there is an end to new threads");
         return 0;
     }
+    if (kind == "third-post") {
+        self.open_display();
+        self.post_batch(0);
+        self.post_batch(1);
+        self.post_batch(2);
+        require(self.link().read(sink.data(), 100) == -1, "refused");
+        return 0;
+    }
     if (kind == "leaves-answer") {
         std::memcpy(self.link().window(), plain.data(), plain.size());
         self.link().exchange(self.link().window(), 20, sink.data(), 3);
@@ -557,11 +609,13 @@ const std::map<std::string, scenario> scenarios = {
     {"kill-in-batch", kill_in_batch},
     {"kill-in-service", kill_in_service},
     {"kill-in-unanswered", kill_in_unanswered},
+    {"kill-posted", kill_posted},
     {"kill-held", kill_held},
     {"leave", leave_without_goodbye},
     {"serve", serve},
     {"serve-on", serve_on},
     {"asks-width", asks_width},
+    {"posts", posts},
     {"small-reads", small_reads},
     {"long-message", long_message},
     {"copies", copies},

@@ -1,0 +1,93 @@
+#include "shim/late_swaps.h"
+
+#include "shim/connection.h"
+#include "shim/log.h"
+#include "shim/windows.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdint>
+#include <ctime>
+#include <pthread.h>
+
+namespace shim {
+
+namespace {
+
+enum class watch
+{
+    none,
+    running,
+    impossible,
+};
+
+// Written under the process-wide lock. Never destroyed: the thread runs until the process ends.
+watch watching = watch::none;
+std::atomic<uint32_t>& swaps = *new std::atomic<uint32_t>{0};
+/// Applications that draw all the time come back sooner.
+std::atomic<uint32_t> patience_ms{4};
+
+void be_patient()
+{
+    const uint32_t time = patience_ms.load(std::memory_order_relaxed);
+    const timespec nap{static_cast<time_t>(time / 1000), static_cast<long>(time % 1000) * 1'000'000};
+    nanosleep(&nap, nullptr);
+}
+
+void* look_after_swaps(void*)
+{
+    for (uint32_t seen = 0;;) {
+        swaps.wait(seen, std::memory_order_acquire);
+        do {
+            seen = swaps.load(std::memory_order_acquire);
+            be_patient();
+        } while (swaps.load(std::memory_order_acquire) != seen);
+        finish_late_swaps();
+        show_arrived_frames();
+    }
+    return nullptr;
+}
+
+/// The application's signals are for its own threads.
+bool start_thread()
+{
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_t thread;
+    const bool started = pthread_create(&thread, nullptr, look_after_swaps, nullptr) == 0;
+    if (started)
+        pthread_detach(thread);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return started;
+}
+
+} // namespace
+
+bool late_swaps_are_watched()
+{
+    if (watching == watch::none) {
+        watching = start_thread() ? watch::running : watch::impossible;
+        if (watching == watch::impossible)
+            say(gate::warn, "No thread can be started; each swap waits until its frame has been delivered.");
+    }
+    return watching == watch::running;
+}
+
+void note_late_swap()
+{
+    swaps.fetch_add(1, std::memory_order_release);
+    swaps.notify_one();
+}
+
+void set_late_swap_patience(uint32_t milliseconds)
+{
+    patience_ms.store(milliseconds, std::memory_order_relaxed);
+}
+
+void forget_late_swaps()
+{
+    watching = watch::none;
+}
+
+} // namespace shim

@@ -1,0 +1,195 @@
+// Swaps whose answers are left for later: what an application sees of them, and when its frames are shown.
+
+#include "shim/connection.h"
+#include "shim/fake_device.h"
+#include "shim/fake_window_server.h"
+#include "shim/late_swaps.h"
+#include "shim/target_names.h"
+
+#include <chrono>
+#include <thread>
+
+using namespace shim_test;
+
+namespace {
+
+constexpr uint32_t swap_type = 27;
+constexpr uint32_t frame_height_request = 443;
+constexpr uint32_t frame_width_request = 444;
+
+template <class T>
+T load(const std::vector<uint8_t>& bytes, size_t offset)
+{
+    T value{};
+    if (offset + sizeof value <= bytes.size())
+        std::memcpy(&value, bytes.data() + offset, sizeof value);
+    return value;
+}
+
+class late_swaps : public device_test
+{
+protected:
+    void SetUp() override
+    {
+        device_test::SetUp();
+        shim::set_late_swap_patience(600'000);
+        use_batching();
+        device->counts_frames = true;
+        device->takes_posts = true;
+        shim::use_window_server(&server);
+        device->on_message = [this](const std::vector<uint8_t>& sent) { draw_frame(sent); };
+        surface = make_surface(5);
+        make_current(surface);
+        EXPECT_EQ(swap(), EGL_TRUE) << "the first one is waited for";
+        EXPECT_EQ(server.shown, 1u);
+    }
+
+    EGLSurface make_surface(uint64_t handle)
+    {
+        device->replies = {value_and_release(bytes{}.u64(handle))};
+        return target_eglCreateWindowSurface(display, nullptr, static_cast<EGLNativeWindowType>(77), nullptr);
+    }
+
+    void make_current(EGLSurface draw)
+    {
+        device->replies = {value_and_release(bytes{}.u32(EGL_TRUE))};
+        target_eglMakeCurrent(display, draw, draw, reinterpret_cast<EGLContext>(9));
+    }
+
+    EGLBoolean swap(const bytes& reply = value_and_release(bytes{}.u32(EGL_TRUE)))
+    {
+        device->replies = {reply};
+        return target_eglSwapBuffers(display, surface);
+    }
+
+    /// What the library does in a swap: the frame's number in its first pixel.
+    void draw_frame(const std::vector<uint8_t>& sent)
+    {
+        if (load<uint32_t>(sent, sent.size() - 80 + 4) != swap_type)
+            return;
+        const auto address = load<uint64_t>(sent, sent.size() - 80 + 36);
+        if (!address)
+            return;
+        ++drawn;
+        *reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(address)) = drawn;
+        blocks.push_back(address);
+    }
+
+    uint8_t shown_frame() const { return server.last_pixels.empty() ? 0 : server.last_pixels[0]; }
+
+    const EGLDisplay display = reinterpret_cast<EGLDisplay>(0x1000);
+    EGLSurface surface = nullptr;
+    fake_server server;
+    uint8_t drawn = 0;
+    std::vector<uint64_t> blocks; // that frames were drawn to
+};
+
+TEST_F(late_swaps, show_each_frame_when_the_next_one_has_been_sent)
+{
+    swap();
+    EXPECT_EQ(drawn, 2);
+    swap();
+    EXPECT_EQ(shown_frame(), 2);
+    swap();
+    EXPECT_EQ(shown_frame(), 3);
+    EXPECT_EQ(server.shown, 3u) << "each once";
+    ASSERT_EQ(blocks.size(), 4u);
+    EXPECT_NE(blocks[2], blocks[1]) << "one is drawn while the other is shown";
+    EXPECT_EQ(blocks[3], blocks[1]);
+    EXPECT_GE(device->frames, 3);
+}
+
+TEST_F(late_swaps, are_shown_before_a_call_that_waits)
+{
+    swap();
+    uint32_t shown_at_call = 0;
+    device->on_message = [&](const std::vector<uint8_t>&) { shown_at_call = server.shown; };
+    device->replies = {release()};
+    target_glFinish();
+    EXPECT_EQ(shown_at_call, 2u);
+    EXPECT_EQ(shown_frame(), 2);
+}
+
+TEST_F(late_swaps, are_shown_though_no_call_follows)
+{
+    shim::set_late_swap_patience(1);
+    swap();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+    while (device->frames < 2 && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds{1});
+    EXPECT_EQ(device->frames, 2);
+    EXPECT_EQ(shown_frame(), 2);
+    shim::set_late_swap_patience(600'000);
+    EXPECT_EQ(swap(), EGL_TRUE) << "and the next one goes on from there";
+}
+
+TEST_F(late_swaps, that_fail_are_told_at_the_next_one)
+{
+    const bytes failure = value_and_release(bytes{}.u32(EGL_FALSE));
+    EXPECT_EQ(swap(failure), EGL_TRUE);
+    EXPECT_EQ(swap(), EGL_TRUE); // takes the failure's answer
+    EXPECT_EQ(server.shown, 1u) << "there is nothing to show of it";
+    EXPECT_EQ(swap(failure), EGL_FALSE) << "now each is waited for";
+    EXPECT_EQ(swap(failure), EGL_FALSE);
+}
+
+TEST_F(late_swaps, answer_the_size_of_their_own_surface)
+{
+    const EGLSurface other = make_surface(6);
+    server.size = {300, 80};
+    make_current(other);
+    const auto swap_with_questions = [&] {
+        device->replies = {message(frame_height_request), message(frame_width_request),
+                           value_and_release(bytes{}.u32(EGL_TRUE))};
+        EXPECT_EQ(target_eglSwapBuffers(display, other), EGL_TRUE);
+    };
+    swap_with_questions();
+    swap_with_questions();
+    device->sent.clear();
+    shim::finish_late_swaps();
+    ASSERT_EQ(device->sent.size(), 2u);
+    EXPECT_EQ(device->sent[0], confirmation(bytes{}.u32(80)).get());
+    EXPECT_EQ(device->sent[1], confirmation(bytes{}.u32(300)).get());
+}
+
+TEST_F(late_swaps, are_finished_before_their_memory_goes)
+{
+    swap();
+    server.size = {30, 20};
+    swap();
+    EXPECT_EQ(shown_frame(), 2);
+    EXPECT_EQ(server.shown, 2u) << "shown with the size that it was drawn with, before the other one";
+    EXPECT_EQ(server.last.size, (shim::window_size{100, 50}));
+    device->replies = {value_and_release(bytes{}.u32(EGL_TRUE)), value_and_release(bytes{}.u32(EGL_TRUE))};
+    target_eglDestroySurface(display, surface);
+    EXPECT_EQ(server.last.size, (shim::window_size{30, 20}));
+    EXPECT_EQ(server.shown, 3u);
+}
+
+TEST_F(late_swaps, lie_in_memory_that_calls_after_them_leave_alone)
+{
+    std::vector<uint64_t> messages;
+    device->on_message = [&](const std::vector<uint8_t>& sent) { messages.push_back(sent.size()); };
+    target_glClear(GL_COLOR_BUFFER_BIT);
+    swap();
+    const size_t with_one_call = messages.back();
+    target_glClear(GL_COLOR_BUFFER_BIT);
+    target_glClear(GL_COLOR_BUFFER_BIT);
+    swap();
+    EXPECT_EQ(messages.back(), with_one_call + 24) << "a batch begins anew";
+    EXPECT_EQ(device->sent.size(), messages.size() + 3);
+}
+
+TEST_F(late_swaps, wait_where_the_device_takes_no_second_message)
+{
+    device->takes_posts = false;
+    EXPECT_EQ(swap(), EGL_TRUE);
+    EXPECT_EQ(shown_frame(), 2);
+    EXPECT_EQ(swap(value_and_release(bytes{}.u32(EGL_FALSE))), EGL_FALSE);
+    device->takes_posts = true;
+    device->counts_frames = false; // it looks at frames, each in its turn
+    EXPECT_EQ(swap(), EGL_TRUE);
+    EXPECT_EQ(shown_frame(), 4);
+}
+
+} // namespace
