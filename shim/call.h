@@ -109,6 +109,18 @@ bool build_message(thread_state& self, const void* copy, A... arguments)
     return true;
 }
 
+/// Puts message `Id` into the batch, a call whose value is known though the library sends one. False when the
+/// call has to be sent instead.
+template <uint32_t Id, class R, class... A>
+bool leave_answered(A... arguments)
+{
+    thread_state* self = this_thread();
+    if (!self || !self->batching || !build_message<Id, R>(*self, nullptr, arguments...))
+        return false;
+    self->messages.keep_answered();
+    return true;
+}
+
 /// Sends message `Id` with these arguments. `A` are the widths on the wire: a message that has more fields
 /// than its entry point is given them all here.
 template <uint32_t Id, class R, class... A>

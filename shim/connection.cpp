@@ -7,7 +7,6 @@
 #include "shim/services.h"
 #include "shim/shared_blocks.h"
 #include "shim/sync_objects.h"
-#include "shim/thread_state.h"
 #include "shim/vertex_state.h"
 #include "shim/vk_stream.h"
 #include "shim/windows.h"
@@ -72,7 +71,7 @@ struct process_state
     answer_stream answers;
     settings current;
     frame_notice last_frame;
-    void* swaps_out[2] = {}; // surfaces of swaps whose answers are still to be taken, the oldest first
+    outgoing swaps_out[2]; // whose answers are still to be taken, the oldest first
     uint32_t swaps_out_count = 0;
     alignas(8) uint8_t settings_block[wire::settings_offset::size] = {}; // written by the library
     std::vector<bool> slot_taken;                                        // guarded by slots_lock
@@ -130,8 +129,9 @@ void take_return_value(const uint8_t* payload, uint32_t length, return_value& va
     std::memcpy(&value.value, payload + 1, std::min<uint32_t>(value.size, sizeof value.value));
 }
 
-/// Handles the first message of the stream.
-step parse_one(void* surface, return_value& value)
+/// Handles the first message of the stream, which belongs to the answer to `question`. Values for calls that
+/// nobody waits for are counted off there.
+step parse_one(outgoing& question, return_value& value)
 {
     answer_stream& stream = state.answers;
     const uint32_t available = stream.end - stream.begin;
@@ -151,13 +151,16 @@ step parse_one(void* surface, return_value& value)
         say(gate::trace, "from the device: type %u, %u bytes", request.type, size);
     switch (request.type) {
     case wire::outbound::set_return_value_message:
-        take_return_value(payload, length, value);
+        if (question.values_before)
+            --question.values_before;
+        else
+            take_return_value(payload, length, value);
         return step::consumed;
     case wire::outbound::leave_message_processing_loop:
         return step::released;
     default:
         service_answer answer;
-        if (!serve(surface, request, payload, length, answer))
+        if (!serve(question.surface, request, payload, length, answer))
             return step::consumed;
         stream.compact();
         return confirm(request, answer) ? step::answered : step::failed;
@@ -166,11 +169,11 @@ step parse_one(void* surface, return_value& value)
 
 /// The answer to the oldest message that is out: services until the release. The lock is held and the device
 /// is there.
-return_value take_answer(void* surface)
+return_value take_answer(outgoing question)
 {
     return_value value;
     for (;;) {
-        switch (parse_one(surface, value)) {
+        switch (parse_one(question, value)) {
         case step::released:
             return value;
         case step::failed:
@@ -201,12 +204,12 @@ void drop_what_is_left()
 
 void finish_oldest_swap()
 {
-    void* const surface = std::exchange(state.swaps_out[0], state.swaps_out[1]);
+    const outgoing swap = std::exchange(state.swaps_out[0], state.swaps_out[1]);
     --state.swaps_out_count;
-    const return_value answer = take_answer(surface);
+    const return_value answer = take_answer(swap);
     if (!state.swaps_out_count)
         drop_what_is_left();
-    frame_arrived(surface, answer.value != 0);
+    frame_arrived(swap.surface, answer.value != 0);
 }
 
 bool is_connected()
@@ -220,24 +223,41 @@ void finish_late_swaps_locked()
         finish_oldest_swap();
 }
 
+/// A block that the library is going to ask for lies ready, so that nobody has to come back for it.
+class offered_block
+{
+public:
+    offered_block(transport& device, uint32_t size) : device_{device}
+    {
+        if (size && device_.takes_offers() && (block_ = allocate_block(size)))
+            device_.offer_block(block_, size);
+    }
+    ~offered_block()
+    {
+        if (block_ && !device_.offer_was_taken())
+            free_block(block_);
+    }
+    offered_block(const offered_block&) = delete;
+    offered_block& operator=(const offered_block&) = delete;
+
+private:
+    transport& device_;
+    void* block_ = nullptr;
+};
+
 /// One message out, and its answer. The lock is held and the device is there.
-return_value converse_locked(void* surface, const void* message, uint32_t length)
+return_value converse_locked(const outgoing& what)
 {
     finish_late_swaps_locked();
     answer_stream& stream = state.answers;
-    if (!take(stream, state.device->exchange(message, length, stream.tail(), stream.room()))) {
+    const offered_block offer{*state.device, what.block};
+    if (!take(stream, state.device->exchange(what.message, what.length, stream.tail(), stream.room()))) {
         lose_device("a message was not taken");
         return {};
     }
-    const return_value answer = take_answer(surface);
+    const return_value answer = take_answer(what);
     drop_what_is_left();
     return answer;
-}
-
-/// The surface whose frame a call of this thread would write.
-void* surface_of(const thread_state& self)
-{
-    return self.swapping ? self.swapping : self.current.draw;
 }
 
 /// Divides the window: confirmations, memory for the threads' messages, answers.
@@ -304,7 +324,7 @@ bool open_locked()
     const auto request = settings_request(static_cast<int32_t>(getpid() & 0xffffff),
                                           static_cast<uint64_t>(syscall(SYS_gettid)));
     std::memcpy(state.slots, request.data(), request.size());
-    converse_locked(nullptr, state.slots, static_cast<uint32_t>(request.size()));
+    converse_locked({.message = state.slots, .length = static_cast<uint32_t>(request.size())});
     if (device.load(std::memory_order_acquire) == device_state::absent)
         return false;
     state.current = settings::from_block(state.settings_block);
@@ -344,7 +364,7 @@ const settings& current_settings()
     return state.current;
 }
 
-return_value converse(thread_state& self, const void* message, uint32_t length)
+return_value converse(const outgoing& what)
 {
     // Whoever waits for an answer may look at the window afterwards.
     finish_late_swaps();
@@ -352,18 +372,18 @@ return_value converse(thread_state& self, const void* message, uint32_t length)
     const std::lock_guard<process_lock> guard{conversation_lock};
     if (!is_connected())
         return {};
-    return converse_locked(surface_of(self), message, length);
+    return converse_locked(what);
 }
 
-bool converse_later(const void* message, uint32_t length, void* surface)
+bool converse_later(const outgoing& swap)
 {
     const std::lock_guard<process_lock> guard{conversation_lock};
     // A frame that the device looks into has to be announced before the next one is begun.
     if (!is_connected() || !state.device->only_counts_frames() || !late_swaps_are_watched() ||
-        !state.device->post(message, length))
+        !state.device->post(swap.message, swap.length))
         return false;
-    state.swaps_out[state.swaps_out_count++] = surface;
-    frame_is_out(surface);
+    state.swaps_out[state.swaps_out_count++] = swap;
+    frame_is_out(swap.surface);
     note_late_swap();
     if (state.swaps_out_count == std::size(state.swaps_out))
         finish_oldest_swap();

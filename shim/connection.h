@@ -10,8 +10,6 @@
 
 namespace shim {
 
-struct thread_state;
-
 /// The value that the library sent for a call; size 0 when it sent none.
 struct return_value
 {
@@ -43,14 +41,24 @@ bool has_device();
 /// The settings; valid after `connect` has returned true.
 const settings& current_settings();
 
-/// Sends `length` bytes at `message` for the calling thread and serves the library until it releases the
-/// thread. Takes the process-wide lock. A lost device yields no value.
-return_value converse(thread_state& self, const void* message, uint32_t length);
+/// A message, or a batch of them, for the device.
+struct outgoing
+{
+    const void* message = nullptr;
+    uint32_t length = 0;        // bytes
+    void* surface = nullptr;    // whose frame the call would write, if it writes one
+    uint32_t values_before = 0; // values that the library will send for calls before the last one
+    uint32_t block = 0;         // bytes of target memory that the library will ask for; 0: none is foreseen
+};
 
-/// Sends a swap of `surface` and leaves its answer for later: `finish_late_swaps`, the next call of any
+/// Sends `what` for the calling thread and serves the library until it releases the thread. Takes the
+/// process-wide lock. A lost device yields no value.
+return_value converse(const outgoing& what);
+
+/// Sends a swap of a surface and leaves its answer for later: `finish_late_swaps`, the next call of any
 /// thread, or the thread that looks after it once calls fail to come. False when that can't be, and then
 /// nothing is sent.
-bool converse_later(const void* message, uint32_t length, void* surface);
+bool converse_later(const outgoing& swap);
 
 /// Takes the answers that are still out, and tells `frame_arrived` of each.
 void finish_late_swaps();

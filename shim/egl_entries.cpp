@@ -141,8 +141,11 @@ struct entry<in::egl_create_context, decltype(eglCreateContext)>
 {
     static EGLContext call(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes)
     {
-        return send_message<in::egl_create_context, EGLContext>(display, known_config(config), share,
-                                                                attributes);
+        const auto context = send_message<in::egl_create_context, EGLContext>(display, known_config(config),
+                                                                              share, attributes);
+        if (context)
+            note_context(context, share);
+        return context;
     }
 };
 

@@ -15,7 +15,31 @@ struct entry<wire::inbound::gles30_unmap_buffer, decltype(glUnmapBuffer)>
     {
         // A target with a driver of its own unmaps between two stages; here the first is all.
         constexpr uint32_t first_stage = 1;
+        const thread_state* self = this_thread();
+        const bool surely_mapped = self && self->vertices && self->vertices->take_mapped(target);
+        // The memory that was mapped stays as it is until the library has read and freed it.
+        if (surely_mapped &&
+            leave_answered<wire::inbound::gles30_unmap_buffer, GLboolean>(target, first_stage))
+            return GL_TRUE;
         return send_message<wire::inbound::gles30_unmap_buffer, GLboolean>(target, first_stage);
+    }
+};
+
+template <>
+struct entry<wire::inbound::gles30_map_buffer_range, decltype(glMapBufferRange)>
+{
+    static void* call(GLenum target, GLintptr offset, GLsizeiptr length, GLbitfield access)
+    {
+        constexpr uint32_t id = wire::inbound::gles30_map_buffer_range;
+        thread_state* self = this_thread();
+        if (!self || !build_message<id, void*>(*self, nullptr, target, offset, length, access))
+            return nullptr;
+        const bool can_be_mapped = length > 0 && length <= INT32_MAX;
+        void* const mapped =
+            result_of<void*>(self->messages.send(can_be_mapped ? static_cast<uint32_t>(length) : 0));
+        if (mapped && self->vertices)
+            self->vertices->note_mapped(target);
+        return mapped;
     }
 };
 

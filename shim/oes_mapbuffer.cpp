@@ -1,6 +1,8 @@
 #include "shim/oes_mapbuffer.h"
 
 #include "shim/exports.h"
+#include "shim/thread_state.h"
+#include "shim/vertex_state.h"
 
 #include <GLES2/gl2ext.h>
 #include <GLES3/gl31.h>
@@ -13,10 +15,19 @@ namespace shim {
 
 namespace {
 
-void* map_buffer(GLenum target, GLenum access)
+GLsizeiptr size_of_buffer(GLenum target)
 {
+    const thread_state* self = this_thread();
+    if (const auto known = self && self->vertices ? self->vertices->buffer_size(target) : std::nullopt)
+        return *known;
     GLint size = 0;
     SHIM_NAME(glGetBufferParameteriv)(target, GL_BUFFER_SIZE, &size);
+    return size;
+}
+
+void* map_buffer(GLenum target, GLenum access)
+{
+    const auto size = size_of_buffer(target);
     // The extension knows writing alone; another value is an error that the range's access shall give.
     const GLbitfield range_access = access == GL_WRITE_ONLY_OES ? GL_MAP_WRITE_BIT : 0u;
     return SHIM_NAME(glMapBufferRange)(target, 0, size, range_access);

@@ -116,27 +116,6 @@ const service_shape* shape_of(uint32_t type)
 /// From here on a block is what an application has mapped, and is filled and fetched as a whole.
 constexpr uint32_t least_shared_block = 16 * 1024;
 
-uint64_t allocate_block(uint32_t size)
-{
-    void* block = size >= least_shared_block ? take_shared_block(size) : nullptr;
-    if (block)
-        return reinterpret_cast<uintptr_t>(block);
-    block = std::calloc(size ? size : 1, 1);
-    if (block)
-        allocated.insert(block);
-    else
-        say(gate::error, "There is no memory for a block of %u bytes.", size);
-    return reinterpret_cast<uintptr_t>(block);
-}
-
-void free_block(void* block)
-{
-    if (allocated.erase(block))
-        std::free(block);
-    else if (block && !give_back_shared_block(block))
-        say(gate::error, "The library frees %p, which it has not allocated.", block);
-}
-
 /// Bytes of an attribute list, its end mark included.
 uint32_t attribute_list_bytes(const EGLint* list)
 {
@@ -187,7 +166,7 @@ void answer_service(void* surface, uint32_t type, fields request, service_answer
 {
     switch (type) {
     case out::allocate_memory_block:
-        answer.set(allocate_block(request.u32()));
+        answer.set(uint64_t{reinterpret_cast<uintptr_t>(allocate_block(request.u32()))});
         break;
     case out::deallocate_memory_block:
         free_block(request.pointer<void>());
@@ -287,6 +266,27 @@ bool answer_target_call(const wire::header& request, service_answer& answer)
 }
 
 } // namespace
+
+void* allocate_block(uint32_t size)
+{
+    void* block = size >= least_shared_block ? take_shared_block(size) : nullptr;
+    if (block)
+        return block;
+    block = std::calloc(size ? size : 1, 1);
+    if (block)
+        allocated.insert(block);
+    else
+        say(gate::error, "There is no memory for a block of %u bytes.", size);
+    return block;
+}
+
+void free_block(void* block)
+{
+    if (allocated.erase(block))
+        std::free(block);
+    else if (block && !give_back_shared_block(block))
+        say(gate::error, "The library frees %p, which it has not allocated.", block);
+}
 
 uint32_t request_length(const wire::header& request)
 {

@@ -34,6 +34,11 @@ uint32_t request_length(const wire::header& request);
 bool serve(void* surface, const wire::header& request, const uint8_t* payload, uint32_t length,
            service_answer& answer);
 
+/// Memory that the library will own, with the process-wide lock held. Null, and a message, when there is
+/// none.
+void* allocate_block(uint32_t size);
+void free_block(void* block);
+
 /// Forgets the blocks that were allocated for the library. They stay allocated.
 void forget_services();
 

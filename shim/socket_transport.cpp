@@ -44,6 +44,9 @@ public:
     uint64_t area_size() override { return device_link::area_size; }
     int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t capacity) override;
     bool post(const void* message, uint32_t length) override;
+    bool takes_offers() const override { return true; }
+    void offer_block(void* block, uint32_t size) override;
+    bool offer_was_taken() override;
     int32_t read(void* answer, uint32_t capacity) override;
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
                           uint32_t stride_pixels) override;
@@ -260,6 +263,19 @@ bool socket_transport::post(const void* message, uint32_t length)
     begin(operation::post);
     _posted = true;
     return true;
+}
+
+void socket_transport::offer_block(void* block, uint32_t size)
+{
+    if (!wait_for_post())
+        return;
+    box().offered_block = target_address(block);
+    box().offered_size = size;
+}
+
+bool socket_transport::offer_was_taken()
+{
+    return std::exchange(box().offered_size, 0) == 0;
 }
 
 int32_t socket_transport::read(void* answer, uint32_t capacity)

@@ -157,18 +157,24 @@ void message_builder::keep()
     ++commands_;
 }
 
-return_value message_builder::send()
+void message_builder::keep_answered()
+{
+    keep();
+    values_ += commands_ != 0; // else it was sent
+}
+
+return_value message_builder::send(uint32_t block)
 {
     if (!self_.batching) {
         const uint32_t length = begun_;
         uint8_t* base = long_message_.empty() ? memory_.base : long_message_.data();
-        return send_all(base, length);
+        return send_all(base, length, block);
     }
     ++commands_;
     if (!long_message_.empty())
-        return send_all(long_message_.data(), batch_head + begun_);
+        return send_all(long_message_.data(), batch_head + begun_, block);
     used_ += begun_;
-    return send_all(memory_.base, used_);
+    return send_all(memory_.base, used_, block);
 }
 
 std::optional<return_value> message_builder::send_swap(void* surface)
@@ -179,15 +185,14 @@ std::optional<return_value> message_builder::send_swap(void* surface)
         spare_ = take_message_memory();
     ++commands_;
     used_ += begun_;
-    complete_batch(memory_.base, used_);
-    if (!converse_later(memory_.base, used_, surface)) {
-        const return_value answer = converse(self_, memory_.base, used_);
-        begin_anew();
-        return answer;
-    }
-    std::swap(memory_, spare_);
+    const outgoing batch = complete(memory_.base, used_);
+    std::optional<return_value> answer;
+    if (converse_later(batch))
+        std::swap(memory_, spare_);
+    else
+        answer = converse(batch);
     begin_anew();
-    return {};
+    return answer;
 }
 
 void message_builder::flush()
@@ -196,17 +201,23 @@ void message_builder::flush()
         send_all(memory_.base, used_);
 }
 
-void message_builder::complete_batch(uint8_t* base, uint32_t length)
+outgoing message_builder::complete(uint8_t* base, uint32_t length)
 {
-    wire::store_header(base, {length, wire::inbound::batch_commands, self_.pid, self_.tid});
-    std::memcpy(base + wire::header_size, &commands_, 4);
+    if (self_.batching) {
+        wire::store_header(base, {length, wire::inbound::batch_commands, self_.pid, self_.tid});
+        std::memcpy(base + wire::header_size, &commands_, 4);
+    }
+    return {.message = base,
+            .length = length,
+            .surface = self_.swapping ? self_.swapping : self_.current.draw,
+            .values_before = values_};
 }
 
-return_value message_builder::send_all(uint8_t* base, uint32_t length)
+return_value message_builder::send_all(uint8_t* base, uint32_t length, uint32_t block)
 {
-    if (self_.batching)
-        complete_batch(base, length);
-    const return_value answer = converse(self_, base, length);
+    outgoing batch = complete(base, length);
+    batch.block = block;
+    const return_value answer = converse(batch);
     begin_anew();
     return answer;
 }
@@ -216,6 +227,7 @@ void message_builder::begin_anew()
     used_ = self_.batching ? batch_head : 0;
     blocks_ = 0;
     commands_ = 0;
+    values_ = 0;
     begun_ = 0;
     long_message_ = {};
 }

@@ -13,6 +13,7 @@
 
 namespace shim {
 
+struct thread_state;
 struct vertex_state;
 
 /// Calls gather here until one of them needs an answer. With batching off it holds one message at a time.
@@ -42,8 +43,12 @@ public:
     /// Leaves the message that was begun in the batch.
     void keep();
 
-    /// Sends the message that was begun, behind all that wait, and returns its answer.
-    return_value send();
+    /// The same for a call whose value is known, though the library will send one.
+    void keep_answered();
+
+    /// Sends the message that was begun, behind all that wait, and returns its answer. `block`: bytes of
+    /// memory that the library will ask for meanwhile.
+    return_value send(uint32_t block = 0);
 
     /// The same for a swap of `surface` whose answer may be left for later; nothing when it is.
     std::optional<return_value> send_swap(void* surface);
@@ -54,8 +59,8 @@ public:
     bool has_waiting() const { return commands_ != 0; }
 
 private:
-    void complete_batch(uint8_t* base, uint32_t length);
-    return_value send_all(uint8_t* base, uint32_t length);
+    outgoing complete(uint8_t* base, uint32_t length);
+    return_value send_all(uint8_t* base, uint32_t length, uint32_t block = 0);
     void begin_anew();
 
     thread_state& self_;
@@ -64,6 +69,7 @@ private:
     uint32_t used_ = 0;     // bytes of messages, the head of the batch included
     uint32_t blocks_ = 0;   // bytes of copied blocks, taken from the end of the memory
     uint32_t commands_ = 0; // calls that wait
+    uint32_t values_ = 0;   // that the library will send for them
     uint32_t begun_ = 0;    // bytes of the message between begin and keep or send
     std::vector<uint8_t> long_message_;
 };

@@ -34,6 +34,13 @@ public:
         return false;
     }
 
+    /// Whether the device can take memory that lies ready when the library asks for some.
+    virtual bool takes_offers() const { return false; }
+    /// Before an `exchange`: memory of `size` bytes for a request of exactly that many.
+    virtual void offer_block([[maybe_unused]] void* block, [[maybe_unused]] uint32_t size) {}
+    /// After the exchange that an offer was made for; withdraws an offer that wasn't taken.
+    virtual bool offer_was_taken() { return false; }
+
     /// Reads more of an answer. -1 when the device is gone.
     virtual int32_t read(void* answer, uint32_t answer_capacity) = 0;
 

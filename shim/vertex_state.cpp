@@ -53,6 +53,43 @@ void vertex_state::bind_buffer(GLenum target, GLuint id)
         indirect_buffer = id;
 }
 
+std::optional<GLuint> vertex_state::bound_buffer(GLenum target)
+{
+    if (target == GL_ARRAY_BUFFER)
+        return array_buffer;
+    if (target == GL_ELEMENT_ARRAY_BUFFER)
+        return bound().elements;
+    return std::nullopt;
+}
+
+void vertex_state::set_size(GLenum target, GLsizeiptr size)
+{
+    if (const auto buffer = bound_buffer(target))
+        buffers->note_size(*buffer, size);
+    else
+        buffers->forget_all();
+}
+
+void vertex_state::note_mapped(GLenum target)
+{
+    if (const auto buffer = bound_buffer(target))
+        buffers->note_mapped(*buffer);
+}
+
+bool vertex_state::take_mapped(GLenum target)
+{
+    const auto buffer = bound_buffer(target);
+    if (!buffer)
+        buffers->forget_all();
+    return buffer && buffers->take_mapped(*buffer);
+}
+
+std::optional<GLsizeiptr> vertex_state::buffer_size(GLenum target)
+{
+    const auto buffer = bound_buffer(target);
+    return buffer ? buffers->size_of(*buffer) : std::nullopt;
+}
+
 void vertex_state::delete_buffers(GLsizei count, const GLuint* ids)
 {
     const auto drop = [](GLuint& bound_id, GLuint id) {
@@ -62,6 +99,7 @@ void vertex_state::delete_buffers(GLsizei count, const GLuint* ids)
     for (GLsizei i = 0; ids && i < count; ++i) {
         if (ids[i] == 0)
             continue;
+        buffers->forget(ids[i]);
         drop(array_buffer, ids[i]);
         drop(indirect_buffer, ids[i]);
         drop(bound().elements, ids[i]);
@@ -127,6 +165,15 @@ void vertex_state::set_binding(GLuint attribute, GLuint binding)
         return;
     bound().binding_of[attribute] = static_cast<uint8_t>(binding);
     bound().set_by_pointer = 0;
+}
+
+void note_context(void* context, void* share)
+{
+    const std::lock_guard<process_lock> guard{contexts_lock};
+    auto made = std::make_shared<vertex_state>();
+    if (const auto other = contexts.find(share); other != contexts.end())
+        made->buffers = other->second->buffers;
+    contexts[context] = std::move(made);
 }
 
 std::shared_ptr<vertex_state> vertex_state_of(void* context)

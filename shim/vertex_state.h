@@ -6,11 +6,13 @@
 // Where a call was refused by OpenGL ES the record here may differ from the truth. That costs a draw its
 // wait, or lets a draw of an erroneous program read its arrays late.
 
+#include "shim/buffer_records.h"
 #include "shim/rows.h"
 
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 namespace shim {
@@ -55,6 +57,7 @@ struct vertex_state
     std::unordered_map<GLuint, vertex_array> arrays;
     vertex_array* bound_record = nullptr; // of `bound_array`; null: look it up
     bool restarts_primitives = false;
+    std::shared_ptr<buffer_records> buffers = std::make_shared<buffer_records>(); // of all that share
     bool arrays_are_copied = false;   // what the next draw reads of the application's arrays
     bool elements_are_copied = false; // and of its indices
 
@@ -69,6 +72,13 @@ struct vertex_state
     bool may_wait(gather kind);
 
     void bind_buffer(GLenum target, GLuint buffer);
+    /// Nothing for a binding that isn't recorded here.
+    std::optional<GLuint> bound_buffer(GLenum target);
+    void set_size(GLenum target, GLsizeiptr size);
+    void note_mapped(GLenum target);
+    /// Whether the buffer there is surely mapped; it is regarded as unmapped from now on.
+    bool take_mapped(GLenum target);
+    std::optional<GLsizeiptr> buffer_size(GLenum target);
     void delete_buffers(GLsizei count, const GLuint* ids);
     void bind_array(GLuint id)
     {
@@ -84,6 +94,9 @@ struct vertex_state
     void bind_vertex_buffer(GLuint binding, GLuint buffer);
     void set_binding(GLuint attribute, GLuint binding);
 };
+
+/// A context was made that shares the objects of another one, or of none.
+void note_context(void* context, void* share);
 
 /// The record of a context, made when it isn't there. Any thread.
 std::shared_ptr<vertex_state> vertex_state_of(void* context);
@@ -110,6 +123,8 @@ struct vertex_note
     };
 SHIM_VERTEX_NOTE(gles20_bind_buffer, (vertex_state & s, GLenum target, GLuint buffer),
                  bind_buffer(target, buffer))
+SHIM_VERTEX_NOTE(gles20_buffer_data, (vertex_state & s, GLenum target, GLsizeiptr size, const void*, GLenum),
+                 set_size(target, size))
 SHIM_VERTEX_NOTE(gles20_delete_buffers, (vertex_state & s, GLsizei n, const GLuint* ids),
                  delete_buffers(n, ids))
 SHIM_VERTEX_NOTE(gles30_bind_vertex_array, (vertex_state & s, GLuint id), bind_array(id))

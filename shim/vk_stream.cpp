@@ -153,7 +153,7 @@ vk_answer vk_message::send_block(uint8_t* base, uint32_t length, uint32_t comman
         wire::store_header(base, {length, wire::inbound::batch_commands, self_->pid, self_->tid});
         std::memcpy(base + wire::header_size, &commands, 4);
     }
-    const return_value value = converse(*self_, base, length);
+    const return_value value = converse({.message = base, .length = length});
     waiting.forget_waiting();
     return {value, has_device()};
 }

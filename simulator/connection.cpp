@@ -1,5 +1,6 @@
 #include "connection.h"
 
+#include "wire/answer_sizes.h"
 #include "wire/wire.h"
 
 #include <algorithm>
@@ -216,18 +217,35 @@ void connection::read_answer()
 {
     do
         _channel->read(answer_address, whole_answer, _model.get());
-    while (told_pointer_size());
+    while (answered_at_once());
 }
 
-/// The target has said in its greeting what the library asks here, so it may sleep on.
-bool connection::told_pointer_size()
+/// Answers a request for what the target has said in its greeting, or offered with its message, so that it
+/// may sleep on.
+bool connection::answered_at_once()
 {
-    if (_talk->pending_request() != wire::outbound::get_target_pointer_size ||
-        _model->answers().size() != wire::header_size || _link.gone())
+    const std::vector<uint8_t>& request = _model->answers();
+    uint64_t result = 0; // whose first bytes are the answer
+    uint32_t wanted = 0;
+    switch (_talk->pending_request()) {
+    case wire::outbound::get_target_pointer_size:
+        if (request.size() == wire::header_size)
+            result = _who.pointer_bits / 8;
+        break;
+    case wire::outbound::allocate_memory_block:
+        if (request.size() == wire::header_size + sizeof wanted) {
+            std::memcpy(&wanted, request.data() + wire::header_size, sizeof wanted);
+            result = _link.take_offered_block(wanted);
+        }
+        break;
+    default:
+        break;
+    }
+    if (!result || _link.gone())
         return false;
     std::vector<uint8_t> confirmation = _talk->confirmation();
-    const uint32_t bytes = _who.pointer_bits / 8;
-    std::memcpy(confirmation.data() + confirmation.size() - sizeof bytes, &bytes, sizeof bytes);
+    const auto bytes = static_cast<size_t>(wire::answer_size_of_service(_talk->pending_request()));
+    std::memcpy(confirmation.data() + confirmation.size() - bytes, &result, bytes);
     if (!_talk->admit(confirmation))
         return false;
     _model->answers().clear();

@@ -79,7 +79,7 @@ private:
     bool take_message(const link_request& request);
     void deliver(const link_request& request);
     void read_answer();
-    bool told_pointer_size();
+    bool answered_at_once();
     void finish_frame();
     void say_farewell();
     void settle();

@@ -169,6 +169,15 @@ frame_buffer_place link_endpoint::frame_buffer() const
                               once(post.frame_buffer_stride)};
 }
 
+uint64_t link_endpoint::take_offered_block(uint32_t size)
+{
+    mailbox& post = box();
+    if (size == 0 || once(post.offered_size) != size)
+        return 0;
+    post.offered_size = 0;
+    return once(post.offered_block);
+}
+
 uint32_t link_endpoint::take_finished_frames()
 {
     mailbox& post = box();

@@ -86,6 +86,9 @@ public:
     /// Gives the turn back.
     void answer(int32_t result);
     frame_buffer_place frame_buffer() const;
+    /// The address of memory that the target offers for a request of so many bytes; 0 when it doesn't. Takes
+    /// it.
+    uint64_t take_offered_block(uint32_t size);
     /// Frames that the target has finished, without an announcement, since this was asked last.
     uint32_t take_finished_frames();
     /// From any thread: the target is gone, or is to be treated so. Wakes `wait_request`.

@@ -102,14 +102,18 @@ struct alignas(64) mailbox
     uint32_t frame_buffer_height;
     uint32_t frame_buffer_bits_per_pixel;
     uint32_t frame_buffer_stride; // pixels
+    uint64_t offered_block;       // target address of memory that the library may be given on its request
+    uint32_t offered_size; // bytes, the very number that it has to ask for; 0: no offer, or it was taken
+    uint32_t reserved;
 };
 
 static_assert(sizeof(hello) == 24 && sizeof(attached) == 8);
 static_assert(sizeof(welcome) == 32 && offsetof(welcome, shared_size) == 24);
-static_assert(sizeof(mailbox) == 64 && std::atomic<uint32_t>::is_always_lock_free);
+static_assert(sizeof(mailbox) == 128 && std::atomic<uint32_t>::is_always_lock_free);
 static_assert(offsetof(mailbox, message) == 8 && offsetof(mailbox, message_length) == 16);
 static_assert(offsetof(mailbox, answer) == 24 && offsetof(mailbox, result) == 32);
 static_assert(offsetof(mailbox, frame_buffer) == 40 && offsetof(mailbox, frame_buffer_stride) == 60);
+static_assert(offsetof(mailbox, offered_block) == 64 && offsetof(mailbox, offered_size) == 72);
 
 /// Messages of one thread whose answers haven't been read; they come in the order of the messages.
 inline constexpr uint32_t most_posted = 2;

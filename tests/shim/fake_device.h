@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace shim_test {
 
@@ -38,16 +40,22 @@ public:
     bool compresses_frames = false;
     bool counts_frames = false;
     bool takes_posts = false;
+    bool takes_blocks = false; // when they lie ready
+    bool takes_the_offer = false;
 
     // The record.
     std::vector<std::vector<uint8_t>> sent;
     std::vector<frame_record> frame_buffers;
+    std::vector<std::pair<void*, uint32_t>> offers;
     std::atomic<int> frames = 0;
 
     uint8_t* window() override { return window_.data(); }
     uint64_t window_size() override { return window_.size(); }
     int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t answer_capacity) override;
     bool post(const void* message, uint32_t length) override;
+    bool takes_offers() const override { return takes_blocks; }
+    void offer_block(void* block, uint32_t size) override { offers.push_back({block, size}); }
+    bool offer_was_taken() override { return takes_the_offer; }
     int32_t read(void* answer, uint32_t answer_capacity) override;
     void set_frame_buffer(const void* address, uint32_t width, uint32_t height, uint32_t bits_per_pixel,
                           uint32_t stride_pixels) override;

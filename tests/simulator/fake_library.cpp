@@ -63,7 +63,7 @@ private:
     void handle_one(const bytes& message);
     void copy_memory(const bytes& message);
     void send(uint32_t type, const bytes& payload);
-    bytes ask(uint32_t type, int wanted);
+    bytes ask(uint32_t type, int wanted, const bytes& payload = {});
 
     plugin& _owner;
     const uint32_t _pid;
@@ -279,6 +279,14 @@ void worker::handle_one(const bytes& message)
     case type_asks_width:
         _owner.seen.last_result = load<uint32_t>(ask(get_target_pointer_size, 4), 0);
         break;
+    case type_allocates: {
+        bytes value{8};
+        const bytes address =
+            ask(allocate_memory_block, 8, bytes(message.begin() + wire::header_size, message.end()));
+        value.insert(value.end(), address.begin(), address.end());
+        send(set_return_value_message, value);
+        break;
+    }
     case type_terminate:
         ask(set_cursor_visibility, 0);
         send(set_return_value_message, {4, 0, 0, 0, 0});
@@ -342,14 +350,14 @@ void worker::send(uint32_t type, const bytes& payload)
         road->release();
 }
 
-bytes worker::ask(uint32_t type, int wanted)
+bytes worker::ask(uint32_t type, int wanted, const bytes& payload)
 {
     {
         std::lock_guard guard{_lock};
         _wanted = wanted;
         _confirmed = false;
     }
-    send(type, {});
+    send(type, payload);
     channel* road = _owner.channel_of(_pid);
     if (!road)
         return {};

@@ -157,6 +157,13 @@ TEST_F(simulator_link, the_pointer_width_is_told_without_waking_the_target)
     EXPECT_EQ(plugin->seen.last_result, sizeof(void*));
 }
 
+TEST_F(simulator_link, memory_that_lies_ready_is_given_without_waking_the_target)
+{
+    begin();
+    EXPECT_EQ(run({"offers"}), 0);
+    end();
+}
+
 TEST_F(simulator_link, takes_long_messages_and_messages_outside_the_window)
 {
     begin();

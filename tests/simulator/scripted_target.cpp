@@ -380,6 +380,33 @@ int posts(target& self, const std::string& argument)
     return 0;
 }
 
+/// Memory that lies ready is given to the library on the way, when it is as large as is asked for.
+int offers(target& self, const std::string&)
+{
+    constexpr uint32_t size = 64;
+    static uint8_t block[size];
+    const auto ask_for = [&](uint32_t wanted) {
+        bytes payload;
+        put(payload, wanted);
+        self.link().offer_block(block, size);
+        return self.send(message(45, payload));
+    };
+    const answer got = ask_for(size);
+    uint64_t address = 0;
+    require(!got.request && got.value.size() == sizeof address, "nobody was asked");
+    std::memcpy(&address, got.value.data(), sizeof address);
+    require(address == address_of(block), "the library has the block");
+    require(self.link().offer_was_taken(), "the offer was taken");
+    const answer asked = ask_for(size + 1);
+    require(asked.request == wire::outbound::allocate_memory_block, "another size is asked for");
+    require(!self.link().offer_was_taken(), "the offer is still ours");
+    require(!self.confirm(asked.request).gone, "the call goes on");
+    bytes payload;
+    put(payload, size);
+    require(self.send(message(45, payload)).request != 0, "an offer holds for one exchange");
+    return 0;
+}
+
 int small_reads(target& self, const std::string& argument)
 {
     const auto capacity = static_cast<uint32_t>(std::atoi(argument.c_str()));
@@ -616,6 +643,7 @@ const std::map<std::string, scenario> scenarios = {
     {"serve-on", serve_on},
     {"asks-width", asks_width},
     {"posts", posts},
+    {"offers", offers},
     {"small-reads", small_reads},
     {"long-message", long_message},
     {"copies", copies},
