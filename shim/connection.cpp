@@ -1,6 +1,6 @@
 #include "shim/connection.h"
 
-#include "shim/late_swaps.h"
+#include "shim/late_frames.h"
 #include "shim/log.h"
 #include "shim/native_buffers.h"
 #include "shim/process_lock.h"
@@ -71,8 +71,8 @@ struct process_state
     answer_stream answers;
     settings current;
     frame_notice last_frame;
-    outgoing swaps_out[2]; // whose answers are still to be taken, the oldest first
-    uint32_t swaps_out_count = 0;
+    outgoing out[2]; // whose answers are still to be taken, the oldest first
+    uint32_t out_count = 0;
     alignas(8) uint8_t settings_block[wire::settings_offset::size] = {}; // written by the library
     std::vector<bool> slot_taken;                                        // guarded by slots_lock
     uint8_t* slots = nullptr;
@@ -202,25 +202,30 @@ void drop_what_is_left()
     stream.begin = stream.end = 0;
 }
 
-void finish_oldest_swap()
-{
-    const outgoing swap = std::exchange(state.swaps_out[0], state.swaps_out[1]);
-    --state.swaps_out_count;
-    const return_value answer = take_answer(swap);
-    if (!state.swaps_out_count)
-        drop_what_is_left();
-    frame_arrived(swap.surface, answer.value != 0);
-}
-
 bool is_connected()
 {
     return device.load(std::memory_order_relaxed) == device_state::connected;
 }
 
-void finish_late_swaps_locked()
+void finish_oldest_frame()
 {
-    while (state.swaps_out_count && is_connected())
-        finish_oldest_swap();
+    const outgoing what = std::exchange(state.out[0], state.out[1]);
+    --state.out_count;
+    const return_value answer = is_connected() ? take_answer(what) : return_value{};
+    if (!state.out_count)
+        drop_what_is_left();
+    what.frame.answered(what.frame.owner, what.frame.number, answer);
+}
+
+void finish_late_frames_locked()
+{
+    while (state.out_count)
+        finish_oldest_frame();
+}
+
+uint64_t thread_of(const outgoing& what)
+{
+    return wire::load_header(static_cast<const uint8_t*>(what.message)).tid;
 }
 
 /// A block that the library is going to ask for lies ready, so that nobody has to come back for it.
@@ -248,7 +253,7 @@ private:
 /// One message out, and its answer. The lock is held and the device is there.
 return_value converse_locked(const outgoing& what)
 {
-    finish_late_swaps_locked();
+    finish_late_frames_locked();
     answer_stream& stream = state.answers;
     const offered_block offer{*state.device, what.block};
     if (!take(stream, state.device->exchange(what.message, what.length, stream.tail(), stream.room()))) {
@@ -367,7 +372,7 @@ const settings& current_settings()
 return_value converse(const outgoing& what)
 {
     // Whoever waits for an answer may look at the window afterwards.
-    finish_late_swaps();
+    finish_late_frames();
     show_arrived_frames();
     const std::lock_guard<process_lock> guard{conversation_lock};
     if (!is_connected())
@@ -375,25 +380,30 @@ return_value converse(const outgoing& what)
     return converse_locked(what);
 }
 
-bool converse_later(const outgoing& swap)
+bool converse_later(const outgoing& what)
 {
     const std::lock_guard<process_lock> guard{conversation_lock};
     // A frame that the device looks into has to be announced before the next one is begun.
-    if (!is_connected() || !state.device->only_counts_frames() || !late_swaps_are_watched() ||
-        !state.device->post(swap.message, swap.length))
+    if (!is_connected() || !state.device->only_counts_frames() || !late_frames_are_watched())
         return false;
-    state.swaps_out[state.swaps_out_count++] = swap;
-    frame_is_out(swap.surface);
-    note_late_swap();
-    if (state.swaps_out_count == std::size(state.swaps_out))
-        finish_oldest_swap();
+    // Answers come in order from one worker only.
+    if (state.out_count && thread_of(state.out[0]) != thread_of(what))
+        finish_late_frames_locked();
+    if (!is_connected() || !state.device->post(what.message, what.length))
+        return false;
+    state.out[state.out_count++] = what;
+    if (what.frame.sent)
+        what.frame.sent(what.frame.owner, what.frame.number);
+    note_late_frame();
+    if (state.out_count == std::size(state.out))
+        finish_oldest_frame();
     return true;
 }
 
-void finish_late_swaps()
+void finish_late_frames()
 {
     const std::lock_guard<process_lock> guard{conversation_lock};
-    finish_late_swaps_locked();
+    finish_late_frames_locked();
 }
 
 void announce_frame(const frame_notice& notice)
@@ -455,9 +465,9 @@ void forget_connection()
     state.device = nullptr;
     state.current = {};
     state.last_frame = {};
-    state.swaps_out_count = 0;
+    state.out_count = 0;
     std::memset(state.settings_block, 0, sizeof state.settings_block);
-    forget_late_swaps();
+    forget_late_frames();
     forget_services();
     forget_shared_area();
     forget_sync_objects();

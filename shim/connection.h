@@ -10,13 +10,6 @@
 
 namespace shim {
 
-/// The value that the library sent for a call; size 0 when it sent none.
-struct return_value
-{
-    uint64_t value = 0;
-    uint8_t size = 0;
-};
-
 /// Memory in which a thread builds its messages: in the window while there is room, else on the heap.
 struct message_memory
 {
@@ -41,6 +34,23 @@ bool has_device();
 /// The settings; valid after `connect` has returned true.
 const settings& current_settings();
 
+/// The value that the library sent for a call; size 0 when it sent none.
+struct return_value
+{
+    uint64_t value = 0;
+    uint8_t size = 0;
+};
+
+/// What becomes of a frame whose answer is left for later. Both functions are called with the process-wide
+/// lock held.
+struct late_frame
+{
+    void (*sent)(void* owner, uint32_t number) = nullptr; // null: nobody wants to know
+    void (*answered)(void* owner, uint32_t number, const return_value& answer) = nullptr;
+    void* owner = nullptr;
+    uint32_t number = 0; // the owner's own
+};
+
 /// A message, or a batch of them, for the device.
 struct outgoing
 {
@@ -49,19 +59,20 @@ struct outgoing
     void* surface = nullptr;    // whose frame the call would write, if it writes one
     uint32_t values_before = 0; // values that the library will send for calls before the last one
     uint32_t block = 0;         // bytes of target memory that the library will ask for; 0: none is foreseen
+    late_frame frame = {};      // for `converse_later`
 };
 
 /// Sends `what` for the calling thread and serves the library until it releases the thread. Takes the
 /// process-wide lock. A lost device yields no value.
 return_value converse(const outgoing& what);
 
-/// Sends a swap of a surface and leaves its answer for later: `finish_late_swaps`, the next call of any
-/// thread, or the thread that looks after it once calls fail to come. False when that can't be, and then
-/// nothing is sent.
-bool converse_later(const outgoing& swap);
+/// Sends what finishes a frame and leaves its answer for later: for `finish_late_frames`, the next call of
+/// any thread that waits, or the thread that looks after it once calls fail to come. False when that can't
+/// be, and then nothing is sent.
+bool converse_later(const outgoing& what);
 
-/// Takes the answers that are still out, and tells `frame_arrived` of each.
-void finish_late_swaps();
+/// Takes the answers that are still out. Frames that have arrived then lie ready for `show_arrived_frames`.
+void finish_late_frames();
 
 /// A finished frame, for the transport: `set_frame_buffer` if it lies elsewhere than the one before it, then
 /// `frame_finished`, both under the process-wide lock, since threads finish frames of different surfaces.

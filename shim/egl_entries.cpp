@@ -4,6 +4,7 @@
 #include "shim/configs.h"
 #include "shim/egl_support.h"
 #include "shim/exports.h"
+#include "shim/late_frames.h"
 #include "shim/proc_address.h"
 #include "shim/sync_objects.h"
 #include "shim/windows.h"

@@ -1,5 +1,6 @@
 #include "shim/thread_state.h"
 
+#include "shim/late_frames.h"
 #include "shim/log.h"
 #include "shim/windows.h"
 
@@ -29,7 +30,7 @@ void release_thread(void* state)
     auto* self = static_cast<thread_state*>(state);
     if (self->life == connection_life()) {
         self->messages.flush();
-        finish_late_swaps(); // it may lie in this thread's memory
+        finish_late_frames(); // it may lie in this thread's memory
         show_arrived_frames();
     }
     state_of_this_thread = nullptr;
@@ -42,7 +43,7 @@ void flush_at_exit()
     if (self && self->life == connection_life())
         self->messages.flush();
     if (has_device()) {
-        finish_late_swaps();
+        finish_late_frames();
         show_arrived_frames();
     }
 }
@@ -185,7 +186,8 @@ std::optional<return_value> message_builder::send_swap(void* surface)
         spare_ = take_message_memory();
     ++commands_;
     used_ += begun_;
-    const outgoing batch = complete(memory_.base, used_);
+    outgoing batch = complete(memory_.base, used_);
+    batch.frame = late_frame_of(surface);
     std::optional<return_value> answer;
     if (converse_later(batch))
         std::swap(memory_, spare_);

@@ -237,6 +237,21 @@ R send_vk(const vk_surroundings& around, A... arguments)
         return answer.result();
 }
 
+/// Sends a call that finishes a frame. Nothing when its answer is left for later: the memory that its outputs
+/// go to has to stay until then.
+template <uint32_t Id, class... A>
+std::optional<VkResult> send_vk_frame(VkResult (*)(A...), const late_frame& frame,
+                                      std::type_identity_t<A>... arguments)
+{
+    static_assert(!(false || ... || is_output_structure<A>), "its layout would have to be bridged");
+    vk_message out{Id};
+    put_vk_arguments<VkResult, A...>(out, arguments...);
+    put_all_vk_contents<Id, A...>(out, {}, std::make_integer_sequence<uint32_t, sizeof...(A)>{},
+                                  arguments...);
+    const std::optional<vk_answer> answer = out.send_frame(frame);
+    return answer ? std::optional{answer->result()} : std::nullopt;
+}
+
 /// Sends a call without a result at once. For those that free a handle which the shim may give out again.
 template <uint32_t Id, class... A>
 void send_now(A... arguments)

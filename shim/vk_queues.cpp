@@ -3,6 +3,7 @@
 // is signalled already: the next submission does it, which costs nothing, as one of its own for each frame
 // would.
 
+#include "shim/connection.h"
 #include "shim/vk_entries.h"
 #include "shim/vk_objects.h"
 
@@ -89,12 +90,21 @@ VkResult wait_for_device(VkDevice device)
 
 // Fences
 
+bool known_to_be_signalled(VkDevice device, uint32_t count, const VkFence* fences, VkBool32 all)
+{
+    known_fences& known = object_of(device).fences;
+    if (known.signalled(count, fences, all))
+        return true;
+    finish_late_frames(); // whose arrival would tell
+    return known.signalled(count, fences, all);
+}
+
 /// A wait holds up every other thread of the process, and one of them may be about to submit what it waits
 /// for. So it goes to the library in pieces.
 VkResult wait_for_fences(VkDevice device, uint32_t count, const VkFence* fences, VkBool32 all,
                          uint64_t timeout)
 {
-    if (object_of(device).fences.signalled(count, fences, all))
+    if (known_to_be_signalled(device, count, fences, all))
         return VK_SUCCESS;
     using clock = std::chrono::steady_clock;
     constexpr uint64_t piece = 10'000'000; // nanoseconds
@@ -115,7 +125,7 @@ VkResult wait_for_fences(VkDevice device, uint32_t count, const VkFence* fences,
 
 VkResult get_fence_status(VkDevice device, VkFence fence)
 {
-    if (object_of(device).fences.signalled(1, &fence, true))
+    if (known_to_be_signalled(device, 1, &fence, true))
         return VK_SUCCESS;
     return vk_entry<in::vk_get_fence_status, decltype(vkGetFenceStatus)>::call(device, fence);
 }

@@ -4,6 +4,7 @@
 #include "shim/process_lock.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace shim {
@@ -19,6 +20,7 @@ struct stream
 {
     process_lock lock;
     message_memory memory;
+    message_memory spare; // while a frame whose answer is left for later lies in `memory`
     uint32_t life = 0;
     uint32_t head = 0;     // bytes in front of the first message
     uint32_t used = 0;     // bytes of messages, the head included
@@ -44,6 +46,7 @@ void stream::open(const thread_state& self)
         return;
     life = self.life;
     memory = take_message_memory();
+    spare = {};
     head = self.batching ? batch_head : 0;
     forget_waiting();
 }
@@ -123,6 +126,25 @@ vk_answer vk_message::send()
     return send_block(waiting.memory.base, waiting.used + length(), commands);
 }
 
+std::optional<vk_answer> vk_message::send_frame(const late_frame& frame)
+{
+    if (!frame.answered || !self_ || too_long_ || long_ || !self_->batching)
+        return send();
+    if (!waiting.spare.base)
+        waiting.spare = take_message_memory();
+    wire::store_header(begin_, {length(), type_, self_->pid, self_->tid});
+    waiting.mixed = waiting.mixed || (waiting.commands && waiting.tid != self_->tid);
+    outgoing batch = complete(waiting.memory.base, waiting.used + length(), waiting.commands + 1);
+    batch.frame = frame;
+    std::optional<vk_answer> answer;
+    if (converse_later(batch))
+        std::swap(waiting.memory, waiting.spare);
+    else
+        answer = {converse(batch), has_device()};
+    waiting.forget_waiting();
+    return answer;
+}
+
 vk_answer vk_message::leave()
 {
     if (!self_ || too_long_)
@@ -145,7 +167,7 @@ void vk_message::send_waiting()
     send_block(waiting.memory.base, waiting.used, waiting.commands);
 }
 
-vk_answer vk_message::send_block(uint8_t* base, uint32_t length, uint32_t commands)
+outgoing vk_message::complete(uint8_t* base, uint32_t length, uint32_t commands)
 {
     if (self_->batching) {
         if (waiting.mixed)
@@ -153,7 +175,12 @@ vk_answer vk_message::send_block(uint8_t* base, uint32_t length, uint32_t comman
         wire::store_header(base, {length, wire::inbound::batch_commands, self_->pid, self_->tid});
         std::memcpy(base + wire::header_size, &commands, 4);
     }
-    const return_value value = converse({.message = base, .length = length});
+    return {.message = base, .length = length};
+}
+
+vk_answer vk_message::send_block(uint8_t* base, uint32_t length, uint32_t commands)
+{
+    const return_value value = converse(complete(base, length, commands));
     waiting.forget_waiting();
     return {value, has_device()};
 }

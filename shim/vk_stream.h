@@ -11,6 +11,7 @@
 #include "shim/thread_state.h"
 
 #include <cstring>
+#include <optional>
 #include <vulkan/vulkan.h>
 
 namespace shim {
@@ -59,6 +60,10 @@ public:
     /// Sends the message behind all that wait. Exactly one of `send` and `leave` ends a message.
     vk_answer send();
 
+    /// The same for what finishes a frame, whose answer may be left for later if `frame` says who takes it.
+    /// Without an answer its memory has to stay as it is until the frame has been answered.
+    std::optional<vk_answer> send_frame(const late_frame& frame);
+
     /// Ends a message whose answer can wait: it stays in the batch if batching is on, with success as its
     /// answer. Should it fail, its result is that of the call that sends the batch.
     vk_answer leave();
@@ -66,6 +71,7 @@ public:
 private:
     bool grow(uint64_t count);
     void send_waiting();
+    outgoing complete(uint8_t* base, uint32_t length, uint32_t commands);
     vk_answer send_block(uint8_t* base, uint32_t length, uint32_t commands);
     uint32_t length() const { return static_cast<uint32_t>(at_ - begin_); }
 

@@ -2,9 +2,11 @@
 
 #include "shim/compressed_frames.h"
 #include "shim/connection.h"
+#include "shim/late_frames.h"
 #include "shim/log.h"
 #include "shim/native_buffers.h"
 #include "shim/vk_entries.h"
+#include "shim/vk_objects.h"
 #include "shim/vk_surfaces.h"
 #include "wire/pixel_order.h"
 
@@ -14,6 +16,7 @@
 #include <deque>
 #include <iterator>
 #include <mutex>
+#include <optional>
 
 namespace shim {
 
@@ -26,6 +29,11 @@ struct swapchain_image
     VkImage image{};
     native_buffer buffer;
     bool acquired = false;
+
+    // Of its last presentation, whose answer may come later.
+    VkQueue queue{};
+    known_fences::moment submitted = 0; // what was submitted until then is done when the frame is there
+    int descriptor = -1;                // the library writes here
 };
 
 struct vk_swapchain
@@ -37,8 +45,8 @@ struct vk_swapchain
     /// The next free image; waits for one as long as the time-out says.
     VkResult take(uint64_t timeout, uint32_t& index);
     void give_back(uint32_t index);
-    /// Brings the frame in an image's buffer before the user's eyes.
-    void show(uint32_t index);
+    /// Presents an image, and gives it back once it has been shown.
+    VkResult present(VkQueue queue, const VkPresentInfoKHR& info, uint32_t index);
 
     const VkDevice device;
     vk_surface& surface;
@@ -49,6 +57,10 @@ struct vk_swapchain
     std::atomic<bool> retired{false};
 
 private:
+    VkResult finish_frame(uint32_t index, VkResult result);
+    static void frame_answered(void* swapchain, uint32_t index, const return_value& answer);
+    static void show_and_give_back(void* swapchain, uint32_t index);
+    void show(uint32_t index);
     bool blue_first() const
     {
         return format == VK_FORMAT_B8G8R8A8_UNORM || format == VK_FORMAT_B8G8R8A8_SRGB;
@@ -57,7 +69,8 @@ private:
 
     std::mutex lock_;
     std::condition_variable given_back_;
-    std::deque<uint32_t> free_; // in the order in which they were shown
+    std::deque<uint32_t> free_;                // in the order in which they were shown
+    std::atomic<VkResult> last_{VK_NOT_READY}; // of the last presentation that was answered
 };
 
 vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info)
@@ -68,6 +81,8 @@ vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& 
 
 vk_swapchain::~vk_swapchain()
 {
+    finish_late_frames();
+    show_arrived_frames();
     for (const auto& one : images)
         if (one->image)
             SEND_VK(vk_destroy_image, vkDestroyImage, {}, device, one->image, nullptr);
@@ -119,6 +134,12 @@ VkResult vk_swapchain::make_images(const VkSwapchainCreateInfoKHR& info)
 VkResult vk_swapchain::take(uint64_t timeout, uint32_t& index)
 {
     std::unique_lock<std::mutex> guard{lock_};
+    if (free_.empty()) {
+        guard.unlock();
+        finish_late_frames();
+        show_arrived_frames();
+        guard.lock();
+    }
     const auto some = [this] { return !free_.empty(); };
     if (timeout == UINT64_MAX)
         given_back_.wait(guard, some);
@@ -142,6 +163,54 @@ void vk_swapchain::give_back(uint32_t index)
     given_back_.notify_one();
 }
 
+/// A frame is taken from an idle queue.
+VkResult vk_swapchain::finish_frame(uint32_t index, VkResult result)
+{
+    const swapchain_image& one = *images[index];
+    if (result == VK_SUCCESS)
+        object_of(device).fences.idle_since(one.submitted, one.queue);
+    last_ = result;
+    return result;
+}
+
+void vk_swapchain::show_and_give_back(void* swapchain, uint32_t index)
+{
+    auto& self = *static_cast<vk_swapchain*>(swapchain);
+    self.show(index);
+    self.give_back(index);
+}
+
+void vk_swapchain::frame_answered(void* swapchain, uint32_t index, const return_value& answer)
+{
+    auto& self = *static_cast<vk_swapchain*>(swapchain);
+    if (self.finish_frame(index, vk_answer{answer, has_device()}.result()) == VK_SUCCESS)
+        show_later(show_and_give_back, swapchain, index);
+    else
+        self.give_back(index);
+}
+
+VkResult vk_swapchain::present(VkQueue queue, const VkPresentInfoKHR& info, uint32_t index)
+{
+    swapchain_image& one = *images[index];
+    one.queue = queue;
+    one.submitted = object_of(device).fences.now();
+    // What fails once is waited for until it goes well again.
+    const bool may_be_late = last_ == VK_SUCCESS;
+    const late_frame later{.answered = frame_answered, .owner = this, .number = index};
+    const std::optional<VkResult> result =
+        send_vk_frame<wire::inbound::vk_queue_signal_release_image_android>(
+            vkQueueSignalReleaseImageANDROID, may_be_late ? later : late_frame{}, queue,
+            info.waitSemaphoreCount, info.pWaitSemaphores, one.image, &one.descriptor);
+    show_arrived_frames(); // the one before this
+    if (!result)
+        return VK_SUCCESS;
+    if (finish_frame(index, *result) == VK_SUCCESS)
+        show(index);
+    give_back(index);
+    return *result; // that a window has changed its size shows when the next image is acquired
+}
+
+/// Brings the frame in an image's buffer before the user's eyes.
 void vk_swapchain::show(uint32_t index)
 {
     const frame_buffer screen = frame_buffer_of_size(&surface, {extent.width, extent.height});
@@ -231,18 +300,7 @@ VkResult present_image(VkQueue queue, const VkPresentInfoKHR& info, vk_swapchain
         SHIM_SAY_ONCE(gate::error, "An application presents image %u, which it has not acquired.", index);
         return VK_ERROR_OUT_OF_DATE_KHR;
     }
-    known_fences& fences = object_of(swapchain.device).fences;
-    const auto before = fences.now();
-    int no_descriptor = -1;
-    const VkResult result = SEND_VK(vk_queue_signal_release_image_android, vkQueueSignalReleaseImageANDROID,
-                                    {}, queue, info.waitSemaphoreCount, info.pWaitSemaphores,
-                                    swapchain.images[index]->image, &no_descriptor);
-    if (result == VK_SUCCESS) {
-        fences.idle_since(before, queue); // a frame is taken from an idle queue
-        swapchain.show(index);
-    }
-    swapchain.give_back(index);
-    return result; // that a window has changed its size shows when the next image is acquired
+    return swapchain.present(queue, info, index);
 }
 
 VkResult present(VkQueue queue, const VkPresentInfoKHR* info)

@@ -2,12 +2,13 @@
 
 #include "shim/compressed_frames.h"
 #include "shim/connection.h"
+#include "shim/late_frames.h"
 #include "shim/log.h"
 #include "shim/process_lock.h"
 #include "shim/shared_blocks.h"
 
-#include <algorithm>
-#include <atomic>
+#include <EGL/egl.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -53,7 +54,6 @@ process_lock& windows_lock = *new process_lock;
 std::map<void*, surface_record>& surfaces = *new std::map<void*, surface_record>;
 window_server* server = nullptr;
 window_size told;
-std::atomic<int> arrived_frames{0};
 
 window_size size_of_window_locked(uint64_t native_window)
 {
@@ -95,20 +95,51 @@ frame_notice notice_of(const frame& finished)
     return {finished.memory.pixels(), finished.size.width, finished.size.height};
 }
 
-void forget_surface(void* surface)
-{
-    const auto found = surfaces.find(surface);
-    if (found == surfaces.end())
-        return;
-    if (found->second.arrived)
-        --arrived_frames;
-    surfaces.erase(found);
-}
-
 surface_record* find_surface(void* surface)
 {
     const auto found = surfaces.find(surface);
     return found == surfaces.end() ? nullptr : &found->second;
+}
+
+void frame_is_out(void* surface, uint32_t)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    if (surface_record* record = find_surface(surface)) {
+        ++record->out;
+        record->next ^= 1;
+    }
+}
+
+void show_arrived(void* surface, uint32_t)
+{
+    frame_notice notice;
+    const bool compressed = frames_are_compressed();
+    {
+        const std::lock_guard<process_lock> guard{windows_lock};
+        surface_record* record = find_surface(surface);
+        const frame* const arrived = record ? std::exchange(record->arrived, nullptr) : nullptr;
+        if (!arrived)
+            return;
+        if (server)
+            show_frame(record->native_window, *arrived, compressed);
+        notice = notice_of(*arrived);
+    }
+    announce_frame(notice);
+}
+
+void frame_arrived(void* surface, uint32_t, const return_value& answer)
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    surface_record* record = find_surface(surface);
+    if (!record || !record->out)
+        return;
+    frame* const arrived = &record->oldest_out();
+    --record->out;
+    record->swapped = answer.value == EGL_TRUE;
+    if (!record->swapped)
+        return;
+    record->arrived = arrived;
+    show_later(show_arrived, surface, 0);
 }
 
 } // namespace
@@ -196,7 +227,7 @@ window_size size_of_window(uint64_t native_window)
 void add_window_surface(void* surface, uint64_t native_window)
 {
     const std::lock_guard<process_lock> guard{windows_lock};
-    forget_surface(surface);
+    surfaces.erase(surface);
     surface_record& record = surfaces[surface];
     record.native_window = native_window;
     record.size = size_of_window_locked(native_window);
@@ -204,10 +235,10 @@ void add_window_surface(void* surface, uint64_t native_window)
 
 void remove_window_surface(void* surface)
 {
-    finish_late_swaps(); // which writes to the memory that goes
+    finish_late_frames(); // which writes to the memory that goes
     show_arrived_frames();
     const std::lock_guard<process_lock> guard{windows_lock};
-    forget_surface(surface);
+    surfaces.erase(surface);
 }
 
 frame_buffer frame_buffer_for_swap(void* surface)
@@ -220,7 +251,7 @@ frame_buffer frame_buffer_for_swap(void* surface)
     if (record->out && size != record->size) {
         // The library may ask for the size of the frame that is out.
         guard.unlock();
-        finish_late_swaps();
+        finish_late_frames();
         guard.lock();
         record = find_surface(surface);
     }
@@ -303,47 +334,9 @@ bool swap_will_succeed(void* surface)
     return record && record->swapped;
 }
 
-void frame_is_out(void* surface)
+late_frame late_frame_of(void* surface)
 {
-    const std::lock_guard<process_lock> guard{windows_lock};
-    if (surface_record* record = find_surface(surface)) {
-        ++record->out;
-        record->next ^= 1;
-    }
-}
-
-void frame_arrived(void* surface, bool swapped)
-{
-    const std::lock_guard<process_lock> guard{windows_lock};
-    surface_record* record = find_surface(surface);
-    if (!record || !record->out)
-        return;
-    frame* const arrived = &record->oldest_out();
-    --record->out;
-    record->swapped = swapped;
-    if (swapped && !std::exchange(record->arrived, arrived))
-        ++arrived_frames;
-}
-
-void show_arrived_frames()
-{
-    while (arrived_frames.load(std::memory_order_acquire)) {
-        frame_notice notice;
-        const bool compressed = frames_are_compressed();
-        {
-            const std::lock_guard<process_lock> guard{windows_lock};
-            const auto found = std::find_if(surfaces.begin(), surfaces.end(),
-                                            [](const auto& entry) { return entry.second.arrived; });
-            if (found == surfaces.end())
-                return;
-            const frame& arrived = *std::exchange(found->second.arrived, nullptr);
-            --arrived_frames;
-            if (server)
-                show_frame(found->second.native_window, arrived, compressed);
-            notice = notice_of(arrived);
-        }
-        announce_frame(notice);
-    }
+    return {.sent = frame_is_out, .answered = frame_arrived, .owner = surface};
 }
 
 void forget_windows()
@@ -354,7 +347,6 @@ void forget_windows()
         for (frame& each : record.frames)
             each.memory.forget();
     surfaces.clear();
-    arrived_frames = 0;
     server = nullptr;
     told = {};
 }

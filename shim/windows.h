@@ -2,6 +2,8 @@
 // Windows and their frame buffers. A native window is a full screen of the frame buffer's size, unless the
 // application is a client of an X server: then it is what the server says.
 
+#include "shim/connection.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -107,22 +109,16 @@ void note_told_height(uint32_t height);
 /// A swap has returned. When it went well, shows the frame and tells the device.
 void frame_swapped(void* surface, bool swapped);
 
-/// Whether a swap of this surface can be taken for granted, since the one before it went well.
-bool swap_will_succeed(void* surface);
-
-/// A swap whose answer will be collected later has been sent; the next frame gets memory of its own. With the
-/// process-wide lock held, as in the next one.
-void frame_is_out(void* surface);
-
-/// The answer to that swap is there.
-void frame_arrived(void* surface, bool swapped);
-
-/// Shows the frames that have arrived and tells the device. Any thread, without the process-wide lock.
-void show_arrived_frames();
-
 /// The same for a frame that isn't in the surface's frame buffer yet, where nobody would look for it there.
 /// Otherwise false, and nothing is done.
 bool show_image(void* surface, const frame_view& image);
+
+/// Whether a swap of this surface can be taken for granted, since the one before it went well.
+bool swap_will_succeed(void* surface);
+
+/// A swap of this surface whose answer is left for later: the next frame gets memory of its own, and this one
+/// is shown once it has arrived.
+late_frame late_frame_of(void* surface);
 
 /// For a forked child and for tests: forgets all windows.
 void forget_windows();

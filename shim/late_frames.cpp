@@ -1,13 +1,14 @@
-#include "shim/late_swaps.h"
+#include "shim/late_frames.h"
 
 #include "shim/connection.h"
 #include "shim/log.h"
-#include "shim/windows.h"
+#include "shim/process_lock.h"
 
 #include <atomic>
 #include <csignal>
 #include <cstdint>
 #include <ctime>
+#include <deque>
 #include <pthread.h>
 
 namespace shim {
@@ -20,6 +21,24 @@ enum class watch
     running,
     impossible,
 };
+
+struct arrived_frame
+{
+    void (*show)(void* owner, uint32_t number) = nullptr;
+    void* owner = nullptr;
+    uint32_t number = 0;
+};
+
+/// Never destroyed, as all here.
+struct arrived_frames
+{
+    process_lock showing; // held while one is shown; they are shown in the order in which they arrived
+    process_lock lock;    // guards `frames`
+    std::deque<arrived_frame> frames;
+    std::atomic<uint32_t> count{0}; // of those, and of the one that is being shown
+};
+
+arrived_frames& arrived = *new arrived_frames;
 
 // Written under the process-wide lock. Never destroyed: the thread runs until the process ends.
 watch watching = watch::none;
@@ -42,7 +61,7 @@ void* look_after_swaps(void*)
             seen = swaps.load(std::memory_order_acquire);
             be_patient();
         } while (swaps.load(std::memory_order_acquire) != seen);
-        finish_late_swaps();
+        finish_late_frames();
         show_arrived_frames();
     }
     return nullptr;
@@ -64,7 +83,7 @@ bool start_thread()
 
 } // namespace
 
-bool late_swaps_are_watched()
+bool late_frames_are_watched()
 {
     if (watching == watch::none) {
         watching = start_thread() ? watch::running : watch::impossible;
@@ -74,20 +93,48 @@ bool late_swaps_are_watched()
     return watching == watch::running;
 }
 
-void note_late_swap()
+void show_later(void (*show)(void*, uint32_t), void* owner, uint32_t number)
+{
+    const std::lock_guard<process_lock> guard{arrived.lock};
+    arrived.frames.push_back({show, owner, number});
+    arrived.count.fetch_add(1, std::memory_order_release);
+}
+
+void show_arrived_frames()
+{
+    while (arrived.count.load(std::memory_order_acquire)) {
+        const std::lock_guard<process_lock> order{arrived.showing};
+        arrived_frame next;
+        {
+            const std::lock_guard<process_lock> guard{arrived.lock};
+            if (arrived.frames.empty())
+                return;
+            next = arrived.frames.front();
+            arrived.frames.pop_front();
+        }
+        next.show(next.owner, next.number);
+        arrived.count.fetch_sub(1, std::memory_order_release);
+    }
+}
+
+void note_late_frame()
 {
     swaps.fetch_add(1, std::memory_order_release);
     swaps.notify_one();
 }
 
-void set_late_swap_patience(uint32_t milliseconds)
+void set_late_frame_patience(uint32_t milliseconds)
 {
     patience_ms.store(milliseconds, std::memory_order_relaxed);
 }
 
-void forget_late_swaps()
+void forget_late_frames()
 {
     watching = watch::none;
+    arrived.lock.revive();
+    arrived.showing.revive();
+    arrived.frames.clear();
+    arrived.count = 0;
 }
 
 } // namespace shim

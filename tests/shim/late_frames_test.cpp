@@ -3,7 +3,7 @@
 #include "shim/connection.h"
 #include "shim/fake_device.h"
 #include "shim/fake_window_server.h"
-#include "shim/late_swaps.h"
+#include "shim/late_frames.h"
 #include "shim/target_names.h"
 
 #include <chrono>
@@ -26,13 +26,13 @@ T load(const std::vector<uint8_t>& bytes, size_t offset)
     return value;
 }
 
-class late_swaps : public device_test
+class late_frames : public device_test
 {
 protected:
     void SetUp() override
     {
         device_test::SetUp();
-        shim::set_late_swap_patience(600'000);
+        shim::set_late_frame_patience(600'000);
         use_batching();
         device->counts_frames = true;
         device->takes_posts = true;
@@ -84,7 +84,7 @@ protected:
     std::vector<uint64_t> blocks; // that frames were drawn to
 };
 
-TEST_F(late_swaps, show_each_frame_when_the_next_one_has_been_sent)
+TEST_F(late_frames, show_each_frame_when_the_next_one_has_been_sent)
 {
     swap();
     EXPECT_EQ(drawn, 2);
@@ -99,7 +99,7 @@ TEST_F(late_swaps, show_each_frame_when_the_next_one_has_been_sent)
     EXPECT_GE(device->frames, 3);
 }
 
-TEST_F(late_swaps, are_shown_before_a_call_that_waits)
+TEST_F(late_frames, are_shown_before_a_call_that_waits)
 {
     swap();
     uint32_t shown_at_call = 0;
@@ -110,20 +110,20 @@ TEST_F(late_swaps, are_shown_before_a_call_that_waits)
     EXPECT_EQ(shown_frame(), 2);
 }
 
-TEST_F(late_swaps, are_shown_though_no_call_follows)
+TEST_F(late_frames, are_shown_though_no_call_follows)
 {
-    shim::set_late_swap_patience(1);
+    shim::set_late_frame_patience(1);
     swap();
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds{10};
     while (device->frames < 2 && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(std::chrono::milliseconds{1});
     EXPECT_EQ(device->frames, 2);
     EXPECT_EQ(shown_frame(), 2);
-    shim::set_late_swap_patience(600'000);
+    shim::set_late_frame_patience(600'000);
     EXPECT_EQ(swap(), EGL_TRUE) << "and the next one goes on from there";
 }
 
-TEST_F(late_swaps, that_fail_are_told_at_the_next_one)
+TEST_F(late_frames, that_fail_are_told_at_the_next_one)
 {
     const bytes failure = value_and_release(bytes{}.u32(EGL_FALSE));
     EXPECT_EQ(swap(failure), EGL_TRUE);
@@ -133,7 +133,7 @@ TEST_F(late_swaps, that_fail_are_told_at_the_next_one)
     EXPECT_EQ(swap(failure), EGL_FALSE);
 }
 
-TEST_F(late_swaps, answer_the_size_of_their_own_surface)
+TEST_F(late_frames, answer_the_size_of_their_own_surface)
 {
     const EGLSurface other = make_surface(6);
     server.size = {300, 80};
@@ -146,13 +146,13 @@ TEST_F(late_swaps, answer_the_size_of_their_own_surface)
     swap_with_questions();
     swap_with_questions();
     device->sent.clear();
-    shim::finish_late_swaps();
+    shim::finish_late_frames();
     ASSERT_EQ(device->sent.size(), 2u);
     EXPECT_EQ(device->sent[0], confirmation(bytes{}.u32(80)).get());
     EXPECT_EQ(device->sent[1], confirmation(bytes{}.u32(300)).get());
 }
 
-TEST_F(late_swaps, are_finished_before_their_memory_goes)
+TEST_F(late_frames, are_finished_before_their_memory_goes)
 {
     swap();
     server.size = {30, 20};
@@ -166,7 +166,7 @@ TEST_F(late_swaps, are_finished_before_their_memory_goes)
     EXPECT_EQ(server.shown, 3u);
 }
 
-TEST_F(late_swaps, lie_in_memory_that_calls_after_them_leave_alone)
+TEST_F(late_frames, lie_in_memory_that_calls_after_them_leave_alone)
 {
     std::vector<uint64_t> messages;
     device->on_message = [&](const std::vector<uint8_t>& sent) { messages.push_back(sent.size()); };
@@ -180,7 +180,7 @@ TEST_F(late_swaps, lie_in_memory_that_calls_after_them_leave_alone)
     EXPECT_EQ(device->sent.size(), messages.size() + 3);
 }
 
-TEST_F(late_swaps, wait_where_the_device_takes_no_second_message)
+TEST_F(late_frames, wait_where_the_device_takes_no_second_message)
 {
     device->takes_posts = false;
     EXPECT_EQ(swap(), EGL_TRUE);
