@@ -417,6 +417,20 @@ void announce_frame(const frame_notice& notice)
     state.device->frame_finished();
 }
 
+void describe_buffer(uint64_t handle, const wire::winsys_buffer_vk_data_descriptor& description)
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    if (is_connected())
+        state.device->describe_buffer(handle, description);
+}
+
+void forget_buffer(uint64_t handle)
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    if (is_connected())
+        state.device->forget_buffer(handle);
+}
+
 bool frames_are_compressed()
 {
     const std::lock_guard<process_lock> guard{conversation_lock};

@@ -1,5 +1,6 @@
 #include "shim/native_buffers.h"
 
+#include "shim/connection.h"
 #include "shim/process_lock.h"
 
 #include <mutex>
@@ -21,12 +22,17 @@ constexpr uint64_t plain_format = 1;
 native_buffer::native_buffer(window_size size) : size_{size}
 {
     memory_.make(size);
-    const std::lock_guard<process_lock> guard{buffers_lock};
-    buffers.insert(this);
+    {
+        const std::lock_guard<process_lock> guard{buffers_lock};
+        buffers.insert(this);
+    }
+    const uint64_t handle = reinterpret_cast<uintptr_t>(this);
+    describe_buffer(handle, describe_native_buffer(handle));
 }
 
 native_buffer::~native_buffer()
 {
+    forget_buffer(reinterpret_cast<uintptr_t>(this));
     const std::lock_guard<process_lock> guard{buffers_lock};
     buffers.erase(this);
 }

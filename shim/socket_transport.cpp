@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <span>
 #include <utility>
 
 #include <fcntl.h>
@@ -45,6 +46,8 @@ public:
     int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t capacity) override;
     bool post(const void* message, uint32_t length) override;
     bool takes_offers() const override { return true; }
+    void describe_buffer(uint64_t handle, const wire::winsys_buffer_vk_data_descriptor& description) override;
+    void forget_buffer(uint64_t handle) override;
     void offer_block(void* block, uint32_t size) override;
     bool offer_was_taken() override;
     int32_t read(void* answer, uint32_t capacity) override;
@@ -65,6 +68,10 @@ private:
     int32_t request(operation what);
     bool wait_for_post();
     bool hung_up() const;
+    std::span<described_buffer> described()
+    {
+        return {reinterpret_cast<described_buffer*>(_shared + described_offset), most_described};
+    }
     mailbox& box() { return *reinterpret_cast<mailbox*>(_shared); }
 
     uint8_t* _shared = nullptr;
@@ -276,6 +283,26 @@ void socket_transport::offer_block(void* block, uint32_t size)
 bool socket_transport::offer_was_taken()
 {
     return std::exchange(box().offered_size, 0) == 0;
+}
+
+void socket_transport::describe_buffer(uint64_t handle,
+                                       const wire::winsys_buffer_vk_data_descriptor& description)
+{
+    static_assert(sizeof description == sizeof(described_buffer::description));
+    for (described_buffer& entry : described()) {
+        if (entry.handle.load(std::memory_order_relaxed))
+            continue;
+        std::memcpy(entry.description, &description, sizeof description);
+        entry.handle.store(handle, std::memory_order_release);
+        return;
+    }
+}
+
+void socket_transport::forget_buffer(uint64_t handle)
+{
+    for (described_buffer& entry : described())
+        if (entry.handle.load(std::memory_order_relaxed) == handle)
+            entry.handle.store(0, std::memory_order_release);
 }
 
 int32_t socket_transport::read(void* answer, uint32_t capacity)

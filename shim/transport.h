@@ -1,6 +1,8 @@
 #pragma once
 // The shim's road to the device: it writes messages from target memory and reads answers into target memory.
 
+#include "wire/wire.h"
+
 #include <cstdint>
 
 namespace shim {
@@ -40,6 +42,14 @@ public:
     virtual void offer_block([[maybe_unused]] void* block, [[maybe_unused]] uint32_t size) {}
     /// After the exchange that an offer was made for; withdraws an offer that wasn't taken.
     virtual bool offer_was_taken() { return false; }
+
+    /// Tells beforehand what the library will be answered when it asks for a buffer, or that it is no more.
+    /// Any thread; a device that keeps no such list asks each time.
+    virtual void describe_buffer([[maybe_unused]] uint64_t handle,
+                                 [[maybe_unused]] const wire::winsys_buffer_vk_data_descriptor& description)
+    {
+    }
+    virtual void forget_buffer([[maybe_unused]] uint64_t handle) {}
 
     /// Reads more of an answer. -1 when the device is gone.
     virtual int32_t read(void* answer, uint32_t answer_capacity) = 0;

@@ -220,32 +220,45 @@ void connection::read_answer()
     while (answered_at_once());
 }
 
-/// Answers a request for what the target has said in its greeting, or offered with its message, so that it
-/// may sleep on.
+/// What the target has said in its greeting, offered with its message or described before, if that is what
+/// the library asks for; nothing otherwise.
+std::optional<connection::early_answer> connection::known_answer()
+{
+    const uint32_t type = _talk->pending_request();
+    const std::span payload =
+        std::span(_model->answers()).subspan(std::min(_model->answers().size(), size_t{wire::header_size}));
+    early_answer answer{};
+    const auto set = [&answer](uint64_t value) { std::memcpy(answer.data(), &value, sizeof value); };
+    if (type == wire::outbound::get_target_pointer_size && payload.empty()) {
+        set(_who.pointer_bits / 8);
+        return answer;
+    }
+    uint32_t size = 0;
+    if (type == wire::outbound::allocate_memory_block && payload.size() == sizeof size) {
+        std::memcpy(&size, payload.data(), sizeof size);
+        const uint64_t block = _link.take_offered_block(size);
+        set(block);
+        return block ? std::optional{answer} : std::nullopt;
+    }
+    uint64_t handle = 0;
+    if (type == wire::outbound::winsys_map_buffer_object_vk && payload.size() == sizeof handle) {
+        std::memcpy(&handle, payload.data(), sizeof handle);
+        return _link.described_buffer(handle);
+    }
+    return std::nullopt;
+}
+
+/// Answers a request in the place of the target, so that it may sleep on.
 bool connection::answered_at_once()
 {
-    const std::vector<uint8_t>& request = _model->answers();
-    uint64_t result = 0; // whose first bytes are the answer
-    uint32_t wanted = 0;
-    switch (_talk->pending_request()) {
-    case wire::outbound::get_target_pointer_size:
-        if (request.size() == wire::header_size)
-            result = _who.pointer_bits / 8;
-        break;
-    case wire::outbound::allocate_memory_block:
-        if (request.size() == wire::header_size + sizeof wanted) {
-            std::memcpy(&wanted, request.data() + wire::header_size, sizeof wanted);
-            result = _link.take_offered_block(wanted);
-        }
-        break;
-    default:
-        break;
-    }
-    if (!result || _link.gone())
+    if (_link.gone() || !_talk->pending_request())
+        return false;
+    const std::optional<early_answer> known = known_answer();
+    if (!known)
         return false;
     std::vector<uint8_t> confirmation = _talk->confirmation();
     const auto bytes = static_cast<size_t>(wire::answer_size_of_service(_talk->pending_request()));
-    std::memcpy(confirmation.data() + confirmation.size() - bytes, &result, bytes);
+    std::memcpy(confirmation.data() + confirmation.size() - bytes, known->data(), bytes);
     if (!_talk->admit(confirmation))
         return false;
     _model->answers().clear();

@@ -8,11 +8,13 @@
 #include "target_memory.h"
 #include "zelvar/sc_interfaces.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -79,6 +81,8 @@ private:
     bool take_message(const link_request& request);
     void deliver(const link_request& request);
     void read_answer();
+    using early_answer = std::array<uint8_t, 32>; // its first bytes are the answer
+    std::optional<early_answer> known_answer();
     bool answered_at_once();
     void finish_frame();
     void say_farewell();

@@ -178,6 +178,19 @@ uint64_t link_endpoint::take_offered_block(uint32_t size)
     return once(post.offered_block);
 }
 
+std::optional<std::array<uint8_t, 32>> link_endpoint::described_buffer(uint64_t handle) const
+{
+    const auto* table = reinterpret_cast<const device_link::described_buffer*>(shared() + described_offset);
+    for (uint32_t i = 0; handle && i < most_described; ++i) {
+        if (table[i].handle.load(std::memory_order_acquire) != handle)
+            continue;
+        std::array<uint8_t, 32> copy;
+        std::memcpy(copy.data(), table[i].description, copy.size());
+        return copy;
+    }
+    return std::nullopt;
+}
+
 uint32_t link_endpoint::take_finished_frames()
 {
     mailbox& post = box();

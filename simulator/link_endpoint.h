@@ -3,6 +3,7 @@
 
 #include "protocol.h"
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <optional>
@@ -89,6 +90,8 @@ public:
     /// The address of memory that the target offers for a request of so many bytes; 0 when it doesn't. Takes
     /// it.
     uint64_t take_offered_block(uint32_t size);
+    /// What the target has described a buffer with beforehand; nothing when it hasn't.
+    std::optional<std::array<uint8_t, 32>> described_buffer(uint64_t handle) const;
     /// Frames that the target has finished, without an announcement, since this was asked last.
     uint32_t take_finished_frames();
     /// From any thread: the target is gone, or is to be treated so. Wakes `wait_request`.

@@ -115,6 +115,19 @@ static_assert(offsetof(mailbox, answer) == 24 && offsetof(mailbox, result) == 32
 static_assert(offsetof(mailbox, frame_buffer) == 40 && offsetof(mailbox, frame_buffer_stride) == 60);
 static_assert(offsetof(mailbox, offered_block) == 64 && offsetof(mailbox, offered_size) == 72);
 
+/// Buffers of the target's window system that the target has described beforehand, behind the mailbox in the
+/// same page. The target writes an entry whenever it likes: `handle` last when it adds one, first when it
+/// drops one.
+struct described_buffer
+{
+    std::atomic<uint64_t> handle; // 0: no entry
+    uint8_t description[32];      // what the target would answer when the library asks for the buffer
+};
+inline constexpr uint32_t described_offset = 1024; // from the start of the shared memory
+inline constexpr uint32_t most_described = 64;
+static_assert(sizeof(described_buffer) == 40 && std::atomic<uint64_t>::is_always_lock_free);
+static_assert(described_offset + most_described * sizeof(described_buffer) <= 4096);
+
 /// Messages of one thread whose answers haven't been read; they come in the order of the messages.
 inline constexpr uint32_t most_posted = 2;
 

@@ -287,6 +287,14 @@ void worker::handle_one(const bytes& message)
         send(set_return_value_message, value);
         break;
     }
+    case type_asks_buffer: {
+        const bytes description =
+            ask(winsys_map_buffer_object_vk, 32, bytes(message.begin() + wire::header_size, message.end()));
+        bytes value{8};
+        value.insert(value.end(), description.begin(), description.begin() + 8);
+        send(set_return_value_message, value);
+        break;
+    }
     case type_terminate:
         ask(set_cursor_visibility, 0);
         send(set_return_value_message, {4, 0, 0, 0, 0});

@@ -26,6 +26,7 @@ enum : uint32_t
     type_asks_width = 26,  // asks for the width of a pointer, keeps the answer, ends
     type_copies = 16,      // payload: from (8), to (8), length (4); copies target memory from a worker
     type_allocates = 45,   // payload: size (4); asks for memory, returns its address
+    type_asks_buffer = 46, // payload: handle (8); asks for the buffer, returns the first word of the answer
     type_calls_target = 50 // asks for a call on the target, ends when confirmed
 };
 inline constexpr int long_answer = 100;

@@ -164,6 +164,13 @@ TEST_F(simulator_link, memory_that_lies_ready_is_given_without_waking_the_target
     end();
 }
 
+TEST_F(simulator_link, described_buffers_are_told_without_waking_the_target)
+{
+    begin();
+    EXPECT_EQ(run({"buffers"}), 0);
+    end();
+}
+
 TEST_F(simulator_link, takes_long_messages_and_messages_outside_the_window)
 {
     begin();

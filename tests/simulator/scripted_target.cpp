@@ -407,6 +407,39 @@ int offers(target& self, const std::string&)
     return 0;
 }
 
+/// Buffers that were described are known to the library on the way.
+int buffers(target& self, const std::string&)
+{
+    const auto word_of = [&](uint64_t handle) {
+        bytes payload;
+        put(payload, handle);
+        const answer got = self.send(message(46, payload));
+        if (got.request) {
+            require(!self.confirm(got.request).gone, "the call goes on");
+            return uint64_t{0};
+        }
+        uint64_t word = 0;
+        require(got.value.size() == sizeof word, "a word comes back");
+        std::memcpy(&word, got.value.data(), sizeof word);
+        return word;
+    };
+    const auto describe = [&](uint64_t handle, uint64_t framebuffer) {
+        wire::winsys_buffer_vk_data_descriptor description{};
+        description.framebuffer = framebuffer;
+        self.link().describe_buffer(handle, description);
+    };
+    for (uint64_t i = 1; i <= device_link::most_described + 1; ++i)
+        describe(i, i * 1000);
+    require(word_of(1) == 1000 && word_of(device_link::most_described) == device_link::most_described * 1000,
+            "each has its own description");
+    require(word_of(device_link::most_described + 1) == 0, "what found no room is asked for");
+    self.link().forget_buffer(2);
+    require(word_of(2) == 0 && word_of(3) == 3000, "one has gone");
+    describe(77, 7);
+    require(word_of(77) == 7, "and another one has its place");
+    return 0;
+}
+
 int small_reads(target& self, const std::string& argument)
 {
     const auto capacity = static_cast<uint32_t>(std::atoi(argument.c_str()));
@@ -644,6 +677,7 @@ const std::map<std::string, scenario> scenarios = {
     {"asks-width", asks_width},
     {"posts", posts},
     {"offers", offers},
+    {"buffers", buffers},
     {"small-reads", small_reads},
     {"long-message", long_message},
     {"copies", copies},
