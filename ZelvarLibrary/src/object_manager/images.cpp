@@ -208,7 +208,11 @@ bool zelvar_object_manager_set_egl_image_target_sibling(pid_t pid, uint64_t targ
                                                         uint32_t type)
 {
     check_sibling_type(type);
-    return with_image(pid, target_image, [=](auto& image) { image.siblings[{object, type}] = false; });
+    return with_image(pid, target_image, [=](auto& image) {
+        // Those that are cut off count for nothing, and an image may see any number of them.
+        std::erase_if(image.siblings, [](const auto& sibling) { return sibling.second; });
+        image.siblings[{object, type}] = false;
+    });
 }
 
 bool zelvar_object_manager_set_egl_image_sibling_orphaned(pid_t pid, tid_t tid, const uint32_t* objects,

@@ -6,6 +6,7 @@
 #include "handlers/gles/shared_guard.h"
 #include "object_manager/images.h"
 #include "object_manager/service_scope.h"
+#include "object_manager/share_groups.h"
 #include "pixels/fourcc.h"
 
 #include <new>
@@ -69,6 +70,7 @@ struct image_request
 {
     egl_handler& call;
     uint64_t target_display;
+    uint64_t target_context;
     EGLenum kind;
     uint64_t buffer;
     EGLDisplay display = EGL_NO_DISPLAY;
@@ -99,10 +101,13 @@ bool find_host_object(image_request& request, const Objects& objects, const char
     return true;
 }
 
+/// The objects are those of the context that the call names, whichever is current.
 bool take_gl_object(image_request& request)
 {
-    shared_guard group_lock{request.call.context()};
-    const auto& objects = *request.call.context()->data_shared;
+    visited_group group{request.call.pid, request.target_context};
+    _zelvar_context_data* owner = group ? group.model() : request.call.context();
+    shared_guard group_lock{owner};
+    const auto& objects = *owner->data_shared;
     return request.kind == EGL_GL_RENDERBUFFER_KHR
                ? find_host_object(request, objects.renderbuffers, "renderbuffer")
                : find_host_object(request, objects.textures, "texture");
@@ -238,7 +243,8 @@ void end_use(const image_request& request)
 uint64_t create_image(egl_handler& call, uint64_t dpy, uint64_t context, EGLenum kind, uint64_t buffer,
                       target_ptr attrib_list, uint64_t target_result, unsigned target_error)
 {
-    image_request request{.call = call, .target_display = dpy, .kind = kind, .buffer = buffer};
+    image_request request{
+        .call = call, .target_display = dpy, .target_context = context, .kind = kind, .buffer = buffer};
     request.descriptor.type = GL_UNSIGNED_BYTE;
     if (!zelvar_object_manager_get_host_display(call.pid, call.tid, dpy, &request.display)) {
         call.error = EGL_BAD_DISPLAY;
