@@ -5,6 +5,7 @@
 #include "shim/native_buffers.h"
 #include "shim/process_lock.h"
 #include "shim/texts.h"
+#include "shim/thread_state.h"
 
 #include "wire/api.h"
 
@@ -242,12 +243,14 @@ SHIM_EXPORT void SHIM_NAME(AHardwareBuffer_describe)(const AHardwareBuffer* buff
     *out = buffer->desc;
 }
 
-/// The memory is the processor's all the time, so there are no fences to wait for.
+/// The memory is the processor's all the time, but calls of this thread that still wait come before it.
 SHIM_EXPORT int SHIM_NAME(AHardwareBuffer_lock)(AHardwareBuffer* buffer, uint64_t, int32_t, const void*,
                                                 void** address)
 {
     if (!buffer || !address)
         return -EINVAL;
+    if (shim::thread_state* self = shim::this_thread())
+        self->messages.flush();
     *address = const_cast<uint8_t*>(buffer->memory.pixels());
     return 0;
 }
