@@ -60,6 +60,8 @@ public:
             return set_arrays(picks);
         case attach_new_texture:
             return attach_texture(picks);
+        case show_new_image:
+            return show_image(picks, slot);
         }
         call(record);
     }
@@ -258,6 +260,43 @@ private:
         gles(in::gles20_bind_framebuffer, {GL_FRAMEBUFFER, generate(in::gles20_gen_framebuffers)});
         gles(in::gles20_framebuffer_texture_2d,
              {GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0});
+    }
+
+    void show_image(const uint8_t* picks, size_t slot)
+    {
+        static constexpr uint32_t kinds[] = {EGL_WAYLAND_BUFFER_WL,
+                                             EGL_GL_TEXTURE_2D_KHR,
+                                             EGL_GL_RENDERBUFFER_KHR,
+                                             EGL_NATIVE_BUFFER_ANDROID,
+                                             EGL_GL_TEXTURE_CUBE_MAP_POSITIVE_X_KHR,
+                                             EGL_LINUX_DMA_BUF_EXT};
+        const uint32_t kind = kinds[picks[1] % 2 ? 0 : picks[1] / 2 % std::size(kinds)];
+        const uint64_t buffer =
+            kind == EGL_WAYLAND_BUFFER_WL
+                ? target_blocks::buffers +
+                      picks[2] % target_blocks::buffer_count * sizeof(wire::winsys_buffer_object_descriptor)
+                : picks[2] % 16u;
+        const uint64_t image = _caller.create_image(kind, slot, buffer, 1 + picks[2] % 4u);
+        const uint32_t point = picks[3] & 1 ? GL_TEXTURE_EXTERNAL_OES : GL_TEXTURE_2D;
+        const uint64_t texture = generate(in::gles20_gen_textures);
+        gles(in::gles20_bind_texture, {point, texture});
+        gles(in::gles20_egl_image_target_texture_2does, {point, image});
+        if (picks[3] & 2) {
+            gles(in::gles20_bind_renderbuffer, {GL_RENDERBUFFER, generate(in::gles20_gen_renderbuffers)});
+            gles(in::gles20_egl_image_target_renderbuffer_storage_oes, {GL_RENDERBUFFER, image});
+        }
+        if (picks[3] & 4)
+            _caller.destroy_image(image);
+        if (picks[3] & 8) {
+            gles(in::gles20_bind_framebuffer, {GL_FRAMEBUFFER, generate(in::gles20_gen_framebuffers)});
+            gles(in::gles20_framebuffer_texture_2d,
+                 {GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0});
+            gles(in::gles20_clear, {GL_COLOR_BUFFER_BIT});
+        }
+        if (picks[3] & 16)
+            gles(in::gles20_bind_framebuffer, {GL_FRAMEBUFFER, 0});
+        if (picks[3] & 32)
+            gles(in::gles20_bind_texture, {point, texture});
     }
 
     scripted_target& _target;

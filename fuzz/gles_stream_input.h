@@ -39,6 +39,7 @@ enum kind : uint8_t
     fill_new_buffer,
     point_arrays,
     attach_new_texture,
+    show_new_image,
     kind_count
 };
 static_assert(kind_count <= 32);

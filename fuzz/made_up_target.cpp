@@ -90,6 +90,20 @@ void made_up_target::destroy_context(size_t slot)
     egl<in::egl_destroy_context>({EGL_TRUE, EGL_SUCCESS}, _display, _contexts[slot]);
 }
 
+uint64_t made_up_target::create_image(uint32_t kind, size_t slot, uint64_t buffer, uint64_t own_image)
+{
+    const bool is_native = kind == EGL_WAYLAND_BUFFER_WL || kind == EGL_NATIVE_BUFFER_ANDROID;
+    return handle(egl<in::egl_create_image_khr>({own_image, EGL_SUCCESS}, _display,
+                                                is_native ? 0 : _contexts[slot], kind, buffer,
+                                                target_blocks::surface_attributes),
+                  own_image);
+}
+
+void made_up_target::destroy_image(uint64_t image)
+{
+    egl<in::egl_destroy_image_khr>({EGL_TRUE, EGL_SUCCESS}, _display, image);
+}
+
 void made_up_target::close_display()
 {
     for (uint8_t tid : _threads) {

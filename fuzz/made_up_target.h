@@ -50,6 +50,9 @@ public:
     void make_current(size_t slot);
     void make_none_current();
     void destroy_context(size_t slot);
+    /// An image of an object of the context in place `slot`, or of a native buffer.
+    uint64_t create_image(uint32_t kind, size_t slot, uint64_t buffer, uint64_t own_image);
+    void destroy_image(uint64_t image);
     /// Ends all contexts and the display, so that the host keeps nothing.
     void close_display();
 

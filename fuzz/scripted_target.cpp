@@ -408,6 +408,11 @@ std::vector<uint8_t> scripted_target::answer_bytes(uint32_t type, uint32_t size,
     case wire::outbound::winsys_get_window_width:
         value = 16;
         break;
+    case wire::outbound::winsys_buffer_object_begin_use:
+    case wire::outbound::winsys_map_buffer_object:
+        // A buffer's handle is where it is described.
+        _memory.read(argument, bytes.data(), size);
+        return bytes;
     case wire::outbound::shim_sync_object_create:
     case wire::outbound::get_target_process_name_address:
         value = scripted_memory::base;

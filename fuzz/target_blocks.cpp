@@ -41,6 +41,19 @@ void put_text(scripted_target& target, uint64_t address, std::string_view text)
     target.poke(address - base, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
 }
 
+void lay_out_buffers(scripted_target& target)
+{
+    constexpr uint32_t kind = EGL_WAYLAND_BUFFER_WL, byte = GL_UNSIGNED_BYTE;
+    put<wire::winsys_buffer_object_descriptor>(
+        target, buffers,
+        {{kind, GL_RGBA, 8, byte, 5, 24, 1, 32, {}, 0, pixels, 1},
+         {kind, GL_BGRA_EXT, 4, byte, 8, 32, 0, 32, {}, 0, pixels, 0},
+         {kind, GL_RGB, 4, GL_UNSIGNED_SHORT_5_6_5, 3, 6, 0, 16, {}, 0, pixels, 1},
+         {kind, GL_RGBA, 16, byte, 16, 4, 1, 8, {}, 0, pixels, 1}, // rows too short, another depth
+         {kind, GL_RGB, 300, byte, 300, 900, 0, 24, {}, 0, end - 64, 1},
+         {kind, GL_RGBA, 4, byte, 0x4000, 0x40000000, 0, 32, {}, 0, nowhere, 1}});
+}
+
 void lay_out_texts(scripted_target& target)
 {
     std::vector<uint64_t> pointers;
@@ -83,6 +96,7 @@ void lay_out(scripted_target& target)
                   {0, 1, 2, ~0u, 3, 70000, 0, 1, 0x10000000, 0x7fffffff, ~0u, ~0u, ~0u - 1});
     put<uint32_t>(target, commands,
                   {3, 1, 0, 0, 0, 6, 2, 1, ~0u, 1, 1, 1, 1, 0x7fffffff, 1, ~0u, 0x80000000});
+    lay_out_buffers(target);
     lay_out_texts(target);
     std::vector<uint8_t> picture(0x4000);
     for (size_t i = 0; i < picture.size(); i++)

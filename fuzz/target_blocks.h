@@ -10,6 +10,7 @@ constexpr uint64_t base = scripted_memory::base;
 constexpr uint64_t ids_from_one = base;               // 1, 2, 3, ... as words
 constexpr uint64_t context_attributes = base + 0x400; // lists of `attribute_stride` bytes
 constexpr uint64_t surface_attributes = base + 0x500;
+constexpr uint64_t buffers = base + 0x600; // native ones: what the target says of the buffer with this handle
 constexpr uint64_t vertices = base + 0x800;   // 128 vectors of four
 constexpr uint64_t indices_8 = base + 0x1000; // small, large and restarting ones
 constexpr uint64_t indices_16 = base + 0x1100;
@@ -24,6 +25,7 @@ constexpr uint64_t pixels = base + 0x8000;
 constexpr uint64_t end = base + scripted_memory::size; // of the block: what begins close to it ends short
 constexpr uint64_t nowhere = base - 16;
 
+constexpr uint64_t buffer_count = 6;
 constexpr uint64_t name_stride = 0x20, source_stride = 0x400, attribute_stride = 0x20;
 /// Indices of the sources.
 enum source

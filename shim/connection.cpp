@@ -1,5 +1,6 @@
 #include "shim/connection.h"
 
+#include "shim/hardware_buffers.h"
 #include "shim/late_frames.h"
 #include "shim/log.h"
 #include "shim/native_buffers.h"
@@ -489,6 +490,7 @@ void forget_connection()
     forget_vertex_states();
     forget_vk_stream();
     forget_native_buffers();
+    forget_hardware_buffers();
     set_log_level(settings{}.log_level);
     device.store(device_state::unknown, std::memory_order_release);
 }

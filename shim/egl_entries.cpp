@@ -4,6 +4,7 @@
 #include "shim/configs.h"
 #include "shim/egl_support.h"
 #include "shim/exports.h"
+#include "shim/hardware_buffers.h"
 #include "shim/late_frames.h"
 #include "shim/proc_address.h"
 #include "shim/sync_objects.h"
@@ -58,6 +59,16 @@ struct entry<in::egl_get_proc_address, decltype(eglGetProcAddress)>
     static __eglMustCastToProperFunctionPointerType call(const char* name)
     {
         return name ? find_entry_point(name) : nullptr;
+    }
+};
+
+template <>
+struct entry<in::egl_query_string, decltype(eglQueryString)>
+{
+    static const char* call(EGLDisplay display, EGLint name)
+    {
+        const auto* text = send_message<in::egl_query_string, const char*>(display, name);
+        return name == EGL_EXTENSIONS && display ? with_android_extensions(text) : text;
     }
 };
 

@@ -1,15 +1,12 @@
 #include "shim/oes_mapbuffer.h"
 
 #include "shim/exports.h"
+#include "shim/texts.h"
 #include "shim/thread_state.h"
 #include "shim/vertex_state.h"
 
 #include <GLES2/gl2ext.h>
 #include <GLES3/gl31.h>
-
-#include <mutex>
-#include <set>
-#include <string>
 
 namespace shim {
 
@@ -54,14 +51,8 @@ const named_entry_point mapbuffer_entry_points[] = {
 
 const GLubyte* with_mapbuffer_extension(const GLubyte* extensions)
 {
-    if (!extensions)
-        return nullptr;
-    static std::mutex& lock = *new std::mutex;
-    static auto& texts = *new std::set<std::string>; // one for each list that the library has given
-    const std::lock_guard<std::mutex> guard{lock};
-    const std::string text = reinterpret_cast<const char*>(extensions);
     return reinterpret_cast<const GLubyte*>(
-        texts.insert(text + (text.empty() ? "" : " ") + mapbuffer_extension).first->c_str());
+        text_with(reinterpret_cast<const char*>(extensions), mapbuffer_extension));
 }
 
 } // namespace shim

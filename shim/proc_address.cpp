@@ -1,8 +1,10 @@
 #include "shim/proc_address.h"
 
+#include "shim/hardware_buffers.h"
 #include "shim/oes_mapbuffer.h"
 
 #include <cstring>
+#include <initializer_list>
 
 namespace shim {
 
@@ -26,8 +28,10 @@ entry_point find_entry_point(const char* name)
     }
     if (std::strncmp(name, "egl", 3) != 0)
         return nullptr;
-    const entry_point found = find_in(egl_entry_points, name);
-    return found ? found : find_in(egl15_entry_points, name);
+    for (const named_entry_point* list : {egl_entry_points, egl15_entry_points, android_entry_points})
+        if (const entry_point found = find_in(list, name))
+            return found;
+    return nullptr;
 }
 
 } // namespace shim

@@ -1,5 +1,6 @@
 #include "shim/services.h"
 
+#include "shim/hardware_buffers.h"
 #include "shim/log.h"
 #include "shim/native_buffers.h"
 #include "shim/proc_address.h"
@@ -23,7 +24,8 @@ namespace {
 
 namespace out = wire::outbound;
 
-constexpr uint32_t linux_os = 1; // 2 would be Android
+constexpr uint32_t linux_os = 1;
+constexpr uint32_t android_os = 2;
 
 // Blocks that the library allocated and has not freed. Guarded by the process-wide lock.
 std::unordered_set<void*>& allocated = *new std::unordered_set<void*>;
@@ -43,7 +45,6 @@ public:
         return reinterpret_cast<T*>(static_cast<uintptr_t>(u64()));
     }
 
-private:
     template <class T>
     T take()
     {
@@ -58,6 +59,7 @@ private:
         return value;
     }
 
+private:
     const uint8_t* at_;
     uint32_t left_;
 };
@@ -216,7 +218,7 @@ void answer_service(void* surface, uint32_t type, fields request, service_answer
         answer.set(uint8_t{1});
         break;
     case out::winsys_get_target_os_version:
-        answer.set(linux_os);
+        answer.set(target_is_android() ? android_os : linux_os);
         break;
     case out::winsys_get_window_height:
         answer.set(size_of_window(request.u64()).height);
@@ -231,11 +233,21 @@ void answer_service(void* surface, uint32_t type, fields request, service_answer
     case out::get_pixmap_properties:
         not_built("Pixmaps");
         break;
-    case out::winsys_buffer_object_begin_use:
+    case out::winsys_buffer_object_begin_use: {
+        const uint64_t handle = request.u64();
+        answer.set(begin_buffer_use(handle, request.u32()));
+        break;
+    }
     case out::winsys_buffer_object_end_use:
-    case out::winsys_map_buffer_object:
+        answer.set(uint32_t{end_buffer_use(request.u64())});
+        break;
+    case out::winsys_map_buffer_object: {
+        const uint64_t handle = request.u64();
+        answer.set(map_buffer(handle, request.take<wire::winsys_buffer_object_descriptor>()));
+        break;
+    }
     case out::winsys_unmap_buffer_object:
-        not_built("Native buffers of EGL");
+        answer.set(uint32_t{unmap_buffer(request.u64())});
         break;
     case out::winsys_map_buffer_object_vk:
         answer.set(describe_native_buffer(request.u64()));

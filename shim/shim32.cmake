@@ -44,6 +44,7 @@ foreach(source IN LISTS TPAKUTIL_SOURCES)
 endforeach()
 shim32_object(SHIM32_FILTER gles_filter.cpp)
 shim32_object(SHIM32_VK_FILTER vk_filter.cpp)
+shim32_object(SHIM32_WINDOW_FILTER nativewindow_filter.cpp)
 
 add_custom_command(OUTPUT ${SHIM32_DIR}/libEGL.so.1
     COMMAND ${CMAKE_CXX_COMPILER} ${SHIM32_LINK} -Wl,-soname,libEGL.so.1
@@ -65,7 +66,13 @@ add_custom_command(OUTPUT ${SHIM32_DIR}/libzelvar_vk.so
             -o ${SHIM32_DIR}/libzelvar_vk.so
     DEPENDS ${SHIM32_VK_FILTER} ${CMAKE_CURRENT_SOURCE_DIR}/vk.map
     COMMENT "Linking 32-bit libzelvar_vk.so" VERBATIM)
+add_custom_command(OUTPUT ${SHIM32_DIR}/libnativewindow.so
+    COMMAND ${CMAKE_CXX_COMPILER} ${SHIM32_LINK} -Wl,-soname,libnativewindow.so -Wl,--filter=libEGL.so.1
+            -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/nativewindow.map ${SHIM32_WINDOW_FILTER}
+            -o ${SHIM32_DIR}/libnativewindow.so
+    DEPENDS ${SHIM32_WINDOW_FILTER} ${CMAKE_CURRENT_SOURCE_DIR}/nativewindow.map
+    COMMENT "Linking 32-bit libnativewindow.so" VERBATIM)
 set(ZELVAR_VK_BITS 32)
 configure_file(${CMAKE_CURRENT_SOURCE_DIR}/zelvar_vk.json.in ${SHIM32_DIR}/zelvar_vk.json @ONLY)
 add_custom_target(zelvar_shim32 ALL DEPENDS ${SHIM32_DIR}/libEGL.so.1 ${SHIM32_DIR}/libGLESv2.so.2
-    ${SHIM32_DIR}/libzelvar_vk.so)
+    ${SHIM32_DIR}/libzelvar_vk.so ${SHIM32_DIR}/libnativewindow.so)

@@ -75,3 +75,8 @@ extern std::map<kept_frame_key, kept_frame>&
     andorid_native_buffer_data_map ZELVAR_TSA(guarded_by(andorid_native_buffer_data_map_cs));
 /// Moves a block from malloc into the map and frees the one that was kept under the same key.
 void keep_native_buffer(const kept_frame_key& key, uint8_t* pixels, uint64_t size);
+/// Takes the frame that is kept under a key out of the map, for whoever reads it without the lock; no pixels
+/// when there is none. The block is the caller's, who gives it back with its count.
+kept_frame take_native_buffer(const kept_frame_key& key);
+/// Another frame that has come meanwhile stays, and this one is freed.
+void give_native_buffer_back(const kept_frame_key& key, const kept_frame& frame);

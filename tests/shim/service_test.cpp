@@ -93,7 +93,7 @@ TEST_F(services, what_is_not_built_says_so_and_answers_zeros_of_the_right_size)
     const struct
     {
         uint32_t type, payload, answer;
-    } cases[] = {{447, 24, 4}, {448, 16, 16}, {459, 8, 4}, {465, 64, 56}, {466, 12, 4}};
+    } cases[] = {{447, 24, 4}, {448, 16, 16}};
     for (const auto& c : cases) {
         capture();
         EXPECT_EQ(ask(message(c.type, bytes{}.zeros(c.payload))),

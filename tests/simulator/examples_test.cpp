@@ -22,15 +22,15 @@ struct report
     std::string log; // what the application and the library complained about, in order
 };
 
-class endtoend_examples : public testing::TestWithParam<std::string>
+class endtoend_target_examples : public testing::Test
 {
 protected:
-    endtoend_examples()
+    endtoend_target_examples()
     {
         folder = testing::TempDir() + "/zelvar-examples-XXXXXX";
         EXPECT_NE(mkdtemp(folder.data()), nullptr);
     }
-    ~endtoend_examples() override { std::filesystem::remove_all(folder); }
+    ~endtoend_target_examples() override { std::filesystem::remove_all(folder); }
 
     /// Runs `before` and the application behind it, whose standard output goes its own way.
     report run(std::vector<std::string> before, const std::vector<std::string>& environment,
@@ -52,14 +52,19 @@ protected:
                    BINARIES "/" + application);
     }
 
-    report run_as_target(const std::string& program, const std::string& batch) const
+    report run_as_target(const std::string& program, const std::string& batch,
+                         const std::vector<std::string>& environment = {}) const
     {
         return run({ZELVAR_SIM, "--libzelvar", LIBRARY, "--fb", size, "--set", "batchCommands " + batch,
                     "--set", "unbufferStdout 1", "--"},
-                   {}, program);
+                   environment, program);
     }
 
     std::string folder;
+};
+
+class endtoend_examples : public endtoend_target_examples, public testing::WithParamInterface<std::string>
+{
 };
 
 /// What an example prints behind its first lines, which tell of displays: a target has a display of its own.
@@ -99,6 +104,22 @@ TEST_P(endtoend_examples, print_what_they_print_on_the_host)
             EXPECT_EQ(target.status, 0) << program << ", batches " << batch << "\n" << target.log;
             EXPECT_EQ(behind_the_display(target.printed), wanted) << program << ", batches " << batch;
             EXPECT_EQ(complaints(target.log), "") << program << ", batches " << batch;
+        }
+    }
+}
+
+/// What only a target can run checks its pictures by itself.
+TEST_F(endtoend_target_examples, buffers_of_a_phone_show_and_take_what_they_have_to)
+{
+    for (const std::string& program : builds_of("eglimage_buffers", BINARIES, BINARIES32)) {
+        std::string printed;
+        for (const std::string batch : {"0", "1"}) {
+            const report target = run_as_target(program, batch, {"ZELVAR_TARGET_OS=android"});
+            EXPECT_EQ(target.status, 0) << program << ", batches " << batch << "\n" << target.log;
+            EXPECT_EQ(complaints(target.log), "") << program << ", batches " << batch;
+            EXPECT_NE(behind_the_display(target.printed), "") << target.printed;
+            EXPECT_TRUE(printed.empty() || printed == behind_the_display(target.printed));
+            printed = behind_the_display(target.printed);
         }
     }
 }

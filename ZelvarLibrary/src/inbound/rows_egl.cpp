@@ -46,6 +46,8 @@ const built_row egl_rows[] = {
     ROW(egl_create_sync_khr, egl_eglCreateSyncKHR),
     ROW(egl_destroy_sync_khr, egl_eglDestroySyncKHR),
     ROW(egl_get_sync_attrib_khr, egl_eglGetSyncAttribKHR),
+    ROW(egl_create_image_khr, egl_eglCreateImageKHR),
+    ROW(egl_destroy_image_khr, egl_eglDestroyImageKHR),
     ROW(egl_signal_sync_khr, egl_eglSignalSyncKHR),
     ROW(egl_wait_sync_khr, egl_eglWaitSyncKHR),
     ROW(egl_dup_native_fence_fdandroid, egl_eglDupNativeFenceFDANDROID),

@@ -41,6 +41,8 @@ constinit const built_row textures_rows[] = {
     ROW(gles31_tex_storage_2dmultisample, gles31_glTexStorage2DMultisample),
     ROW(gles31_get_tex_level_parameteriv, gles31_glGetTexLevelParameteriv),
     ROW(gles31_get_tex_level_parameterfv, gles31_glGetTexLevelParameterfv),
+    ROW(gles20_egl_image_target_texture_2does, gles20_glEGLImageTargetTexture2DOES),
+    ROW(gles20_egl_image_target_renderbuffer_storage_oes, gles20_glEGLImageTargetRenderbufferStorageOES),
     ROW(gles20_tex_image_3does, gles20_glTexImage3DOES),
     ROW(gles20_tex_sub_image_3does, gles20_glTexSubImage3DOES),
     ROW(gles20_copy_tex_sub_image_3does, gles20_glCopyTexSubImage3DOES),

@@ -1,5 +1,6 @@
 // Making and ending the record of one context.
 #include "object_manager/registry.h"
+#include "object_manager/share_groups.h"
 
 #include "data_model/zelvar_data_model.h"
 #include "sidechannel_log.h"
@@ -64,6 +65,23 @@ void leave_share_group(_zelvar_context_data& data)
 
 std::vector<registry::context_ptr>& retired_contexts = *new std::vector<registry::context_ptr>;
 } // namespace
+
+visited_group::visited_group(pid_t pid, uint64_t target_context)
+{
+    Autolock process_lock{pid_to_process_data_map_cs};
+    auto* process = registry::find_process(pid);
+    if (!process)
+        return;
+    auto context = process->contexts.find(target_context);
+    // A registered context's group can't end while the process map is locked.
+    if (context != process->contexts.end() && context->second->data.data_shared)
+        join_share_group(_visitor, context->second->data.data_shared);
+}
+
+visited_group::~visited_group()
+{
+    leave_share_group(_visitor);
+}
 
 registry::context_ptr registry::_init_zelvar_context_manager_context(
     uint64_t target_context, EGLContext host_context, const _zelvar_object_manager_context* shared_with,

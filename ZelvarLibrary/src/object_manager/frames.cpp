@@ -1,5 +1,6 @@
 // What the road of a frame remembers: whether the draw surface changed, the frame buffer's size, the frame
 // buffers already seen, and frames that wait for the GPU model.
+#include "object_manager/images.h"
 #include "object_manager/registry.h"
 #include "object_manager/zelvar_object_manager.h"
 #include "sidechannel_log.h"
@@ -141,6 +142,13 @@ void zelvar_object_manager_set_host_pixel_container_desc(zelvar_host_pixel_conta
     description.bits_per_pixel = static_cast<uint8_t>(bpp);
     if (description.format == 0 && description.type == 0)
         set_format_of_bpp(description, bpp);
+}
+
+void zelvar_object_manager_set_host_pixel_container_description(
+    zelvar_host_pixel_container* container, const wire::winsys_buffer_object_descriptor& description)
+{
+    Autolock pixel_lock{host_pixel_map_cs};
+    container->description = description;
 }
 
 void zelvar_object_manager_set_host_pixel_container_width(zelvar_host_pixel_container* container,

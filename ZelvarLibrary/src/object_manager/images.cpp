@@ -2,7 +2,6 @@
 // show its pixels: it goes when all of them are orphaned.
 #include "object_manager/registry.h"
 #include "object_manager/zelvar_object_manager.h"
-#include "registration/host_call.h"
 #include "shim/zelvar_shim_dispatch.h"
 #include "sidechannel_log.h"
 
@@ -209,7 +208,11 @@ bool zelvar_object_manager_set_egl_image_target_sibling(pid_t pid, uint64_t targ
                                                         uint32_t type)
 {
     check_sibling_type(type);
-    return with_image(pid, target_image, [=](auto& image) { image.siblings[{object, type}] = false; });
+    return with_image(pid, target_image, [=](auto& image) {
+        // Those that are cut off count for nothing, and an image may see any number of them.
+        std::erase_if(image.siblings, [](const auto& sibling) { return sibling.second; });
+        image.siblings[{object, type}] = false;
+    });
 }
 
 bool zelvar_object_manager_set_egl_image_sibling_orphaned(pid_t pid, tid_t tid, const uint32_t* objects,
@@ -252,32 +255,6 @@ void zelvar_object_manager_clean_eglimage_structures(pid_t pid, tid_t tid)
         if (!finished)
             LOG_ERROR("Target side has failed to finish buffer [%ld] usage.", buffer);
     }
-}
-
-void zelvar_object_manager_destroy_eglimage_common(pid_t pid, tid_t tid, uint64_t target_display,
-                                                   uint64_t target_image, EGLBoolean* result, unsigned* error)
-{
-    EGLDisplay host_display = EGL_NO_DISPLAY;
-    EGLImageKHR host_image = EGL_NO_IMAGE_KHR;
-    bool known = zelvar_object_manager_get_host_egl_image(pid, target_image, &host_image);
-    if (known && host_image != EGL_NO_IMAGE_KHR &&
-        zelvar_object_manager_get_host_display(pid, tid, target_display, &host_display)) {
-        auto destroyed = host::egl<&sidechannel_egl_imports::eglDestroyImageKHR>(host_display, host_image);
-        *result = destroyed.result;
-        *error = destroyed.error;
-        if (!destroyed.result)
-            LOG_ERROR(
-                "Could not execute eglDestroyImageKHR() call on host side! CANNOT revert on target-side. "
-                "host_egl_get_error_result = %d . result_to_report = %d",
-                destroyed.error, destroyed.result);
-    }
-    if (known)
-        zelvar_object_manager_delete_target_egl_image(pid, target_image);
-    else
-        LOG_ERROR(
-            "Could not retrieve host-side EGLImageKHR for target-side EGLImageKHR [%16ld] for process id "
-            "[%d] Host-side will not execute the call.",
-            target_image, pid);
 }
 
 bool zelvar_object_manager_is_image_sibling(pid_t pid, uint32_t texture)

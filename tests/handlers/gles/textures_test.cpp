@@ -99,20 +99,6 @@ TEST_F(textures, ExternalOnesNeedTheirExtension)
     EXPECT_EQ(error_of_target(), 0u);
 }
 
-TEST_F(textures, ThePixelsOfANativeBufferAreMissedOnceAloud)
-{
-    report_extension(egl_image_external);
-    bind_texture(GL_TEXTURE_EXTERNAL_OES, 5);
-    zelvar_object_manager_add_egl_image(raw_target::pid, nullptr, 0x99);
-    zelvar_object_manager_set_egl_image_target_sibling(raw_target::pid, 0x99, 5, GL_TEXTURE);
-    auto printed = library::printed_by([&] {
-        bind_texture(GL_TEXTURE_EXTERNAL_OES, 5);
-        bind_texture(GL_TEXTURE_EXTERNAL_OES, 5);
-    });
-    EXPECT_EQ(library::occurrences(printed, "not built yet"), 1u);
-    EXPECT_EQ(fake_host::count("glBindTexture"), 3u);
-}
-
 TEST_F(textures, ParametersComeByValueAndFromMemory)
 {
     std::vector<std::array<float, 4>> reals;

@@ -4,6 +4,7 @@
 #include "combiner.h"
 #include "handlers/egl/egl_handlers.h"
 #include "handlers/handler.h"
+#include "pixels/pack_buffer.h"
 #include "pixels/read_buffer.h"
 #include "pixels/read_host_pixels.h"
 
@@ -11,8 +12,6 @@
 #include <utility>
 
 namespace {
-using gles_table = sidechannel_gles_imports;
-
 /// No host has a pbuffer beyond this; a frame that claims more is a target's mistake, not a frame.
 constexpr uint64_t largest_frame = uint64_t{1} << 30; // bytes
 
@@ -185,48 +184,6 @@ void park(frame_delivery& delivery, uint64_t target_display, uint64_t target_sur
     zelvar_object_manager_set_host_pixel_container_data(container, pixels,
                                                         uint64_t{width} * height * bytes_per_pixel);
 }
-
-/// Takes the application's pack buffer off the host for the length of a read-back.
-class pack_buffer_off
-{
-public:
-    explicit pack_buffer_off(const _zelvar_context_data& context, uint32_t target_buffer)
-        : _context(context), _target_buffer(target_buffer)
-    {
-        if (!_target_buffer)
-            return;
-        auto unbound = host::gl<&gles_table::glBindBuffer>(GL_PIXEL_PACK_BUFFER, 0);
-        if (!unbound.ok())
-            LOG_ERROR(
-                "FAIL to unbind GL_PIXEL_PACK_BUFFER with error code [%#x], the later glReadPixels call may "
-                "lead the Combiner to unexpected behavior.",
-                unbound.error);
-    }
-    ~pack_buffer_off()
-    {
-        if (!_target_buffer)
-            return;
-        Autolock objects_lock{_context.data_shared->objects.section};
-        auto found = _context.data_shared->buffers.find(_target_buffer);
-        if (found == _context.data_shared->buffers.end()) {
-            LOG_FATAL("Could not retrieve host-side bound buffer id. FAIL to bind the buffer back to "
-                      "GL_PIXEL_PACK_BUFFER.");
-            return;
-        }
-        auto bound = host::gl<&gles_table::glBindBuffer>(GL_PIXEL_PACK_BUFFER, found->second.host_id);
-        if (!bound.ok())
-            LOG_ERROR(
-                "FAIL to bind GL_PIXEL_PACK_BUFFER back with error code [%#x]. It's unlikely to restore the "
-                "Host-side render state.",
-                bound.error);
-    }
-    pack_buffer_off(const pack_buffer_off&) = delete;
-    pack_buffer_off& operator=(const pack_buffer_off&) = delete;
-
-private:
-    const _zelvar_context_data& _context;
-    uint32_t _target_buffer;
-};
 
 /// The bound draw surface when it is a window: anything else delivers nothing.
 bool find_bound_window(const egl_handler& call, uint64_t* draw, uint64_t* read)

@@ -103,6 +103,13 @@ void egl_eglWaitGL(pid_t pid, tid_t tid, result_of<EGLBoolean> target_result, eg
 void egl_eglWaitNative(pid_t pid, tid_t tid, EGLint engine, result_of<EGLBoolean> target_result,
                        egl_target_error target_error);
 
+// Images.
+void egl_eglCreateImageKHR(pid_t pid, tid_t tid, uint64_t dpy, uint64_t context, EGLenum target,
+                           uint64_t buffer, target_ptr attrib_list, result_of<uint64_t> target_result,
+                           egl_target_error target_error);
+void egl_eglDestroyImageKHR(pid_t pid, tid_t tid, uint64_t dpy, uint64_t image,
+                            result_of<EGLBoolean> target_result, egl_target_error target_error);
+
 // Sync objects.
 void egl_eglCreateSyncKHR(pid_t pid, tid_t tid, uint64_t dpy, EGLenum type, target_ptr attrib_list,
                           result_of<uint64_t> target_result, egl_target_error target_error);

@@ -1,6 +1,7 @@
 // glDelete*: ids are looked up, the host deletes, and only then the model forgets the objects and all
 // bindings that named them.
 
+#include "handlers/gles/image_read_back.h"
 #include "handlers/gles/object_kinds.h"
 
 #include <algorithm>
@@ -244,5 +245,7 @@ void delete_objects(gles_handler& call, _zelvar_context_data* context, _shared_g
         forget_object(context, kind, id);
     if (kind == shared_vertex_arrays || kind == shared_vertex_arrays_oes)
         recount_enabled_arrays(context);
+    if (kind == shared_framebuffers && zelvar_target_gpu() == TARGET_GPU_REAL)
+        drop_parked_framebuffers(call, doomed.target_ids);
     cut_images(call, kind, doomed.target_ids);
 }

@@ -124,6 +124,19 @@ bool read_pixels(const gles_handler& call, _zelvar_context_data* context, const 
     return false;
 }
 
+/// A texture that gets an image of its own shows no EGL image any more.
+void cut_from_image(const gles_handler& call, const _zelvar_context_data& context, GLenum target)
+{
+    const bool is_face = target >= GL_TEXTURE_CUBE_MAP_POSITIVE_X && target <= GL_TEXTURE_CUBE_MAP_NEGATIVE_Z;
+    auto unit = context.texture_bindings.find(context.active_texture);
+    if (unit == context.texture_bindings.end())
+        return;
+    auto bound = unit->second.find(is_face ? GLenum{GL_TEXTURE_CUBE_MAP} : target);
+    if (bound != unit->second.end() && bound->second)
+        zelvar_object_manager_set_egl_image_sibling_orphaned(call.pid, call.tid, &bound->second, GL_TEXTURE,
+                                                             1);
+}
+
 void gles20_shared_tex_handle(gles_handler& call, const char* function, const tex_request& tex,
                               target_ptr address)
 {
@@ -137,6 +150,8 @@ void gles20_shared_tex_handle(gles_handler& call, const char* function, const te
     else
         up.pass_through(address);
     tex_on_host(call, tex, up.pixels());
+    if (tex.variant == tex_variant::image_2d && call.error == GL_NO_ERROR)
+        cut_from_image(call, *context, tex.target);
     if (failed)
         call.error = GL_OUT_OF_MEMORY;
 }

@@ -72,8 +72,10 @@ void set_unpack_state(const _zelvar_context_data& context, int32_t alignment, co
 /// The host takes pixels for an offset while an application's buffer is bound.
 void bind_unpack_buffer(const _zelvar_context_data& context, bool bound)
 {
+    if (!context.host_bindings.pixel_unpack_buffer)
+        return;
     auto buffer = context.data_shared->buffers.find(context.host_bindings.pixel_unpack_buffer);
-    if (context.host_bindings.pixel_unpack_buffer && buffer != context.data_shared->buffers.end())
+    if (buffer != context.data_shared->buffers.end())
         host::gl<&gles_table::glBindBuffer>(GLenum{GL_PIXEL_UNPACK_BUFFER},
                                             bound ? buffer->second.host_id : 0u);
 }
@@ -96,18 +98,23 @@ bool zelvar_helpers_update_texture_pixel_data(const _zelvar_context_data* contex
     row_layout rows = layout_of(width, stride, (uint64_t{bits_per_pixel} + 7) / 8,
                                 static_cast<uint64_t>(alignment), context.host_major_version >= 3);
     std::unique_ptr<uint8_t[]> packed;
-    if (pixels && rows.pitch != rows.stride)
+    // Rows that are shorter than the picture's would have the host read behind the last one.
+    const bool must_repack = pixels && (rows.pitch != rows.stride || rows.row > rows.stride);
+    if (must_repack)
         pixels = (packed = repack(pixels, rows, height, static_cast<uint64_t>(alignment))).get();
-    bind_unpack_buffer(context, false);
-    set_unpack_state(context, alignment, {.row_length = rows.row_length});
-    auto update =
-        host::gl<&gles_table::glTexSubImage2D>(target, 0, 0, 0, width, height, format, type, pixels);
-    if (!update.ok())
-        report(update.error, "updating");
-    set_unpack_state(context, context.unpack_params.alignment, context.unpack_params);
-    bind_unpack_buffer(context, true);
+    unsigned error = GL_OUT_OF_MEMORY;
+    if (!must_repack || packed) {
+        bind_unpack_buffer(context, false);
+        set_unpack_state(context, alignment, {.row_length = rows.row_length});
+        error = host::gl<&gles_table::glTexSubImage2D>(target, 0, 0, 0, width, height, format, type, pixels)
+                    .error;
+        set_unpack_state(context, context.unpack_params.alignment, context.unpack_params);
+        bind_unpack_buffer(context, true);
+    }
+    if (error != GL_NO_ERROR)
+        report(error, "updating");
     if (auto back = host::gl<&gles_table::glBindTexture>(target, static_cast<GLuint>(bound)); !back.ok())
         LOG_ERROR("An error occured [%d] while reverting host-side binding operation. Desync ahead.",
                   back.error);
-    return update.ok();
+    return error == GL_NO_ERROR;
 }

@@ -3,11 +3,11 @@
 #include "handlers/gles/object_kinds.h"
 #include "handlers/gles/shared_guard.h"
 #include "handlers/gles/textures_handlers.h"
+#include "handlers/gles/winsys_buffers.h"
 #include "handlers/handler.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <vector>
 
 using gles_table = sidechannel_gles_imports;
@@ -43,14 +43,22 @@ _zelvar_texture_object_descriptor* find_texture(_zelvar_context_data* context, G
     return found == context->data_shared->textures.end() ? nullptr : &found->second;
 }
 
-/// An external texture shows what its buffer holds at each bind.
-void refresh_external_texture(const gles_handler& call, GLuint texture)
+/// An external texture shows what its buffer holds at each bind. False when that can't be had.
+bool refresh_external_texture(const gles_handler& call, const _zelvar_context_data& context, GLuint texture)
 {
     uint64_t image = 0;
-    static std::atomic_flag said;
-    if (zelvar_object_manager_get_egl_image(call.pid, texture, GL_TEXTURE, &image) && !said.test_and_set())
-        LOG_ERROR("glBindTexture(): pixels of native buffers are not built yet, external textures keep the "
-                  "pixels that they have.");
+    _zelvar_object_manager_egl_image_data data;
+    if (!zelvar_object_manager_get_egl_image(call.pid, texture, GL_TEXTURE, &image))
+        return true;
+    if (!zelvar_object_manager_get_egl_image_data(call.pid, image, &data)) {
+        LOG_FATAL("Failed to get winsys_buffer_object_descriptor for EGLImage %lu\n", image);
+        return false;
+    }
+    if (!data.service_texture) {
+        LOG_FATAL("Failed to get egl image service texture");
+        return false;
+    }
+    return refresh_service_texture(call.pid, call.tid, context, data);
 }
 
 enum class tex_parameter_variant
@@ -169,8 +177,8 @@ void gles20_glBindTexture(pid_t pid, tid_t tid, GLenum target, GLuint texture, g
             return;
         }
     }
-    if (target == GL_TEXTURE_EXTERNAL_OES && texture)
-        refresh_external_texture(call, texture);
+    if (target == GL_TEXTURE_EXTERNAL_OES && texture && !refresh_external_texture(call, *context, texture))
+        return;
     if (!call.host<&gles_table::glBindTexture>(target, known ? known->host_id : 0).ok()) {
         LOG_ERROR("glBindTexture() failed, host side context data won't be updated.");
         return;

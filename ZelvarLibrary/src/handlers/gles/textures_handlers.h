@@ -31,6 +31,12 @@ void gles31_glGetTexLevelParameteriv(pid_t pid, tid_t tid, GLenum target, GLint 
 void gles30_glGetInternalformativ(pid_t pid, tid_t tid, GLenum target, GLenum internal_format, GLenum pname,
                                   GLsizei count, target_ptr params, gles_target_error target_error);
 
+// egl_image_targets.cpp
+void gles20_glEGLImageTargetTexture2DOES(pid_t pid, tid_t tid, GLenum target, uint64_t image,
+                                         gles_target_error target_error);
+void gles20_glEGLImageTargetRenderbufferStorageOES(pid_t pid, tid_t tid, GLenum target, uint64_t image,
+                                                   gles_target_error target_error);
+
 // texture_images.cpp
 void gles20_glTexImage2D(pid_t pid, tid_t tid, GLenum target, GLint level, GLint internal_format,
                          GLsizei width, GLsizei height, GLint border, GLenum format, GLenum type,
