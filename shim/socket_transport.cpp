@@ -100,11 +100,12 @@ bool socket_transport::open_socket(const char* path)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (std::strlen(path) >= sizeof address.sun_path) {
+    const size_t length = std::strlen(path);
+    if (length >= sizeof address.sun_path) {
         errno = ENAMETOOLONG;
         return false;
     }
-    std::strcpy(address.sun_path, path);
+    std::memcpy(address.sun_path, path, length);
     const int plain = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (plain < 0)
         return false;

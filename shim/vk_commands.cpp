@@ -31,7 +31,7 @@ VkResult allocate_memory(VkDevice device, const VkMemoryAllocateInfo* info,
     if (result < 0)
         *memory = {};
     else
-        made.release();
+        static_cast<void>(made.release()); // the handle leads to it
     return result;
 }
 

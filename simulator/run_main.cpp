@@ -28,7 +28,7 @@ bool ask(const std::string& path, device_link::welcome& answer)
         errno = ENAMETOOLONG;
         return false;
     }
-    std::strcpy(address.sun_path, path.c_str());
+    path.copy(address.sun_path, path.size());
     const descriptor link(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     device_link::hello greeting{};
     greeting.magic = device_link::magic;

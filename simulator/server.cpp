@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -94,7 +93,7 @@ void server::bind_socket()
         errno = ENAMETOOLONG;
         fail(_options.socket_path);
     }
-    std::strcpy(address.sun_path, _options.socket_path.c_str());
+    _options.socket_path.copy(address.sun_path, _options.socket_path.size());
     remove_stale(_options.socket_path, address);
     _listener = descriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const mode_t mask = umask(0077);

@@ -223,6 +223,63 @@ TEST_F(vk_bounds, ViewsAndSamplersHaveWhatTheyShow)
     EXPECT_FALSE(made(in::vk_create_sampler, sampler));
 }
 
+TEST_F(vk_bounds, PipelinesHaveTheStatesOfWhatTheirSubpassDrawsTo)
+{
+    VkGraphicsPipelineCreateInfo info{};
+    info.stageCount = 1;
+    info.layout = as<VkPipelineLayout>(target_of<VkPipelineLayout>());
+    info.renderPass = as<VkRenderPass>(target_of<VkRenderPass>());
+    auto made_with = [&](bool depth, bool blending, bool draws = true) {
+        const auto somewhere = [](auto& pointer) { pointer = as<std::decay_t<decltype(pointer)>>(memory); };
+        VkPipelineShaderStageCreateInfo stage{};
+        stage.stage = VK_SHADER_STAGE_VERTEX_BIT;
+        stage.module = as<VkShaderModule>(target_of<VkShaderModule>());
+        somewhere(stage.pName);
+        VkPipelineViewportStateCreateInfo views{};
+        views.viewportCount = views.scissorCount = 1;
+        somewhere(views.pViewports);
+        somewhere(views.pScissors);
+        VkPipelineRasterizationStateCreateInfo raster{};
+        raster.rasterizerDiscardEnable = !draws;
+        VkPipelineMultisampleStateCreateInfo samples{};
+        samples.rasterizationSamples = VK_SAMPLE_COUNT_1_BIT;
+        somewhere(info.pStages);
+        somewhere(info.pVertexInputState);
+        somewhere(info.pInputAssemblyState);
+        somewhere(info.pViewportState);
+        somewhere(info.pRasterizationState);
+        somewhere(info.pMultisampleState);
+        info.pDepthStencilState = as<const VkPipelineDepthStencilStateCreateInfo*>(depth ? memory : 0);
+        info.pColorBlendState = as<const VkPipelineColorBlendStateCreateInfo*>(blending ? memory : 0);
+        message call = target.make(in::vk_create_graphics_pipelines).u64(device_handle).u64(0).u32(1);
+        put(put(call.u64(memory).u64(0).u64(memory), info), stage).text("main");
+        put(put(call, VkPipelineVertexInputStateCreateInfo{}), VkPipelineInputAssemblyStateCreateInfo{});
+        put(put(put(put(put(call, views), VkViewport{}), VkRect2D{}), raster), samples);
+        if (depth)
+            put(call, VkPipelineDepthStencilStateCreateInfo{});
+        if (blending)
+            put(call, VkPipelineColorBlendStateCreateInfo{});
+        const bool reached = !host_calls(call.u64(fresh)).empty();
+        device->pipeline.erase(as<VkPipeline>(fresh));
+        return reached;
+    };
+    EXPECT_TRUE(made_with(false, false)) << "of this pass nothing is known";
+    const vk_attachment colour{VK_FORMAT_R8G8B8A8_UNORM, VK_SAMPLE_COUNT_1_BIT};
+    const vk_attachment depth{VK_FORMAT_D16_UNORM, VK_SAMPLE_COUNT_1_BIT};
+    device->shapes = {{{{}, depth}, 1}, {{{{}, colour}, {}}, 2}, {{}, 3}};
+    entry<VkRenderPass>().subpass_count = 3;
+    entry<VkRenderPass>().subpasses =
+        std::make_shared<const std::vector<vk_subpass>>(std::vector<vk_subpass>{{1, 0}, {2, 2}, {3, 0}});
+    EXPECT_TRUE(made_with(true, false));
+    EXPECT_FALSE(made_with(false, true));
+    EXPECT_TRUE(made_with(false, false, false)) << "it draws nothing";
+    info.subpass = 1;
+    EXPECT_TRUE(made_with(false, true));
+    EXPECT_FALSE(made_with(true, false));
+    info.subpass = 2;
+    EXPECT_TRUE(made_with(false, false));
+}
+
 TEST_F(vk_bounds, WhatHasEndedSinceIsNotSubmitted)
 {
     add_command_buffer(0xc1);

@@ -210,6 +210,8 @@ TEST_F(vk_objects, UpdatesStayWithinTheDescriptorsOfTheLayout)
         return host_calls(put(put(call, write), image)).size() == 1;
     };
     EXPECT_FALSE(reaches_host()) << "without a sampler";
+    image.sampler = as<VkSampler>(unknown_handle);
+    EXPECT_FALSE(reaches_host()) << "the host's would be null";
     image.sampler = as<VkSampler>(target_of<VkSampler>());
     EXPECT_TRUE(reaches_host());
     write.dstArrayElement = 2; // runs on into binding 3

@@ -64,7 +64,8 @@ void destroy_left(const vk_frame& call, vk_device_record& device)
     auto destroy = zelvar_imports_get_vk_ptrs()->*Destroy;
     if (!destroy)
         return;
-    for (auto& [target, entry] : vk_objects_of<Handle>(device)) {
+    for (auto& known : vk_objects_of<Handle>(device)) {
+        const vk_entry_of<Handle>& entry = known.second; // no binding: clang 14 can't ask what that has
         destroy(device.device, entry.host, nullptr);
         if constexpr (requires { entry.replaced; })
             destroy(device.device, entry.replaced, nullptr);

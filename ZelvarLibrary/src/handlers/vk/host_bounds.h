@@ -90,8 +90,10 @@ inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& wri
     auto* set = vk_known(data, write.dstSet);
     if (!set || !set->bindings || set->bindings->at(write.dstBinding).own_samplers)
         return true;
-    for (uint32_t i = 0; i < write.descriptorCount; ++i)
-        if (!write.pImageInfo[i].sampler)
+    for (uint32_t i = 0; i < write.descriptorCount; ++i) {
+        const VkSampler sampler = write.pImageInfo[i].sampler;
+        if (!vk_known(data, sampler)) // the host would get none
             return false;
+    }
     return true;
 }

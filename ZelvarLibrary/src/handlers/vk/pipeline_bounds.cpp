@@ -128,35 +128,46 @@ bool blending_is_sound(const vk_device_record& data, const VkPipelineColorBlendS
     return true;
 }
 
+/// What the subpass draws to; null when it isn't known.
+const vk_subpass_shape* shape_of(vk_device_record* data, const VkGraphicsPipelineCreateInfo& info)
+{
+    if (auto* subpass = subpass_of(data, info))
+        for (const auto& [shape, number] : data->shapes)
+            if (number == subpass->shape)
+                return &shape;
+    return nullptr;
+}
+
 /// As many samples as the subpass has, where it draws to anything.
-bool samples_are_sound(vk_device_record* data, const VkGraphicsPipelineCreateInfo& info)
+bool samples_are_sound(const vk_device_record& data, const VkGraphicsPipelineCreateInfo& info,
+                       const vk_subpass_shape* shape)
 {
     if (!info.pMultisampleState)
         return false;
     const auto samples = static_cast<VkSampleCountFlags>(info.pMultisampleState->rasterizationSamples);
-    if (!vk_sample_count(samples, data->limits.framebufferNoAttachmentsSampleCounts))
+    if (!vk_sample_count(samples, data.limits.framebufferNoAttachmentsSampleCounts))
         return false;
-    auto* subpass = subpass_of(data, info);
-    for (const auto& [shape, number] : data->shapes) {
-        if (!subpass || number != subpass->shape)
-            continue;
-        for (const vk_attachment& colour : shape.colours)
-            if (colour.format != VK_FORMAT_UNDEFINED && colour.samples != samples)
-                return false;
-        return shape.depth.format == VK_FORMAT_UNDEFINED || shape.depth.samples == samples;
-    }
-    return true;
+    if (!shape)
+        return true;
+    for (const vk_attachment& colour : shape->colours)
+        if (colour.format != VK_FORMAT_UNDEFINED && colour.samples != samples)
+            return false;
+    return shape->depth.format == VK_FORMAT_UNDEFINED || shape->depth.samples == samples;
 }
 
 const char* refusal_to_draw(vk_device_record* data, const VkGraphicsPipelineCreateInfo& info)
 {
     if (!viewports_are_sound(*data, info))
         return "a pipeline has no such viewports";
-    if (!samples_are_sound(data, info))
+    // A driver follows the states of all that the subpass draws to. Shapes end with a colour that is used.
+    const vk_subpass_shape* shape = shape_of(data, info);
+    const bool has_colours = shape && !shape->colours.empty();
+    const bool has_depth = shape && shape->depth.format != VK_FORMAT_UNDEFINED;
+    if (!samples_are_sound(*data, info, shape))
         return "a pipeline has no such samples";
-    if (info.pDepthStencilState && !depth_stencil_is_sound(*info.pDepthStencilState))
+    if (info.pDepthStencilState ? !depth_stencil_is_sound(*info.pDepthStencilState) : has_depth)
         return "a pipeline has no such depth or stencil test";
-    if (info.pColorBlendState && !blending_is_sound(*data, *info.pColorBlendState))
+    if (info.pColorBlendState ? !blending_is_sound(*data, *info.pColorBlendState) : has_colours)
         return "a pipeline has no such blending";
     return nullptr;
 }
