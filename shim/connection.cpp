@@ -420,15 +420,13 @@ void announce_frame(const frame_notice& notice)
 
 void describe_buffer(uint64_t handle, const wire::winsys_buffer_vk_data_descriptor& description)
 {
-    const std::lock_guard<process_lock> guard{conversation_lock};
-    if (is_connected())
+    if (has_device())
         state.device->describe_buffer(handle, description);
 }
 
 void forget_buffer(uint64_t handle)
 {
-    const std::lock_guard<process_lock> guard{conversation_lock};
-    if (is_connected())
+    if (has_device())
         state.device->forget_buffer(handle);
 }
 

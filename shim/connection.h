@@ -87,7 +87,7 @@ struct frame_notice
 void announce_frame(const frame_notice& notice);
 
 /// Tells the device beforehand what there is to know of a buffer of the window system, and that it is no
-/// more.
+/// more. One thread at a time; the process-wide lock may be held, since buffers come and go within services.
 void describe_buffer(uint64_t handle, const wire::winsys_buffer_vk_data_descriptor& description);
 void forget_buffer(uint64_t handle);
 

@@ -44,7 +44,8 @@ public:
     virtual bool offer_was_taken() { return false; }
 
     /// Tells beforehand what the library will be answered when it asks for a buffer, or that it is no more.
-    /// Any thread; a device that keeps no such list asks each time.
+    /// One thread at a time, with or without the process-wide lock. A device that keeps no such list asks
+    /// each time.
     virtual void describe_buffer([[maybe_unused]] uint64_t handle,
                                  [[maybe_unused]] const wire::winsys_buffer_vk_data_descriptor& description)
     {
