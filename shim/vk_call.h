@@ -237,21 +237,6 @@ R send_vk(const vk_surroundings& around, A... arguments)
         return answer.result();
 }
 
-/// Sends a call that finishes a frame. Nothing when its answer is left for later: the memory that its outputs
-/// go to has to stay until then.
-template <uint32_t Id, class... A>
-std::optional<VkResult> send_vk_frame(VkResult (*)(A...), const late_frame& frame,
-                                      std::type_identity_t<A>... arguments)
-{
-    static_assert(!(false || ... || is_output_structure<A>), "its layout would have to be bridged");
-    vk_message out{Id};
-    put_vk_arguments<VkResult, A...>(out, arguments...);
-    put_all_vk_contents<Id, A...>(out, {}, std::make_integer_sequence<uint32_t, sizeof...(A)>{},
-                                  arguments...);
-    const std::optional<vk_answer> answer = out.send_frame(frame);
-    return answer ? std::optional{answer->result()} : std::nullopt;
-}
-
 /// Sends a call without a result at once. For those that free a handle which the shim may give out again.
 template <uint32_t Id, class... A>
 void send_now(A... arguments)
@@ -271,6 +256,25 @@ R send_vk_as(R (*)(A...), const vk_surroundings& around, std::type_identity_t<A>
 /// SEND_VK(vk_create_fence, vkCreateFence, {}, device, &info, nullptr, &fence)
 #define SEND_VK(name, function, ...)                                                                         \
     ::shim::send_vk_as<::wire::inbound::name>(static_cast<decltype(&::function)>(nullptr), __VA_ARGS__)
+
+/// Sends a call that finishes a frame. Nothing when its answer is left for later: the memory that its outputs
+/// go to has to stay until then.
+template <uint32_t Id, class... A>
+std::optional<VkResult> send_vk_frame(VkResult (*)(A...), const late_frame& frame,
+                                      std::type_identity_t<A>... arguments)
+{
+    static_assert(!(false || ... || is_output_structure<A>), "its layout would have to be bridged");
+    vk_message out{Id};
+    put_vk_arguments<VkResult, A...>(out, arguments...);
+    put_all_vk_contents<Id, A...>(out, {}, std::make_integer_sequence<uint32_t, sizeof...(A)>{},
+                                  arguments...);
+    const std::optional<vk_answer> answer = out.send_frame(frame);
+    return answer ? std::optional{answer->result()} : std::nullopt;
+}
+
+/// SEND_VK_FRAME(vk_queue_signal_release_image_android, vkQueueSignalReleaseImageANDROID, frame, queue, ...)
+#define SEND_VK_FRAME(name, function, ...)                                                                   \
+    ::shim::send_vk_frame<::wire::inbound::name>(static_cast<decltype(&::function)>(nullptr), __VA_ARGS__)
 
 template <class Behind, class T, class F, class... A>
 void each_new_handle(const F& visit, T argument, A... arguments)

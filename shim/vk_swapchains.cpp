@@ -198,9 +198,9 @@ VkResult vk_swapchain::present(VkQueue queue, const VkPresentInfoKHR& info, uint
     const bool may_be_late = last_ == VK_SUCCESS;
     const late_frame later{.answered = frame_answered, .owner = this, .number = index};
     const std::optional<VkResult> result =
-        send_vk_frame<wire::inbound::vk_queue_signal_release_image_android>(
-            vkQueueSignalReleaseImageANDROID, may_be_late ? later : late_frame{}, queue,
-            info.waitSemaphoreCount, info.pWaitSemaphores, one.image, &one.descriptor);
+        SEND_VK_FRAME(vk_queue_signal_release_image_android, vkQueueSignalReleaseImageANDROID,
+                      may_be_late ? later : late_frame{}, queue, info.waitSemaphoreCount,
+                      info.pWaitSemaphores, one.image, &one.descriptor);
     show_arrived_frames(); // the one before this
     if (!result)
         return VK_SUCCESS;
