@@ -62,6 +62,11 @@ bool fake_device::post(const void* message, uint32_t length)
 {
     if (gone || !takes_posts)
         return false;
+    uint64_t thread;
+    std::memcpy(&thread, static_cast<const uint8_t*>(message) + 12, sizeof thread);
+    // The library answers two threads in any order.
+    EXPECT_TRUE(pending_.empty() || thread == posting_thread_);
+    posting_thread_ = thread;
     take(message, length);
     return true;
 }

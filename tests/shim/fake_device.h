@@ -74,6 +74,7 @@ private:
 
     std::vector<uint8_t> window_;
     std::vector<uint8_t> pending_;
+    uint64_t posting_thread_ = 0;
 };
 
 /// Every test starts with a device that has not been connected to.

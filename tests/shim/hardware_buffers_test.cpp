@@ -138,6 +138,7 @@ TEST_F(hardware_buffers, are_a_phones)
     target_glFinish();
     EXPECT_EQ(device->sent.back(), confirmation(bytes{}.u32(2)).get()) << "operating system";
     EXPECT_NE(target_eglGetProcAddress("eglGetNativeClientBufferANDROID"), nullptr);
+    unsetenv("ZELVAR_TARGET_OS");
 }
 
 } // namespace

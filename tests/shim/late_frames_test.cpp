@@ -62,6 +62,14 @@ protected:
         return target_eglSwapBuffers(display, surface);
     }
 
+    /// A swap of the first surface on a thread of its own.
+    EGLBoolean swap_elsewhere()
+    {
+        EGLBoolean result = EGL_FALSE;
+        std::thread{[&] { result = swap(); }}.join();
+        return result;
+    }
+
     /// What the library does in a swap: the frame's number in its first pixel.
     void draw_frame(const std::vector<uint8_t>& sent)
     {
@@ -164,6 +172,22 @@ TEST_F(late_frames, are_finished_before_their_memory_goes)
     target_eglDestroySurface(display, surface);
     EXPECT_EQ(server.last.size, (shim::window_size{30, 20}));
     EXPECT_EQ(server.shown, 3u);
+}
+
+TEST_F(late_frames, of_two_threads_take_turns)
+{
+    const EGLSurface other = make_surface(6);
+    std::thread{[&] {
+        make_current(other);
+        for (int i = 0; i < 3; ++i) {
+            device->replies = {value_and_release(bytes{}.u32(EGL_TRUE))};
+            EXPECT_EQ(target_eglSwapBuffers(display, other), EGL_TRUE);
+            EXPECT_EQ(swap_elsewhere(), EGL_TRUE);
+        }
+    }}.join();
+    shim::finish_late_frames();
+    shim::show_arrived_frames();
+    EXPECT_EQ(server.shown, 1u + 6) << "none is lost";
 }
 
 TEST_F(late_frames, lie_in_memory_that_calls_after_them_leave_alone)

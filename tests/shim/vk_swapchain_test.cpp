@@ -2,6 +2,7 @@
 
 #include "shim/vk_fixture.h"
 
+#include "shim/late_frames.h"
 #include "shim/windows.h"
 
 using namespace shim_test;
@@ -259,6 +260,76 @@ TEST_F(swapchains, blue_first_is_shown_with_red_first)
     ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
     EXPECT_EQ(present(chain, index), VK_ERROR_DEVICE_LOST);
     EXPECT_EQ(device->frames, 1) << "a frame that failed isn't shown";
+}
+
+class late_swapchains : public swapchains
+{
+protected:
+    void SetUp() override
+    {
+        shim::set_late_frame_patience(600'000);
+        vk_test::SetUp();
+        use_batching();
+        device->counts_frames = true;
+        device->takes_posts = true;
+        make_device({"VK_KHR_swapchain"});
+        chain = make_swapchain(make_headless());
+        show(VK_SUCCESS); // the first one is waited for
+        EXPECT_EQ(device->frames, 1);
+    }
+
+    /// Acquires and presents an image; the library answers with `answer`.
+    void show(VkResult expected, VkResult answer = VK_SUCCESS)
+    {
+        ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+        device->replies = {answer == VK_SUCCESS ? release() : value_and_release(bytes{}.i32(answer))};
+        EXPECT_EQ(present(chain, index), expected);
+    }
+
+    VkSwapchainKHR chain{};
+    uint32_t index = 0;
+};
+
+TEST_F(late_swapchains, give_images_back_when_they_have_been_shown)
+{
+    show(VK_SUCCESS);
+    EXPECT_EQ(device->frames, 1) << "it is on its way";
+    const uint32_t out = index;
+    ASSERT_EQ(acquire(chain, index), VK_SUCCESS);
+    EXPECT_NE(index, out);
+    EXPECT_EQ(device->frames, 1);
+    uint32_t third = 9;
+    EXPECT_EQ(acquire(chain, third), VK_SUCCESS) << "there are two: this has to wait for the first one";
+    EXPECT_EQ(third, out);
+    EXPECT_EQ(device->frames, 2);
+    EXPECT_EQ(acquire(chain, third), VK_NOT_READY);
+}
+
+TEST_F(late_swapchains, tell_a_failure_with_the_next_image)
+{
+    show(VK_SUCCESS, VK_ERROR_DEVICE_LOST);
+    show(VK_SUCCESS); // takes that answer
+    EXPECT_EQ(device->frames, 1) << "there is nothing to show of it";
+    show(VK_ERROR_DEVICE_LOST, VK_ERROR_DEVICE_LOST);
+    show(VK_ERROR_DEVICE_LOST, VK_ERROR_DEVICE_LOST);
+}
+
+TEST_F(late_swapchains, know_the_fences_of_frames_that_are_on_their_way)
+{
+    const auto fence = reinterpret_cast<VkFence>(uintptr_t{0x77});
+    ASSERT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, fence), VK_SUCCESS);
+    show(VK_SUCCESS);
+    device->sent.clear();
+    EXPECT_EQ(VK(vkWaitForFences)(vulkan, 1, &fence, VK_TRUE, UINT64_MAX), VK_SUCCESS);
+    EXPECT_TRUE(device->sent.empty()) << "the frame's answer tells";
+}
+
+TEST_F(late_swapchains, end_behind_their_frames)
+{
+    show(VK_SUCCESS);
+    VK(vkDestroySwapchainKHR)(vulkan, chain, nullptr);
+    chains.clear();
+    EXPECT_EQ(device->frames, 2);
 }
 
 TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
