@@ -195,18 +195,6 @@ static EGLImageKHR image_of(struct AHardwareBuffer* buffer)
     return image;
 }
 
-static GLuint new_texture(GLenum target)
-{
-    GLuint texture = 0;
-    glGenTextures(1, &texture);
-    glBindTexture(target, texture);
-    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    return texture;
-}
-
 static const char whole_target[] = "#version 300 es\nout vec2 place;\n"
                                    "void main() { place = vec2(gl_VertexID & 1, gl_VertexID >> 1);\n"
                                    "  gl_Position = vec4(place * 2.0 - 1.0, 0.0, 1.0); }\n";

@@ -64,18 +64,6 @@ static const unsigned char* make_pattern(unsigned seed)
     return pattern;
 }
 
-static GLuint new_texture(GLenum target)
-{
-    GLuint texture = 0;
-    glGenTextures(1, &texture);
-    glBindTexture(target, texture);
-    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    return texture;
-}
-
 static GLuint filled_texture(unsigned seed)
 {
     const GLuint texture = new_texture(GL_TEXTURE_2D);

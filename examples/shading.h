@@ -1,5 +1,5 @@
-/* Shaders and programs out of texts. All of it is fatal when a text doesn't compile or link; the log is
- * printed. */
+/* Shaders and programs out of texts, and textures for them. All of it is fatal when a text doesn't compile or
+ * link; the log is printed. */
 #ifndef EXAMPLES_SHADING_H
 #define EXAMPLES_SHADING_H
 
@@ -15,6 +15,9 @@ GLuint make_compute_program(const char* text);
 
 /* Fatal when there is no such uniform. */
 GLint uniform_at(GLuint program, const char* name);
+
+/* A texture of nearest texels without mipmaps, bound. */
+GLuint new_texture(GLenum target);
 
 /* Writes the varying `colour`. */
 extern const char plain_fragment[];

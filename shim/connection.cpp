@@ -21,7 +21,6 @@
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 #ifndef ZELVAR_REVISION
@@ -72,8 +71,8 @@ struct process_state
     answer_stream answers;
     settings current;
     frame_notice last_frame;
-    outgoing out[2]; // whose answers are still to be taken, the oldest first
-    uint32_t out_count = 0;
+    outgoing out[2];                     // whose answers are still to be taken, the oldest first
+    std::atomic<uint32_t> out_count = 0; // may be looked at without the lock
     alignas(8) uint8_t settings_block[wire::settings_offset::size] = {}; // written by the library
     std::vector<bool> slot_taken;                                        // guarded by slots_lock
     uint8_t* slots = nullptr;
@@ -210,12 +209,13 @@ bool is_connected()
 
 void finish_oldest_frame()
 {
-    const outgoing what = std::exchange(state.out[0], state.out[1]);
-    --state.out_count;
+    const outgoing& what = state.out[0];
     const return_value answer = is_connected() ? take_answer(what) : return_value{};
-    if (!state.out_count)
+    if (state.out_count == 1)
         drop_what_is_left();
     what.frame.answered(what.frame.owner, what.frame.number, answer);
+    state.out[0] = state.out[1];
+    --state.out_count; // last: who sees none out without the lock may free what the frame was written to
 }
 
 void finish_late_frames_locked()
@@ -373,8 +373,7 @@ const settings& current_settings()
 return_value converse(const outgoing& what)
 {
     // Whoever waits for an answer may look at the window afterwards.
-    finish_late_frames();
-    show_arrived_frames();
+    settle_late_frames();
     const std::lock_guard<process_lock> guard{conversation_lock};
     if (!is_connected())
         return {};
@@ -403,6 +402,8 @@ bool converse_later(const outgoing& what)
 
 void finish_late_frames()
 {
+    if (!state.out_count.load(std::memory_order_acquire)) [[likely]]
+        return;
     const std::lock_guard<process_lock> guard{conversation_lock};
     finish_late_frames_locked();
 }

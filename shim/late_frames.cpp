@@ -42,7 +42,7 @@ arrived_frames& arrived = *new arrived_frames;
 
 // Written under the process-wide lock. Never destroyed: the thread runs until the process ends.
 watch watching = watch::none;
-std::atomic<uint32_t>& swaps = *new std::atomic<uint32_t>{0};
+std::atomic<uint32_t>& sent = *new std::atomic<uint32_t>{0};
 /// Applications that draw all the time come back sooner.
 std::atomic<uint32_t> patience_ms{4};
 
@@ -53,16 +53,15 @@ void be_patient()
     nanosleep(&nap, nullptr);
 }
 
-void* look_after_swaps(void*)
+void* look_after_frames(void*)
 {
     for (uint32_t seen = 0;;) {
-        swaps.wait(seen, std::memory_order_acquire);
+        sent.wait(seen, std::memory_order_acquire);
         do {
-            seen = swaps.load(std::memory_order_acquire);
+            seen = sent.load(std::memory_order_acquire);
             be_patient();
-        } while (swaps.load(std::memory_order_acquire) != seen);
-        finish_late_frames();
-        show_arrived_frames();
+        } while (sent.load(std::memory_order_acquire) != seen);
+        settle_late_frames();
     }
     return nullptr;
 }
@@ -74,7 +73,7 @@ bool start_thread()
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread;
-    const bool started = pthread_create(&thread, nullptr, look_after_swaps, nullptr) == 0;
+    const bool started = pthread_create(&thread, nullptr, look_after_frames, nullptr) == 0;
     if (started)
         pthread_detach(thread);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -88,7 +87,7 @@ bool late_frames_are_watched()
     if (watching == watch::none) {
         watching = start_thread() ? watch::running : watch::impossible;
         if (watching == watch::impossible)
-            say(gate::warn, "No thread can be started; each swap waits until its frame has been delivered.");
+            say(gate::warn, "No thread can be started; each frame waits until it has been delivered.");
     }
     return watching == watch::running;
 }
@@ -117,10 +116,16 @@ void show_arrived_frames()
     }
 }
 
+void settle_late_frames()
+{
+    finish_late_frames();
+    show_arrived_frames();
+}
+
 void note_late_frame()
 {
-    swaps.fetch_add(1, std::memory_order_release);
-    swaps.notify_one();
+    sent.fetch_add(1, std::memory_order_release);
+    sent.notify_one();
 }
 
 void set_late_frame_patience(uint32_t milliseconds)

@@ -17,8 +17,11 @@ void note_late_frame();
 void show_later(void (*show)(void* owner, uint32_t number), void* owner, uint32_t number);
 
 /// Shows what has arrived; when it returns no frame is being shown that had arrived before. Any thread,
-/// without the process-wide lock. An owner that ends calls `finish_late_frames` and this before.
+/// without the process-wide lock. An owner calls `settle_late_frames` before it ends.
 void show_arrived_frames();
+
+/// Both: takes the answers that are still out, and shows what has arrived. Costs nothing when nothing is out.
+void settle_late_frames();
 
 /// How long an application may leave a frame alone before it is fetched for it; for tests.
 void set_late_frame_patience(uint32_t milliseconds);

@@ -30,8 +30,7 @@ void release_thread(void* state)
     auto* self = static_cast<thread_state*>(state);
     if (self->life == connection_life()) {
         self->messages.flush();
-        finish_late_frames(); // it may lie in this thread's memory
-        show_arrived_frames();
+        settle_late_frames(); // it may lie in this thread's memory
     }
     state_of_this_thread = nullptr;
     delete self;
@@ -43,8 +42,7 @@ void flush_at_exit()
     if (self && self->life == connection_life())
         self->messages.flush();
     if (has_device()) {
-        finish_late_frames();
-        show_arrived_frames();
+        settle_late_frames();
     }
 }
 

@@ -3,7 +3,7 @@
 // is signalled already: the next submission does it, which costs nothing, as one of its own for each frame
 // would.
 
-#include "shim/connection.h"
+#include "shim/late_frames.h"
 #include "shim/vk_entries.h"
 #include "shim/vk_objects.h"
 
@@ -95,7 +95,7 @@ bool known_to_be_signalled(VkDevice device, uint32_t count, const VkFence* fence
     known_fences& known = object_of(device).fences;
     if (known.signalled(count, fences, all))
         return true;
-    finish_late_frames(); // whose arrival would tell
+    settle_late_frames(); // whose arrival would tell
     return known.signalled(count, fences, all);
 }
 

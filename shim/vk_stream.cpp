@@ -114,16 +114,21 @@ bool vk_message::grow(uint64_t count)
     return true;
 }
 
+/// Completes the message, and notes that it isn't of the thread of those that wait, if so.
+void vk_message::finish()
+{
+    wire::store_header(begin_, {length(), type_, self_->pid, self_->tid});
+    waiting.mixed = waiting.mixed || (waiting.commands && waiting.tid != self_->tid);
+}
+
 vk_answer vk_message::send()
 {
     if (!self_ || too_long_)
         return {};
-    wire::store_header(begin_, {length(), type_, self_->pid, self_->tid});
+    finish();
     if (long_)
         return send_block(begin_ - waiting.head, waiting.head + length(), 1);
-    const uint32_t commands = waiting.commands + 1;
-    waiting.mixed = waiting.mixed || (waiting.commands && waiting.tid != self_->tid);
-    return send_block(waiting.memory.base, waiting.used + length(), commands);
+    return send_block(waiting.memory.base, waiting.used + length(), waiting.commands + 1);
 }
 
 std::optional<vk_answer> vk_message::send_frame(const late_frame& frame)
@@ -132,8 +137,7 @@ std::optional<vk_answer> vk_message::send_frame(const late_frame& frame)
         return send();
     if (!waiting.spare.base)
         waiting.spare = take_message_memory();
-    wire::store_header(begin_, {length(), type_, self_->pid, self_->tid});
-    waiting.mixed = waiting.mixed || (waiting.commands && waiting.tid != self_->tid);
+    finish();
     outgoing batch = complete(waiting.memory.base, waiting.used + length(), waiting.commands + 1);
     batch.frame = frame;
     std::optional<vk_answer> answer;
@@ -151,8 +155,7 @@ vk_answer vk_message::leave()
         return {};
     if (!self_->batching || long_)
         return send();
-    wire::store_header(begin_, {length(), type_, self_->pid, self_->tid});
-    waiting.mixed = waiting.mixed || (waiting.commands && waiting.tid != self_->tid);
+    finish();
     waiting.tid = self_->tid;
     waiting.used += length();
     ++waiting.commands;

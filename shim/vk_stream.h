@@ -70,6 +70,7 @@ public:
 
 private:
     bool grow(uint64_t count);
+    void finish();
     void send_waiting();
     outgoing complete(uint8_t* base, uint32_t length, uint32_t commands);
     vk_answer send_block(uint8_t* base, uint32_t length, uint32_t commands);

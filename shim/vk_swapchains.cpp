@@ -81,8 +81,7 @@ vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& 
 
 vk_swapchain::~vk_swapchain()
 {
-    finish_late_frames();
-    show_arrived_frames();
+    settle_late_frames();
     for (const auto& one : images)
         if (one->image)
             SEND_VK(vk_destroy_image, vkDestroyImage, {}, device, one->image, nullptr);
@@ -136,8 +135,7 @@ VkResult vk_swapchain::take(uint64_t timeout, uint32_t& index)
     std::unique_lock<std::mutex> guard{lock_};
     if (free_.empty()) {
         guard.unlock();
-        finish_late_frames();
-        show_arrived_frames();
+        settle_late_frames();
         guard.lock();
     }
     const auto some = [this] { return !free_.empty(); };

@@ -90,15 +90,23 @@ void show_frame(uint64_t native_window, const frame& shown, bool compressed)
                  {compressed ? pixels.get() : shown.memory.pixels(), shown.size, shown.size.width});
 }
 
+surface_record* find_surface(void* surface)
+{
+    const auto found = surfaces.find(surface);
+    return found == surfaces.end() ? nullptr : &found->second;
+}
+
 frame_notice notice_of(const frame& finished)
 {
     return {finished.memory.pixels(), finished.size.width, finished.size.height};
 }
 
-surface_record* find_surface(void* surface)
+/// Shows a frame of a surface; what the device is to be told of it. With the lock held.
+frame_notice show_locked(const surface_record& record, const frame& shown, bool compressed)
 {
-    const auto found = surfaces.find(surface);
-    return found == surfaces.end() ? nullptr : &found->second;
+    if (server)
+        show_frame(record.native_window, shown, compressed);
+    return notice_of(shown);
 }
 
 void frame_is_out(void* surface, uint32_t)
@@ -120,9 +128,7 @@ void show_arrived(void* surface, uint32_t)
         const frame* const arrived = record ? std::exchange(record->arrived, nullptr) : nullptr;
         if (!arrived)
             return;
-        if (server)
-            show_frame(record->native_window, *arrived, compressed);
-        notice = notice_of(*arrived);
+        notice = show_locked(*record, *arrived, compressed);
     }
     announce_frame(notice);
 }
@@ -235,8 +241,7 @@ void add_window_surface(void* surface, uint64_t native_window)
 
 void remove_window_surface(void* surface)
 {
-    finish_late_frames(); // which writes to the memory that goes
-    show_arrived_frames();
+    settle_late_frames(); // which writes to the memory that goes
     const std::lock_guard<process_lock> guard{windows_lock};
     surfaces.erase(surface);
 }
@@ -320,9 +325,7 @@ void frame_swapped(void* surface, bool swapped)
         record->swapped = swapped;
         if (!swapped)
             return;
-        if (server)
-            show_frame(record->native_window, record->current(), compressed);
-        notice = notice_of(record->current());
+        notice = show_locked(*record, record->current(), compressed);
     }
     announce_frame(notice);
 }

@@ -1,5 +1,6 @@
 // The EGL images of a target process. An image may not go when the target destroys it, for its siblings still
 // show its pixels: it goes when all of them are orphaned.
+#include "object_manager/images.h"
 #include "object_manager/registry.h"
 #include "object_manager/zelvar_object_manager.h"
 #include "shim/zelvar_shim_dispatch.h"
@@ -249,12 +250,16 @@ bool zelvar_object_manager_set_egl_image_delete_postponed(pid_t pid, tid_t tid, 
 
 void zelvar_object_manager_clean_eglimage_structures(pid_t pid, tid_t tid)
 {
-    for (uint64_t buffer : destroy_finished_images(pid, tid)) {
-        uint32_t finished = 0;
-        zelvar_shim_dispatch_winsys_buffer_object_end_use(pid, tid, buffer, &finished);
-        if (!finished)
-            LOG_ERROR("Target side has failed to finish buffer [%ld] usage.", buffer);
-    }
+    for (uint64_t buffer : destroy_finished_images(pid, tid))
+        zelvar_object_manager_end_native_buffer_use(pid, tid, buffer);
+}
+
+void zelvar_object_manager_end_native_buffer_use(pid_t pid, tid_t tid, uint64_t buffer)
+{
+    uint32_t finished = 0;
+    zelvar_shim_dispatch_winsys_buffer_object_end_use(pid, tid, buffer, &finished);
+    if (!finished)
+        LOG_ERROR("Target side has failed to finish buffer [%ld] usage.", static_cast<long>(buffer));
 }
 
 bool zelvar_object_manager_is_image_sibling(pid_t pid, uint32_t texture)

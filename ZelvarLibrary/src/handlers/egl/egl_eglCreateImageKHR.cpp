@@ -230,16 +230,6 @@ uint64_t make_image(image_request& request, uint64_t target_image, EGLContext se
     return 0;
 }
 
-/// A failed image gives the target's buffer back, which nothing else would.
-void end_use(const image_request& request)
-{
-    uint32_t finished = 0;
-    zelvar_shim_dispatch_winsys_buffer_object_end_use(request.call.pid, request.call.tid, request.buffer,
-                                                      &finished);
-    if (!finished)
-        LOG_ERROR("Target side has failed to finish buffer [%ld] usage.", shown(request.buffer));
-}
-
 uint64_t create_image(egl_handler& call, uint64_t dpy, uint64_t context, EGLenum kind, uint64_t buffer,
                       target_ptr attrib_list, uint64_t target_result, unsigned target_error)
 {
@@ -286,8 +276,9 @@ uint64_t create_image(egl_handler& call, uint64_t dpy, uint64_t context, EGLenum
         if (read_list(request, attrib_list))
             image_id = make_image(request, target_image, service ? service->context() : EGL_NO_CONTEXT);
     }
+    // A failed image gives the target's buffer back, which nothing else would.
     if (image_id == 0 && request.in_use)
-        end_use(request);
+        zelvar_object_manager_end_native_buffer_use(call.pid, call.tid, buffer);
     return image_id;
 }
 } // namespace

@@ -4,6 +4,7 @@
 #include "combiner.h"
 #include "handlers/egl/egl_handlers.h"
 #include "handlers/handler.h"
+#include "object_manager/images.h"
 #include "pixels/pack_buffer.h"
 #include "pixels/read_buffer.h"
 #include "pixels/read_host_pixels.h"
@@ -152,7 +153,6 @@ void park(frame_delivery& delivery, uint64_t target_display, uint64_t target_sur
     LOG_DEBUG("Calling combiner to recover pixels but not writing them to target : TARGET_GPU_REAL");
     egl_handler& call = delivery.call;
     constexpr uint32_t swap_label = 1;
-    constexpr pid_t model_pid_mask = 0xffffff; // the model knows a process by 24 bits
     zelvar_host_pixel_container* container = zelvar_object_manager_get_host_pixel_container(
         call.pid & model_pid_mask, swap_label, target_surface, 0, true);
     if (!container) {

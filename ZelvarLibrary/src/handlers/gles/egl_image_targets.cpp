@@ -126,15 +126,6 @@ void set_swizzle(const image_data& image, GLenum target, bool had_one)
     for (size_t i = 0; i < swizzle.size(); ++i)
         host::gl<&gles_table::glTexParameteri>(target, channels[i], swizzle[i]);
 }
-
-uint32_t bound_texture(const _zelvar_context_data& context, GLenum target)
-{
-    auto unit = context.texture_bindings.find(context.active_texture);
-    if (unit == context.texture_bindings.end())
-        return 0;
-    auto bound = unit->second.find(target);
-    return bound == unit->second.end() ? 0 : bound->second;
-}
 } // namespace
 
 void gles20_glEGLImageTargetTexture2DOES(pid_t pid, tid_t tid, GLenum target, uint64_t image,

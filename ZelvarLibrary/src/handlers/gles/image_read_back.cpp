@@ -13,7 +13,6 @@ using image_data = _zelvar_object_manager_egl_image_data;
 
 namespace {
 constexpr uint32_t framebuffer_label = 4;
-constexpr pid_t model_pid_mask = 0xffffff; // the model knows a process by 24 bits
 
 GLint color_attachment(GLenum pname)
 {

@@ -128,13 +128,9 @@ bool read_pixels(const gles_handler& call, _zelvar_context_data* context, const 
 void cut_from_image(const gles_handler& call, const _zelvar_context_data& context, GLenum target)
 {
     const bool is_face = target >= GL_TEXTURE_CUBE_MAP_POSITIVE_X && target <= GL_TEXTURE_CUBE_MAP_NEGATIVE_Z;
-    auto unit = context.texture_bindings.find(context.active_texture);
-    if (unit == context.texture_bindings.end())
-        return;
-    auto bound = unit->second.find(is_face ? GLenum{GL_TEXTURE_CUBE_MAP} : target);
-    if (bound != unit->second.end() && bound->second)
-        zelvar_object_manager_set_egl_image_sibling_orphaned(call.pid, call.tid, &bound->second, GL_TEXTURE,
-                                                             1);
+    const uint32_t texture = bound_texture(context, is_face ? GLenum{GL_TEXTURE_CUBE_MAP} : target);
+    if (texture)
+        zelvar_object_manager_set_egl_image_sibling_orphaned(call.pid, call.tid, &texture, GL_TEXTURE, 1);
 }
 
 void gles20_shared_tex_handle(gles_handler& call, const char* function, const tex_request& tex,

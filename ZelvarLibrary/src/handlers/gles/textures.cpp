@@ -303,3 +303,12 @@ void gles30_glGetInternalformativ(pid_t pid, tid_t tid, GLenum target, GLenum in
         zelvar_shim_dispatch_write_to_shim_address_space(
             pid, tid, static_cast<uint32_t>(filled) * sizeof(GLint), values.data(), params);
 }
+
+uint32_t bound_texture(const _zelvar_context_data& context, GLenum target)
+{
+    auto unit = context.texture_bindings.find(context.active_texture);
+    if (unit == context.texture_bindings.end())
+        return 0;
+    auto bound = unit->second.find(target);
+    return bound == unit->second.end() ? 0 : bound->second;
+}

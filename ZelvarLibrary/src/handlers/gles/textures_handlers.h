@@ -5,6 +5,8 @@
 #include "wire/api.h"
 #include "zelvar_types.h"
 
+struct _zelvar_context_data;
+
 // textures.cpp
 void gles20_glActiveTexture(pid_t pid, tid_t tid, GLenum unit, gles_target_error target_error);
 void gles20_glBindTexture(pid_t pid, tid_t tid, GLenum target, GLuint texture,
@@ -104,6 +106,9 @@ void gles30_glCopyTexSubImage3D(pid_t pid, tid_t tid, GLenum target, GLint level
 void gles20_glCopyTexSubImage3DOES(pid_t pid, tid_t tid, GLenum target, GLint level, GLint x_offset,
                                    GLint y_offset, GLint z_offset, GLint x, GLint y, GLsizei width,
                                    GLsizei height, gles_target_error target_error);
+
+/// The target's texture at a binding point of the active unit; 0 for none, and for points that there aren't.
+uint32_t bound_texture(const _zelvar_context_data& context, GLenum target);
 
 // samplers.cpp
 void gles30_glIsSampler(pid_t pid, tid_t tid, GLuint sampler, result_of<GLboolean> target_result,
