@@ -211,8 +211,6 @@ void finish_oldest_frame()
 {
     const outgoing& what = state.out[0];
     const return_value answer = is_connected() ? take_answer(what) : return_value{};
-    if (state.out_count == 1)
-        drop_what_is_left();
     what.frame.answered(what.frame.owner, what.frame.number, answer);
     state.out[0] = state.out[1];
     --state.out_count; // last: who sees none out without the lock may free what the frame was written to
@@ -220,8 +218,11 @@ void finish_oldest_frame()
 
 void finish_late_frames_locked()
 {
+    if (!state.out_count)
+        return;
     while (state.out_count)
         finish_oldest_frame();
+    drop_what_is_left();
 }
 
 uint64_t thread_of(const outgoing& what)
@@ -251,9 +252,38 @@ private:
     void* block_ = nullptr;
 };
 
+/// Whether a message may be sent while a frame is out: answers come in order from one worker only, and to
+/// batches only.
+bool may_follow_frame(const outgoing& what)
+{
+    return what.follows_frame && !what.block && state.out_count &&
+           thread_of(state.out[0]) == thread_of(what) &&
+           wire::load_header(static_cast<const uint8_t*>(what.message)).type == wire::inbound::batch_commands;
+}
+
+/// The worker goes on with this message as soon as it has done with the frame, and both answers are taken.
+return_value converse_behind_frame(const outgoing& what)
+{
+    while (state.out_count == std::size(state.out))
+        finish_oldest_frame();
+    if (!is_connected())
+        return {};
+    if (!state.device->post(what.message, what.length)) {
+        lose_device("a message was not taken");
+        return {};
+    }
+    while (state.out_count)
+        finish_oldest_frame();
+    const return_value answer = is_connected() ? take_answer(what) : return_value{};
+    drop_what_is_left();
+    return answer;
+}
+
 /// One message out, and its answer. The lock is held and the device is there.
 return_value converse_locked(const outgoing& what)
 {
+    if (may_follow_frame(what))
+        return converse_behind_frame(what);
     finish_late_frames_locked();
     answer_stream& stream = state.answers;
     const offered_block offer{*state.device, what.block};
@@ -325,7 +355,7 @@ bool open_locked()
         return false;
     }
     divide_window();
-    use_shared_area(state.device->area(), state.device->area_size());
+    use_shared_area(state.device->area(), state.device->area_size(), state.device->area_file());
     device.store(device_state::connected, std::memory_order_release);
     const auto request = settings_request(static_cast<int32_t>(getpid() & 0xffffff),
                                           static_cast<uint64_t>(syscall(SYS_gettid)));
@@ -373,7 +403,8 @@ const settings& current_settings()
 return_value converse(const outgoing& what)
 {
     // Whoever waits for an answer may look at the window afterwards.
-    settle_late_frames();
+    if (!what.follows_frame)
+        settle_late_frames();
     const std::lock_guard<process_lock> guard{conversation_lock};
     if (!is_connected())
         return {};
@@ -397,6 +428,17 @@ bool converse_later(const outgoing& what)
     note_late_frame();
     if (state.out_count == std::size(state.out))
         finish_oldest_frame();
+    return true;
+}
+
+bool finish_a_late_frame()
+{
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    if (!state.out_count)
+        return false;
+    finish_oldest_frame();
+    if (!state.out_count)
+        drop_what_is_left();
     return true;
 }
 

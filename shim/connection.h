@@ -59,6 +59,7 @@ struct outgoing
     void* surface = nullptr;    // whose frame the call would write, if it writes one
     uint32_t values_before = 0; // values that the library will send for calls before the last one
     uint32_t block = 0;         // bytes of target memory that the library will ask for; 0: none is foreseen
+    bool follows_frame = false; // who waits for this one doesn't look at windows, so frames may stay unshown
     late_frame frame = {};      // for `converse_later`
 };
 
@@ -70,6 +71,9 @@ return_value converse(const outgoing& what);
 /// any thread that waits, or the thread that looks after it once calls fail to come. False when that can't
 /// be, and then nothing is sent.
 bool converse_later(const outgoing& what);
+
+/// Takes the oldest answer that is still out; false when there is none.
+bool finish_a_late_frame();
 
 /// Takes the answers that are still out. Frames that have arrived then lie ready for `show_arrived_frames`.
 void finish_late_frames();

@@ -37,12 +37,13 @@ public:
 
     bool connect_to(const char* path);
     bool belongs_to(pid_t process) const { return _process == process; }
-    void abandon() { close(_socket); }
+    void abandon();
 
     uint8_t* window() override { return _shared + window_offset; }
     uint64_t window_size() override { return device_link::window_size; }
     uint8_t* area() override { return _shared + area_offset; }
     uint64_t area_size() override { return device_link::area_size; }
+    file_place area_file() override { return {_shared_file, area_offset}; }
     int32_t exchange(const void* message, uint32_t length, void* answer, uint32_t capacity) override;
     bool post(const void* message, uint32_t length) override;
     bool takes_offers() const override { return true; }
@@ -75,6 +76,7 @@ private:
     mailbox& box() { return *reinterpret_cast<mailbox*>(_shared); }
 
     uint8_t* _shared = nullptr;
+    int _shared_file = -1;
     int _socket = -1;
     pid_t _process = 0;
     bool _counts_frames = false;
@@ -96,6 +98,23 @@ void complain(const char* what)
     std::fprintf(stderr, "zelvar: %s: %s\n", what, std::strerror(errno));
 }
 
+/// A descriptor that is out of the application's way; the plain one is closed.
+int moved_away(int plain)
+{
+    const int high = fcntl(plain, F_DUPFD_CLOEXEC, lowest_descriptor);
+    if (high < 0)
+        return plain;
+    close(plain);
+    return high;
+}
+
+void socket_transport::abandon()
+{
+    close(_socket);
+    if (_shared_file >= 0)
+        close(_shared_file);
+}
+
 bool socket_transport::open_socket(const char* path)
 {
     sockaddr_un address{};
@@ -109,11 +128,7 @@ bool socket_transport::open_socket(const char* path)
     const int plain = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (plain < 0)
         return false;
-    _socket = fcntl(plain, F_DUPFD_CLOEXEC, lowest_descriptor);
-    if (_socket < 0)
-        _socket = plain;
-    else
-        close(plain);
+    _socket = moved_away(plain);
     return connect(_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
@@ -153,7 +168,7 @@ bool socket_transport::receive_welcome(int* shared_memory)
 bool socket_transport::map_shared(int shared_memory)
 {
     void* mapped = mmap(nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_SHARED, shared_memory, 0);
-    close(shared_memory);
+    _shared_file = moved_away(shared_memory);
     if (mapped == MAP_FAILED)
         return false;
     // A forked child talks through a connection of its own and must not touch its parent's mailbox.
@@ -188,7 +203,7 @@ bool socket_transport::connect_to(const char* path)
     if (!open_socket(path) || !shake_hands()) {
         complain(path);
         if (_socket >= 0)
-            close(_socket);
+            abandon();
         _socket = -1;
         return false;
     }

@@ -7,6 +7,13 @@
 
 namespace shim {
 
+/// A place in a file that stays open.
+struct file_place
+{
+    int file = -1; // -1: none
+    uint64_t offset = 0;
+};
+
 /// One connection of a target process. All calls come with the shim's process-wide lock held.
 class transport
 {
@@ -21,6 +28,9 @@ public:
     /// More such memory, for blocks of any use. Null when there is none.
     virtual uint8_t* area() { return nullptr; }
     virtual uint64_t area_size() { return 0; }
+
+    /// Where the area lies in a file that others may map too.
+    virtual file_place area_file() { return {}; }
 
     /// Writes `length` bytes at `message` (anywhere in this process) to the device, then reads up to
     /// `answer_capacity` bytes of the answer into `answer`; returns the bytes read. One exchange, one

@@ -3,7 +3,7 @@
 // is signalled already: the next submission does it, which costs nothing, as one of its own for each frame
 // would.
 
-#include "shim/late_frames.h"
+#include "shim/connection.h"
 #include "shim/vk_entries.h"
 #include "shim/vk_objects.h"
 
@@ -93,10 +93,10 @@ VkResult wait_for_device(VkDevice device)
 bool known_to_be_signalled(VkDevice device, uint32_t count, const VkFence* fences, VkBool32 all)
 {
     known_fences& known = object_of(device).fences;
-    if (known.signalled(count, fences, all))
-        return true;
-    settle_late_frames(); // whose arrival would tell
-    return known.signalled(count, fences, all);
+    while (!known.signalled(count, fences, all))
+        if (!finish_a_late_frame()) // whose arrival would tell
+            return false;
+    return true;
 }
 
 /// A wait holds up every other thread of the process, and one of them may be about to submit what it waits

@@ -178,7 +178,8 @@ outgoing vk_message::complete(uint8_t* base, uint32_t length, uint32_t commands)
         wire::store_header(base, {length, wire::inbound::batch_commands, self_->pid, self_->tid});
         std::memcpy(base + wire::header_size, &commands, 4);
     }
-    return {.message = base, .length = length};
+    // A submission promises nothing about windows, and the device goes on to it straight from a frame.
+    return {.message = base, .length = length, .follows_frame = type_ == wire::inbound::vk_queue_submit};
 }
 
 vk_answer vk_message::send_block(uint8_t* base, uint32_t length, uint32_t commands)

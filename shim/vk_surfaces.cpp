@@ -101,11 +101,14 @@ VkResult get_capabilities(VkPhysicalDevice, VkSurfaceKHR surface, VkSurfaceCapab
     return VK_SUCCESS;
 }
 
-VkResult get_formats(VkPhysicalDevice, VkSurfaceKHR, uint32_t* count, VkSurfaceFormatKHR* formats)
+VkResult get_formats(VkPhysicalDevice, VkSurfaceKHR surface, uint32_t* count, VkSurfaceFormatKHR* formats)
 {
     std::vector<VkSurfaceFormatKHR> all;
     for (const VkFormat format : surface_formats)
         all.push_back({format, VK_COLOR_SPACE_SRGB_NONLINEAR_KHR});
+    if (!object_behind<vk_surface>(surface)->window)
+        for (size_t i = 0; i + 1 < all.size(); i += 2)
+            std::swap(all[i], all[i + 1]);
     return list(all, count, formats);
 }
 

@@ -19,8 +19,10 @@ struct vk_surface
 };
 
 /// What swapchains may be made of. Their bytes are shown as they are.
-inline constexpr VkFormat surface_formats[] = {VK_FORMAT_R8G8B8A8_UNORM, VK_FORMAT_B8G8R8A8_UNORM,
-                                               VK_FORMAT_R8G8B8A8_SRGB, VK_FORMAT_B8G8R8A8_SRGB};
+/// Applications take the first that suits them: windows show frames with blue first as they are, frame
+/// buffers those with red first.
+inline constexpr VkFormat surface_formats[] = {VK_FORMAT_B8G8R8A8_UNORM, VK_FORMAT_R8G8B8A8_UNORM,
+                                               VK_FORMAT_B8G8R8A8_SRGB, VK_FORMAT_R8G8B8A8_SRGB};
 
 /// The library takes frames for as wide as their images, while hosts align the rows of images that they can
 /// read to up to 256 bytes. So images are that wide, and applications draw to the left of them.

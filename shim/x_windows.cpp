@@ -1,6 +1,7 @@
 #include "shim/x_windows.h"
 
 #include "shim/log.h"
+#include "shim/shared_blocks.h"
 
 #include "wire/pixel_order.h"
 
@@ -15,6 +16,7 @@
 #include <string>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
 #include <utility>
@@ -47,6 +49,7 @@ struct xcb_functions
     decltype(&::xcb_flush) flush = nullptr;
     decltype(&::xcb_get_extension_data) get_extension_data = nullptr;
     decltype(&::xcb_request_check) request_check = nullptr;
+    decltype(&::xcb_get_file_descriptor) get_file_descriptor = nullptr;
 
     bool load();
 };
@@ -57,6 +60,9 @@ struct xcb_shm_functions
     xcb_extension_t* extension = nullptr;
     xcb_void_cookie_t (*attach)(xcb_connection_t*, uint32_t segment, uint32_t id,
                                 uint8_t read_only) = nullptr;
+    /// Takes the file. Null in old versions.
+    xcb_void_cookie_t (*attach_file)(xcb_connection_t*, uint32_t segment, int32_t file,
+                                     uint8_t read_only) = nullptr;
     xcb_void_cookie_t (*detach)(xcb_connection_t*, uint32_t segment) = nullptr;
     xcb_void_cookie_t (*put_image)(xcb_connection_t*, xcb_drawable_t, xcb_gcontext_t, uint16_t total_width,
                                    uint16_t total_height, uint16_t x, uint16_t y, uint16_t width,
@@ -94,12 +100,15 @@ bool xcb_functions::load()
            load_function(library, get_input_focus_reply, "xcb_get_input_focus_reply") &&
            load_function(library, flush, "xcb_flush") &&
            load_function(library, get_extension_data, "xcb_get_extension_data") &&
-           load_function(library, request_check, "xcb_request_check");
+           load_function(library, request_check, "xcb_request_check") &&
+           load_function(library, get_file_descriptor, "xcb_get_file_descriptor");
 }
 
 bool xcb_shm_functions::load()
 {
     void* library = dlopen("libxcb-shm.so.0", RTLD_NOW | RTLD_LOCAL);
+    if (library)
+        load_function(library, attach_file, "xcb_shm_attach_fd_checked");
     extension = library ? static_cast<xcb_extension_t*>(dlsym(library, "xcb_shm_id")) : nullptr;
     return extension && load_function(library, attach, "xcb_shm_attach_checked") &&
            load_function(library, detach, "xcb_shm_detach") &&
@@ -143,6 +152,9 @@ private:
 
     /// Memory that the server sees too, for frames of so many bytes; null where it can't be had.
     uint8_t* shared_memory(size_t bytes);
+    bool is_on_this_machine();
+    bool attach_file(int file);
+    bool show_in_place(xcb_window_t window, const canvas& to, const frame_view& frame);
     void put_rows(xcb_window_t window, const canvas& to, const frame_view& frame, uint32_t first,
                   uint32_t rows);
     void put_in_pieces(xcb_window_t window, const canvas& to, const frame_view& frame);
@@ -160,6 +172,8 @@ private:
     uint32_t segment_ = 0;
     uint8_t* shared_ = nullptr;
     size_t shared_bytes_ = 0;
+    int attached_file_ = -1;             // which the server was asked to map
+    uint32_t file_segment_ = 0;          // 0: the server doesn't
     bool put_under_way_ = false;         // the server may still read from the shared memory
     xcb_get_input_focus_cookie_t put_{}; // a question that stands behind the put
 };
@@ -214,6 +228,49 @@ uint8_t* x_server::shared_memory(size_t bytes)
         shmctl(id, IPC_RMID, nullptr); // goes when the last of both has left it
     shared_bytes_ = bytes;
     return shared_;
+}
+
+bool x_server::is_on_this_machine()
+{
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    return getsockname(xcb_.get_file_descriptor(connection_), reinterpret_cast<sockaddr*>(&address), &size) ==
+               0 &&
+           address.ss_family == AF_UNIX;
+}
+
+/// Files travel through local sockets only; sent through another they would end the connection.
+bool x_server::attach_file(int file)
+{
+    if (file == attached_file_)
+        return file_segment_ != 0;
+    if (file_segment_)
+        shm_.detach(connection_, std::exchange(file_segment_, 0));
+    attached_file_ = file;
+    const int given = shares_memory_ && shm_.attach_file && is_on_this_machine() ? dup(file) : -1;
+    if (given < 0)
+        return false;
+    const uint32_t segment = xcb_.generate_id(connection_);
+    if (!own(xcb_.request_check(connection_, shm_.attach_file(connection_, segment, given, 1))))
+        file_segment_ = segment;
+    return file_segment_ != 0;
+}
+
+/// The server takes the frame from where it lies, before this returns.
+bool x_server::show_in_place(xcb_window_t window, const canvas& to, const frame_view& frame)
+{
+    const size_t bytes = size_t{frame.stride} * frame.size.height * 4;
+    const file_place place = frame.blue_first ? place_in_shared_file(frame.pixels, bytes) : file_place{};
+    if (place.file < 0 || frame.stride > UINT16_MAX || place.offset + bytes > UINT32_MAX ||
+        !attach_file(place.file))
+        return false;
+    const auto width = static_cast<uint16_t>(frame.size.width);
+    const auto height = static_cast<uint16_t>(frame.size.height);
+    shm_.put_image(connection_, window, to.context, static_cast<uint16_t>(frame.stride), height, 0, 0, width,
+                   height, 0, 0, to.depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, file_segment_,
+                   static_cast<uint32_t>(place.offset));
+    own(xcb_.get_input_focus_reply(connection_, xcb_.get_input_focus(connection_), nullptr));
+    return true;
 }
 
 bool x_server::size_of(uint64_t window, window_size& size)
@@ -300,6 +357,8 @@ void x_server::show(uint64_t window, const frame_view& frame)
     }
     // An application can't run ahead of the server by more than a frame.
     wait_for_put();
+    if (show_in_place(static_cast<xcb_window_t>(window), to, frame))
+        return;
     const size_t row_bytes = size_t{size.width} * 4;
     if (uint8_t* shared = shared_memory(row_bytes * size.height)) {
         for (uint32_t y = 0; y < size.height; ++y)

@@ -1,22 +1,24 @@
 #pragma once
-// One target process as the simulator sees it: its link, its channel of the library, and the thread that
-// drives both.
+// One target process as the simulator sees it: its link, its channel of the library, and the threads that
+// drive both.
 
-#include "conversation.h"
 #include "frame_sink.h"
+#include "library_channel.h"
 #include "link_endpoint.h"
 #include "target_memory.h"
 #include "zelvar/sc_interfaces.h"
 
-#include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace simulator {
 
@@ -72,22 +74,30 @@ public:
     void note_gone();
 
 private:
+    using clock = std::chrono::steady_clock;
+    /// Where a target that waits for an answer wants it, and since when it waits, if that is to be counted.
+    struct wanted_answer
+    {
+        uint64_t address = 0;
+        uint32_t capacity = 0;
+        std::optional<clock::time_point> since;
+    };
+
     void run();
     bool welcome();
     void serve();
+    void serve_with_a_second_thread();
+    void read_as_long_as_it_lasts();
+    void end_reading();
+    bool serve_next();
     bool serve_one(const link_request& request);
     bool exchange(const link_request& request);
     bool post(const link_request& request);
     bool take_message(const link_request& request);
-    void deliver(const link_request& request);
-    void read_answer();
-    using early_answer = std::array<uint8_t, 32>; // its first bytes are the answer
-    std::optional<early_answer> known_answer();
-    bool answered_at_once();
+    void want(const link_request& request, std::optional<clock::time_point> since = std::nullopt);
+    bool is_wanted();
+    void deliver();
     void finish_frame();
-    void say_farewell();
-    void settle();
-    void send_own(std::vector<uint8_t>& message);
     void count();
     void complain(const char* what) const;
 
@@ -96,17 +106,21 @@ private:
     process_memory _memory;
     newcomer _who;
     std::string _application;
-    std::unique_ptr<conversation> _talk;
-    std::unique_ptr<channel_model> _model;
-    std::vector<uint8_t> _incoming;         // memory for the next message
-    scChannelInterface* _channel = nullptr; // the library's own, never freed
-    size_t _delivered = 0;                  // of the model's answers
+    std::unique_ptr<library_channel> _channel;
+    std::vector<uint8_t> _incoming; // memory for the next message
     window_numbers _windows;
     uint64_t _frames = 0;
-    uint64_t _counted_messages = 0;
-    uint64_t _counted_calls = 0;
     bool _complained_about_frame = false;
     std::atomic<int64_t> _gone_since{0}; // steady clock, milliseconds
+
+    std::mutex _lock; // while two threads serve, guards what follows
+    std::condition_variable _changed;
+    std::optional<wanted_answer> _wanted;
+    bool _reading = false;
+    bool _over = false;
+    uint64_t _counted_messages = 0;
+    uint64_t _counted_calls = 0;
+
     std::thread _thread;
 };
 

@@ -114,9 +114,10 @@ bool conversation::admit_confirmation(std::span<const uint8_t> message)
 bool conversation::admit_call(std::span<const uint8_t> message, const wire::header& head)
 {
     // The library's answers to calls of two threads would mix; to batches of one thread they come in order.
-    const bool may_follow = _answerable && head.tid == _thread && _open < device_link::most_posted &&
-                            head.type == wire::inbound::batch_commands;
-    if (_open && !may_follow)
+    const uint32_t out = _open + _unread;
+    const bool may_follow = (_answerable || !_open) && head.tid == _thread &&
+                            out < device_link::most_posted && head.type == wire::inbound::batch_commands;
+    if (out && !may_follow)
         return refuse("a call begins before the one before it has ended");
     if (!_threads.contains(head.tid) && _threads.size() >= most_threads)
         return refuse("too many threads");
@@ -243,6 +244,7 @@ void conversation::take_answer(std::span<const uint8_t> message)
 {
     const wire::header head = wire::load_header(message.data());
     if (head.type == wire::outbound::leave_message_processing_loop) {
+        _unread += _open != 0;
         _open -= _open != 0;
         _pending_request = 0;
         if (_last_call_terminates && !_open)
@@ -250,6 +252,7 @@ void conversation::take_answer(std::span<const uint8_t> message)
     } else if (!wants_no_confirmation(head.type)) {
         // Of several requests in one answer only the last can be one that is waited for.
         _pending_request = head.type;
+        _pending_payload.assign(message.begin() + wire::header_size, message.end());
     }
 }
 

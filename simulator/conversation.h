@@ -25,7 +25,7 @@ struct talk_settings
     bool error_check_white_list = false;
 };
 
-/// Used on the connection's thread, but for `block_written`, which is called from any thread.
+/// Used by one thread at a time, but for `block_written`, which is called from any thread.
 class conversation
 {
 public:
@@ -41,17 +41,25 @@ public:
     /// Bytes of the library's answer, in order, in pieces of any size.
     void answered(std::span<const uint8_t> bytes);
 
+    /// The target has taken all that was answered.
+    void answers_taken() { _unread = 0; }
+
     /// The library wrote a block to the target's memory.
     void block_written(uint64_t address, std::span<const uint8_t> bytes);
 
     /// Whether the library will send something now: reading its channel otherwise would never return.
     bool answer_due() const { return _open && _answerable && !_pending_request; }
+    /// Whether a thread may go and read before there is anything to be read: nothing that can't be ended by
+    /// one of the `farewells` keeps it there.
+    bool may_wait_in_read() const { return _business && !_pending_request && (!_open || _answerable); }
     /// A call was sent and has not been released yet.
     bool in_call() const { return _open != 0; }
     /// Forgets an open call that the library will not release by itself.
     void abandon_unanswered_call();
     /// The library waits for a confirmation of this outbound type; 0 when it doesn't.
     uint32_t pending_request() const { return _pending_request; }
+    /// What that request carries behind its header.
+    std::span<const uint8_t> pending_payload() const { return _pending_payload; }
 
     /// The confirmation that a pending service is owed, with zeros as its result; empty when nothing is
     /// pending or when it asks for a call on the target, whose result has no size known here.
@@ -85,9 +93,11 @@ private:
     bool _desynchronised = false;
 
     uint32_t _open = 0;       // calls that the library has not released yet, all of one thread
+    uint32_t _unread = 0;     // calls that it has released, and the target doesn't know yet
     bool _answerable = false; // and the library will release them
     uint64_t _thread = 0;     // the thread of the open calls, or of the last one
     uint32_t _pending_request = 0;
+    std::vector<uint8_t> _pending_payload;
     bool _business = false;
     bool _last_call_terminates = false;
     uint64_t _display = 0;

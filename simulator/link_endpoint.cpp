@@ -137,15 +137,18 @@ bool link_endpoint::attach(const screen& offered)
     return true;
 }
 
-std::optional<link_request> link_endpoint::wait_request()
+std::optional<link_request> link_endpoint::wait_request(bool may_come_soon)
 {
     mailbox& post = box();
     while (!gone()) {
-        const uint32_t turn = wait_as_usual(post.turn, turn_target, look_again_ms, _habits, _last_length);
+        const uint32_t turn =
+            may_come_soon ? wait_as_usual(post.turn, turn_target, look_again_ms, _habits, _last_length)
+                          : wait_while(post.turn, turn_target, look_again_ms);
         if (turn == turn_target)
             continue;
         if (turn != turn_simulator) // ours when the target is gone, otherwise rubbish
             return std::nullopt;
+        take_request(post.turn);
         _last_length = once(post.message_length);
         return link_request{once(post.operation), once(post.message), _last_length, once(post.answer),
                             once(post.answer_capacity)};

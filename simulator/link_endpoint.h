@@ -82,9 +82,10 @@ public:
     /// Answers the greeting with the shared memory and waits a bounded time for the target to map it.
     bool attach(const screen& offered);
 
-    /// Sleeps until the target asks for something. Nothing when it is gone.
-    std::optional<link_request> wait_request();
-    /// Gives the turn back.
+    /// Sleeps until the target asks for something. Nothing when it is gone. `may_come_soon`: false when
+    /// another thread is still to answer the last request.
+    std::optional<link_request> wait_request(bool may_come_soon = true);
+    /// Gives the turn back. From any thread, once for a request.
     void answer(int32_t result);
     frame_buffer_place frame_buffer() const;
     /// The address of memory that the target offers for a request of so many bytes; 0 when it doesn't. Takes

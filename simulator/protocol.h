@@ -17,7 +17,7 @@
 namespace device_link {
 
 inline constexpr uint32_t magic = 0x524c565a; // "ZVLR"
-inline constexpr uint32_t version = 4;
+inline constexpr uint32_t version = 5;
 
 /// Environment of a target process.
 inline constexpr char socket_variable[] = "ZELVAR_SOCKET";
@@ -75,15 +75,17 @@ enum class operation : uint32_t
     post = 4, // write the message; its answer is read later, and another one may be posted before
 };
 
-/// Whose turn it is. The waiting side adds `asleep` before it sleeps, so that the other one makes the system
-/// call only when somebody has to be woken.
+/// Whose turn it is. A side that waits says so before it sleeps, so that the other one makes the system call
+/// only when somebody has to be woken; after a request was taken both may sleep.
 enum turn : uint32_t
 {
     turn_target = 0,
     turn_simulator = 1,
-    turn_over = 2, // the simulator has ended the connection
+    turn_over = 2,  // the simulator has ended the connection
+    turn_taken = 3, // the simulator has taken the request, whose answer is still to come
     turn_mask = 0xff,
-    asleep = 0x100,
+    target_asleep = 0x100,
+    simulator_asleep = 0x200,
 };
 
 /// The first page of the shared memory. Everything but `turn` is written by the side whose turn it is.
@@ -137,12 +139,36 @@ inline constexpr uint32_t area_offset = window_offset + window_size;
 inline constexpr uint32_t area_size = 128u << 20; // only what is touched takes memory
 inline constexpr uint32_t shared_size = area_offset + area_size;
 
+/// The mark of the side that waits for its turn while it is the turn of `other`; also its futex bits.
+inline uint32_t sleeper_beside(uint32_t other)
+{
+    return other == turn_simulator ? target_asleep : simulator_asleep;
+}
+
+/// Passes the turn on, and leaves alone who sleeps meanwhile; what stood before. A connection that is over
+/// stays so.
+inline uint32_t change_turn(std::atomic<uint32_t>& word, uint32_t next, uint32_t woken)
+{
+    uint32_t before = word.load(std::memory_order_relaxed);
+    while ((before & turn_mask) != turn_over &&
+           !word.compare_exchange_weak(before, (before & ~(turn_mask | woken)) | next,
+                                       std::memory_order_acq_rel, std::memory_order_relaxed)) {
+    }
+    return before;
+}
+
 /// Hands the turn over and wakes the other side if it sleeps.
 inline void hand_over(std::atomic<uint32_t>& word, uint32_t next)
 {
-    const uint32_t before = word.exchange(next, std::memory_order_acq_rel);
-    if (before & asleep)
-        syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+    const uint32_t woken = next == turn_target ? target_asleep : simulator_asleep;
+    if (change_turn(word, next, woken) & woken)
+        syscall(SYS_futex, &word, FUTEX_WAKE_BITSET, 1, nullptr, nullptr, woken);
+}
+
+/// For the simulator, whose turn it is: neither side's, until the answer is handed over.
+inline void take_request(std::atomic<uint32_t>& word)
+{
+    change_turn(word, turn_taken, 0);
 }
 
 /// Learns after which messages the other side takes its turn so soon that looking for it costs less than
@@ -188,6 +214,13 @@ inline int64_t monotonic_ns()
     return now.tv_sec * int64_t{1'000'000'000} + now.tv_nsec;
 }
 
+/// Whether one side has to wait for the other, who may have to answer a request yet.
+inline bool is_turn_of(uint32_t word, uint32_t other)
+{
+    const uint32_t turn = word & turn_mask;
+    return turn == other || turn == turn_taken;
+}
+
 /// Looks whether it has ceased to be the turn of `other`, giving the processor to whoever wants it in
 /// between.
 inline bool look_for_turn(const std::atomic<uint32_t>& word, uint32_t other, int64_t nanoseconds)
@@ -195,7 +228,7 @@ inline bool look_for_turn(const std::atomic<uint32_t>& word, uint32_t other, int
     const int64_t end = monotonic_ns() + nanoseconds;
     do {
         for (int i = 0; i < 64; ++i) {
-            if ((word.load(std::memory_order_acquire) & turn_mask) != other)
+            if (!is_turn_of(word.load(std::memory_order_acquire), other))
                 return true;
 #if defined(__x86_64__) || defined(__i386__)
             __builtin_ia32_pause();
@@ -206,23 +239,28 @@ inline bool look_for_turn(const std::atomic<uint32_t>& word, uint32_t other, int
     return false;
 }
 
-/// Sleeps while it is the turn of `other`, at most about `milliseconds`; returns the turn then seen, without
-/// `asleep`. May return early.
+/// Sleeps while it is the turn of `other`, at most about `milliseconds`; returns the turn then seen, and
+/// `other` for a request that was taken. May return early.
 inline uint32_t wait_while(std::atomic<uint32_t>& word, uint32_t other, int milliseconds)
 {
+    const auto turn_of = [other](uint32_t seen) {
+        return is_turn_of(seen, other) ? other : seen & turn_mask;
+    };
+    const uint32_t asleep = sleeper_beside(other);
     uint32_t seen = word.load(std::memory_order_acquire);
-    if ((seen & turn_mask) != other)
-        return seen & turn_mask;
+    if (!is_turn_of(seen, other))
+        return turn_of(seen);
     if (!(seen & asleep)) {
         if (!word.compare_exchange_strong(seen, seen | asleep, std::memory_order_acq_rel))
-            return seen & turn_mask;
+            return turn_of(seen);
         seen |= asleep;
     }
-    timespec timeout{};
-    timeout.tv_sec = milliseconds / 1000;
-    timeout.tv_nsec = (milliseconds % 1000) * 1000000L;
-    syscall(SYS_futex, &word, FUTEX_WAIT, seen, &timeout, nullptr, 0);
-    return word.load(std::memory_order_acquire) & turn_mask;
+    const int64_t end = monotonic_ns() + milliseconds * int64_t{1'000'000};
+    timespec until{};
+    until.tv_sec = static_cast<time_t>(end / 1'000'000'000);
+    until.tv_nsec = static_cast<long>(end % 1'000'000'000);
+    syscall(SYS_futex, &word, FUTEX_WAIT_BITSET, seen, &until, nullptr, asleep);
+    return turn_of(word.load(std::memory_order_acquire));
 }
 
 /// The same after a look of the length that is usual after a message of this length.

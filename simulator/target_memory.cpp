@@ -47,15 +47,17 @@ uint32_t process_memory::write(uint64_t address, const void* source, uint32_t le
     return copied > 0 ? static_cast<uint32_t>(copied) : 0;
 }
 
-channel_model::channel_model(process_memory& memory, conversation& talk, traffic& moved)
-    : _memory(memory), _talk(talk), _moved(moved), _channel_thread(std::this_thread::get_id())
+thread_local bool channel_model::_drives = false;
+
+channel_model::channel_model(process_memory& memory, conversation& talk, std::mutex& lock, traffic& moved)
+    : _memory(memory), _talk(talk), _lock(lock), _moved(moved)
 {
 }
 
 uint32_t channel_model::read(uint64_t target_address, void* destination, uint32_t length)
 {
     uint32_t copied = 0;
-    if (on_channel_thread()) {
+    if (_drives) {
         copied = std::min<uint32_t>(length, static_cast<uint32_t>(_message.size()));
         std::memcpy(destination, _message.data(), copied);
     } else {
@@ -69,7 +71,8 @@ uint32_t channel_model::write(uint64_t target_address, const void* source, uint3
 {
     uint32_t copied = length;
     const auto* bytes = static_cast<const uint8_t*>(source);
-    if (on_channel_thread()) {
+    if (_drives) {
+        std::lock_guard guard{_lock};
         _answers.insert(_answers.end(), bytes, bytes + length);
         _talk.answered({bytes, length});
     } else {

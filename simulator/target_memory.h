@@ -7,8 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
-#include <span>
-#include <thread>
+#include <mutex>
 #include <vector>
 
 namespace simulator {
@@ -34,20 +33,31 @@ struct traffic
     std::atomic<uint64_t> written{0};
 };
 
-/// The model interface of one connection. The thread that made it is the one that drives the channel: what it
-/// reads is the admitted message, what it writes is the library's answer. All other threads are workers of
-/// the library and reach the target's memory, as long as there is a target.
+/// The model interface of one connection. On a thread that drives the channel, what it reads is the admitted
+/// message and what it writes is the library's answer. All other threads are workers of the library and reach
+/// the target's memory, as long as there is a target.
 class channel_model final : public scModelInterface
 {
 public:
-    channel_model(process_memory& memory, conversation& talk, traffic& moved);
+    /// While it lives, this thread drives a channel.
+    class driver
+    {
+    public:
+        driver() { _drives = true; }
+        ~driver() { _drives = false; }
+        driver(const driver&) = delete;
+        driver& operator=(const driver&) = delete;
+    };
+
+    /// `lock` guards the talk and the answers.
+    channel_model(process_memory& memory, conversation& talk, std::mutex& lock, traffic& moved);
 
     /// The message that the next `channel->write` takes. The caller gets the memory of the last one for the
     /// next, since fresh memory for every batch would cost more than the copy.
     void offer(std::vector<uint8_t>& message) { _message.swap(message); }
-    const std::vector<uint8_t>& offered() const { return _message; }
-    /// Bytes of answers that no target has taken yet.
+    /// Bytes of answers that no target has taken yet. Under the lock.
     std::vector<uint8_t>& answers() { return _answers; }
+    const std::vector<uint8_t>& answers() const { return _answers; }
 
     uint32_t read(uint64_t target_address, void* destination, uint32_t length) override;
     uint32_t write(uint64_t target_address, const void* source, uint32_t length) override;
@@ -55,14 +65,14 @@ public:
     uint64_t queryCore(uint32_t) override { return 0; }
 
 private:
-    bool on_channel_thread() const { return std::this_thread::get_id() == _channel_thread; }
+    static thread_local bool _drives;
 
     process_memory& _memory;
     conversation& _talk;
+    std::mutex& _lock;
     traffic& _moved;
-    const std::thread::id _channel_thread;
-    std::vector<uint8_t> _message;
-    std::vector<uint8_t> _answers;
+    std::vector<uint8_t> _message; // of the one who sends
+    std::vector<uint8_t> _answers; // guarded by _lock
 };
 
 } // namespace simulator

@@ -35,7 +35,12 @@ class talk : public testing::Test
 {
 protected:
     bool admit(const bytes& what) { return subject.admit(what); }
-    void answer(const bytes& what) { subject.answered(what); }
+    static void answer(conversation& one, const bytes& what)
+    {
+        one.answered(what);
+        one.answers_taken();
+    }
+    void answer(const bytes& what) { answer(subject, what); }
 
     conversation subject{pid, {}};
     conversation batching{pid, {.batch_commands = true}};
@@ -66,9 +71,30 @@ TEST_F(talk, a_second_batch_of_the_thread_may_follow_and_no_other_call)
     batching.answered(leave);
     EXPECT_TRUE(batching.in_call());
     EXPECT_TRUE(batching.answer_due());
+    EXPECT_FALSE(batching.admit(batch)) << "the target hasn't taken any answer";
     batching.answered(leave);
     EXPECT_FALSE(batching.in_call());
+    EXPECT_FALSE(batching.admit(of_another_thread));
+    batching.answers_taken();
     EXPECT_TRUE(batching.admit(of_another_thread));
+}
+
+/// A thread that waits in a read must be got out of it when the target has gone.
+TEST_F(talk, reading_ahead_ends_with_the_business)
+{
+    EXPECT_FALSE(batching.may_wait_in_read()) << "there is no worker that would speak";
+    const bytes batch = message(1, joined({{1, 0, 0, 0}, message(66, {1, 0, 0, 0})}));
+    ASSERT_TRUE(batching.admit(batch));
+    EXPECT_TRUE(batching.may_wait_in_read());
+    batching.answered(message(454, {8, 0, 0, 0}));
+    EXPECT_FALSE(batching.may_wait_in_read()) << "it is the target's turn to answer";
+    ASSERT_TRUE(batching.admit(batching.confirmation()));
+    batching.answered(leave);
+    EXPECT_TRUE(batching.may_wait_in_read()) << "between calls";
+    EXPECT_FALSE(batching.farewells().empty());
+    batching.answers_taken();
+    ASSERT_TRUE(batching.admit(message(5)));
+    EXPECT_FALSE(batching.may_wait_in_read()) << "nothing answers that";
 }
 
 TEST_F(talk, requests_are_found_wherever_the_answer_is_cut)
@@ -171,11 +197,11 @@ TEST_F(talk, a_display_in_a_batch_is_seen_and_a_terminated_one_needs_no_leave)
     initialize[0] = 44;
     ASSERT_TRUE(batching.admit(message(1, joined({{2, 0, 0, 0}, message(19, bytes(8)), initialize}))));
     EXPECT_EQ(batching.calls(), 2u);
-    batching.answered(leave);
+    answer(batching, leave);
     EXPECT_EQ(batching.farewells().at(0)[24 + 20], 0xaa);
     ASSERT_TRUE(batching.admit(message(1, joined({{1, 0, 0, 0}, message(28, bytes(8))}))));
     EXPECT_TRUE(batching.unfinished_business()) << "it has only been sent";
-    batching.answered(leave);
+    answer(batching, leave);
     EXPECT_FALSE(batching.unfinished_business());
     ASSERT_TRUE(batching.admit(message(1, {0, 0, 0, 0})));
     EXPECT_TRUE(batching.unfinished_business()) << "a new worker has been started";
