@@ -6,6 +6,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import time
 import zlib
 
 
@@ -16,6 +17,7 @@ class XDisplay:
         self.width, self.height = width, height
         self.stack = contextlib.ExitStack()
         self.name = ""
+        self.glass = None
 
     def __enter__(self):
         folder = self.stack.enter_context(tempfile.TemporaryDirectory(prefix="zelvar-x-"))
@@ -32,11 +34,21 @@ class XDisplay:
         if self.name == ":":
             self.stack.close()
             raise RuntimeError("Xvfb doesn't start")
-        self.stack.enter_context(pane_of_glass(self.name[1:], self.width, self.height))
+        self.glass = PaneOfGlass(self.name[1:], self.width, self.height)
+        self.stack.callback(self.glass.close)
         return self
 
     def __exit__(self, *_):
         self.stack.close()
+
+    def wait_for_the_last_pictures(self):
+        """Of applications that have ended: what they had sent by then may still lie unread at the server. Their windows
+        go after it."""
+        limit = time.monotonic() + 60
+        while self.glass.windows() > 1:
+            if time.monotonic() > limit:
+                raise RuntimeError("windows of applications that have ended stay")
+            time.sleep(0.01)
 
     def grab(self, path, left=0, top=0):
         """Writes what the screen shows, to the right of and below a place, as a PNG file of 8-bit RGB."""
@@ -54,25 +66,40 @@ class XDisplay:
         path.write_bytes(png(width - left, height - top, bytes(rows)))
 
 
-def pane_of_glass(number, width, height):
+class PaneOfGlass:
     """A window without a background over the whole screen, below those of applications: nothing is painted where one
-    of theirs goes, so that the screen keeps what it showed last. Lives as long as the connection, which is returned."""
-    server = socket.socket(socket.AF_UNIX)
-    server.connect(f"/tmp/.X11-unix/X{number}")
-    answers = server.makefile("rb")
-    server.sendall(struct.pack("<cx5H", b"l", 11, 0, 0, 0, 0))
-    accepted, words = struct.unpack("<B5xH", answers.read(8))
-    if not accepted:
-        raise RuntimeError("the X server takes no clients")
-    about = answers.read(4 * words)
-    window, = struct.unpack_from("<I", about, 4)
-    vendor_length, formats = struct.unpack_from("<H3xB", about, 16)
-    root, = struct.unpack_from("<I", about, 32 + (vendor_length + 3) // 4 * 4 + 8 * formats)
-    input_output, map_window, get_input_focus = 1, 8, 43
-    server.sendall(struct.pack("<BxH2I2h4H2I", 1, 8, window, root, 0, 0, width, height, 0, input_output, 0, 0) +
-                   struct.pack("<BxHI", map_window, 2, window) + struct.pack("<BxH", get_input_focus, 1))
-    answers.read(32)  # to the last: the window is there
-    return server
+    of theirs goes, so that the screen keeps what it showed last. Lives as long as its connection."""
+
+    def __init__(self, number, width, height):
+        self.server = socket.socket(socket.AF_UNIX)
+        self.server.connect(f"/tmp/.X11-unix/X{number}")
+        self.answers = self.server.makefile("rb")
+        self.server.sendall(struct.pack("<cx5H", b"l", 11, 0, 0, 0, 0))
+        accepted, words = struct.unpack("<B5xH", self.answers.read(8))
+        if not accepted:
+            raise RuntimeError("the X server takes no clients")
+        about = self.answers.read(4 * words)
+        window, = struct.unpack_from("<I", about, 4)
+        vendor_length, formats = struct.unpack_from("<H3xB", about, 16)
+        self.root, = struct.unpack_from("<I", about, 32 + (vendor_length + 3) // 4 * 4 + 8 * formats)
+        input_output, map_window = 1, 8
+        self.server.sendall(struct.pack("<BxH2I2h4H2I", 1, 8, window, self.root, 0, 0, width, height, 0, input_output,
+                                        0, 0) + struct.pack("<BxHI", map_window, 2, window))
+        self.windows()  # its answer comes last: the window is there
+
+    def windows(self):
+        """How many windows the screen has, this one among them."""
+        query_tree = 15
+        self.server.sendall(struct.pack("<BxHI", query_tree, 2, self.root))
+        kind = 0
+        while kind != 1:  # an event, for every client
+            kind, words, count = struct.unpack("<B3xI8xH14x", self.answers.read(32))
+        self.answers.read(4 * words)
+        return count
+
+    def close(self):
+        self.answers.close()
+        self.server.close()
 
 
 def png(width, height, filtered_rows):

@@ -57,7 +57,7 @@ private:
 std::string find_library(const options& chosen)
 {
     const std::string base = program_folder() + "/../lib/";
-    const std::string file =
+    std::string file =
         chosen.library.empty() ? first_existing({base + "libZelvar.so"}) : first_existing({chosen.library});
     if (file.empty())
         throw std::runtime_error((chosen.library.empty() ? base + "libZelvar.so" : chosen.library) +

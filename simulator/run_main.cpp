@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -65,9 +66,8 @@ int run(const std::string& socket_path, const std::string& shim, const std::vect
     return launch_failure_status(fault);
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+/// What the command line asks for; the exit status.
+int run_command_line(int argc, char** argv)
 {
     CLI::App parser{"zelvar-run --connect SOCKET -- APP [ARGS...]\n\n"
                     "Runs an application as a target of a zelvar-sim that listens. The exit status is the\n"
@@ -86,4 +86,16 @@ int main(int argc, char** argv)
         return parser.exit(fault) == 0 ? 0 : status_own_failure;
     }
     return run(socket_path, shim, application);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run_command_line(argc, argv);
+    } catch (const std::exception& fault) {
+        std::fprintf(stderr, "zelvar-run: %s\n", fault.what());
+        return status_own_failure;
+    }
 }

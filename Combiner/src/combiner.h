@@ -65,7 +65,7 @@ struct kept_frame_key
     uint32_t width = 0;  // pixels
     uint32_t height = 0; // pixels
     uint32_t bits_per_pixel = 0;
-    auto operator<=>(const kept_frame_key&) const = default;
+    auto operator<=>(const kept_frame_key&) const = default; // NOLINT: its 0 is no pointer
 };
 
 /// A leaf.

@@ -3,6 +3,7 @@
 #include "shim/fake_device.h"
 #include "shim/target_names.h"
 
+#include <array>
 #include <atomic>
 #include <thread>
 
@@ -181,12 +182,12 @@ TEST_F(batching, more_threads_than_the_window_has_room_for)
 {
     use_device(size_t{1} << 20);
     use_batching();
-    std::vector<std::thread> threads;
-    std::atomic<int> ready{0};
-    for (int i = 0; i < 12; ++i)
-        threads.emplace_back([&] {
+    std::array<std::thread, 12> threads;
+    std::atomic<size_t> ready{0};
+    for (auto& thread : threads)
+        thread = std::thread([&] {
             target_glEnable(GL_BLEND);
-            for (++ready; ready < 12;)
+            for (++ready; ready < threads.size();)
                 std::this_thread::yield();
         });
     for (auto& thread : threads)

@@ -195,7 +195,7 @@ struct _target_egl_surface_descriptor
     uint32_t label;
     uint64_t target_surface;
     uint64_t target_context;
-    auto operator<=>(const _target_egl_surface_descriptor&) const = default;
+    auto operator<=>(const _target_egl_surface_descriptor&) const = default; // NOLINT: its 0 is no pointer
 };
 
 /// A frame parked for the GPU model. Guarded by host_pixel_map_cs.

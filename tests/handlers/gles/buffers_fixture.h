@@ -47,9 +47,9 @@ protected:
     std::vector<uint32_t> generate(uint32_t type, int32_t n)
     {
         target.run(target.make(type).i32(n).u64(memory + 0x800));
-        std::vector<uint32_t> ids;
-        for (int32_t i = 0; i < n; ++i)
-            ids.push_back(target.peek<uint32_t>(memory + 0x800 + 4 * static_cast<uint64_t>(i)));
+        std::vector<uint32_t> ids(static_cast<size_t>(n));
+        for (size_t i = 0; i < ids.size(); ++i)
+            ids[i] = target.peek<uint32_t>(memory + 0x800 + 4 * i);
         return ids;
     }
     void remove(uint32_t type, const std::vector<uint32_t>& ids)

@@ -69,7 +69,7 @@ void fill_service_texture(const gles_handler& call, const image_data& image)
     update(image, pixels.get());
     LOG_DEBUG("Read texture on %dbpp %d * %d", key.bits_per_pixel, key.width, key.height);
     keep_native_buffer(key, pixels.get(), buffer.get_buffer_size());
-    pixels.release();
+    static_cast<void>(pixels.release()); // the cache's from now on
 }
 
 bool shows_native_buffer(const image_data& image)
