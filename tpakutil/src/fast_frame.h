@@ -355,9 +355,10 @@ private:
     word_superblock _edge;
 };
 
-/// A frame that several threads encode, to the bytes that one would give. Where the payload lies densely, one
-/// thread puts the first rows where they belong; the others take rows from the end, whose payload waits
-/// behind all that may come before it until it can be moved.
+/// A frame that several threads encode, to the bytes that one would give. One thread takes rows from the
+/// front and the others from the end, as cores that work on neighbouring rows disturb each other. Where the
+/// payload lies densely, that of the last rows waits behind all that may come before it until it can be
+/// moved.
 template <class kernel>
 class shared_encoding
 {
@@ -391,7 +392,7 @@ private:
         fast_encoder<kernel> encoder{own, _pixels, _buffer, _reverse};
         int row;
         if (_info.fixed_superblock_positions) {
-            while (_rows.take_first(&row))
+            while (number == 0 ? _rows.take_first(&row) : _rows.take_last(&row))
                 _rows.place(row, 0, encoder.row(row, 0));
         } else if (number == 0) {
             int position = _first;
