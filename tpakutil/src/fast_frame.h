@@ -364,10 +364,11 @@ class shared_encoding
 {
 public:
     shared_encoding(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, bool reverse)
-        : _info{info}, _pixels{pixels}, _buffer{buffer}, _reverse{reverse},
+        : _info{info}, _uncounted{info}, _pixels{pixels}, _buffer{buffer}, _reverse{reverse},
           _first{static_cast<int>(tpak_get_header_area_size(&info))},
           _spacing{static_cast<int>(tpak_get_max_superblock_payloadsize(&info))}, _rows{info, info.mbh}
     {
+        _uncounted.split_read_bytes[1] = _uncounted.contiguous_read_bytes[1] = 0;
     }
 
     /// Returns the position behind the last payload.
@@ -387,8 +388,7 @@ public:
 private:
     void work(unsigned number)
     {
-        tpak_frame_info own = _info;
-        own.split_read_bytes[1] = own.contiguous_read_bytes[1] = 0;
+        tpak_frame_info own = _uncounted;
         fast_encoder<kernel> encoder{own, _pixels, _buffer, _reverse};
         int row;
         if (_info.fixed_superblock_positions) {
@@ -429,6 +429,7 @@ private:
     }
 
     tpak_frame_info& _info;
+    tpak_frame_info _uncounted; // for threads that begin when others add to the statistics already
     const uint8_t* const _pixels;
     uint8_t* const _buffer;
     const bool _reverse;
