@@ -355,18 +355,20 @@ private:
     word_superblock _edge;
 };
 
-/// A frame that several threads encode, to the bytes that one would give. Where the payload lies densely, one
-/// thread puts the first rows where they belong; the others take rows from the end, whose payload waits
-/// behind all that may come before it until it can be moved.
+/// A frame that several threads encode, to the bytes that one would give. One thread takes rows from the
+/// front and the others from the end, as cores that work on neighbouring rows disturb each other. Where the
+/// payload lies densely, that of the last rows waits behind all that may come before it until it can be
+/// moved.
 template <class kernel>
 class shared_encoding
 {
 public:
     shared_encoding(tpak_frame_info& info, const uint8_t* pixels, uint8_t* buffer, bool reverse)
-        : _info{info}, _pixels{pixels}, _buffer{buffer}, _reverse{reverse},
+        : _info{info}, _uncounted{info}, _pixels{pixels}, _buffer{buffer}, _reverse{reverse},
           _first{static_cast<int>(tpak_get_header_area_size(&info))},
           _spacing{static_cast<int>(tpak_get_max_superblock_payloadsize(&info))}, _rows{info, info.mbh}
     {
+        _uncounted.split_read_bytes[1] = _uncounted.contiguous_read_bytes[1] = 0;
     }
 
     /// Returns the position behind the last payload.
@@ -386,12 +388,11 @@ public:
 private:
     void work(unsigned number)
     {
-        tpak_frame_info own = _info;
-        own.split_read_bytes[1] = own.contiguous_read_bytes[1] = 0;
+        tpak_frame_info own = _uncounted;
         fast_encoder<kernel> encoder{own, _pixels, _buffer, _reverse};
         int row;
         if (_info.fixed_superblock_positions) {
-            while (_rows.take_first(&row))
+            while (number == 0 ? _rows.take_first(&row) : _rows.take_last(&row))
                 _rows.place(row, 0, encoder.row(row, 0));
         } else if (number == 0) {
             int position = _first;
@@ -428,6 +429,7 @@ private:
     }
 
     tpak_frame_info& _info;
+    tpak_frame_info _uncounted; // for threads that begin when others add to the statistics already
     const uint8_t* const _pixels;
     uint8_t* const _buffer;
     const bool _reverse;

@@ -3,27 +3,30 @@
 namespace tpakutil {
 
 shared_rows::shared_rows(tpak_frame_info& info, int rows)
-    : _info{info}, _last{rows - 1}, _payloads(static_cast<size_t>(rows))
+    : _info{info}, _rows{rows}, _payloads(static_cast<size_t>(rows))
 {
 }
 
 shared_rows::~shared_rows() = default;
 
+bool shared_rows::take()
+{
+    return _taken.fetch_add(1, std::memory_order_relaxed) < _rows;
+}
+
 bool shared_rows::take_first(int* row)
 {
-    const std::lock_guard<std::mutex> guard{_lock};
-    if (_next > _last)
+    if (!take())
         return false;
-    *row = _next++;
+    *row = _from_front.fetch_add(1, std::memory_order_relaxed);
     return true;
 }
 
 bool shared_rows::take_last(int* row)
 {
-    const std::lock_guard<std::mutex> guard{_lock};
-    if (_next > _last)
+    if (!take())
         return false;
-    *row = _last--;
+    *row = _rows - 1 - _from_back.fetch_add(1, std::memory_order_relaxed);
     return true;
 }
 
@@ -44,8 +47,7 @@ int shared_rows::end_of(int row) const
 
 int shared_rows::front_rows() const
 {
-    const std::lock_guard<std::mutex> guard{_lock};
-    return _next;
+    return _from_front.load(std::memory_order_relaxed);
 }
 
 void shared_rows::add_statistics(const tpak_frame_info& of_thread)

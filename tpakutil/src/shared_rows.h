@@ -4,6 +4,7 @@
 
 #include "tpakutil/tpak_common.h"
 
+#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -33,10 +34,14 @@ private:
         int start;
         int end;
     };
-    mutable std::mutex _lock;
+    bool take();
+
+    std::mutex _lock; // of the statistics
     tpak_frame_info& _info;
-    int _next = 0;
-    int _last;
+    const int _rows;
+    std::atomic<int> _taken{0}; // or wished for in vain
+    std::atomic<int> _from_front{0};
+    std::atomic<int> _from_back{0};
     std::vector<payload> _payloads;
 };
 
