@@ -25,9 +25,9 @@ constexpr bool vk_takes_offset(VkDescriptorType type)
 }
 /// The record of a target's object, silently; null when there is none.
 template <class Handle>
-const vk_entry_of<Handle>* vk_known(vk_device_record* data, Handle target)
+vk_entry_of<Handle>* vk_known(vk_device_record* data, Handle target)
 {
-    const auto& all = vk_objects_of<Handle>(*data);
+    auto& all = vk_objects_of<Handle>(*data);
     auto found = all.find(target);
     return found == all.end() ? nullptr : &found->second;
 }
@@ -52,6 +52,19 @@ inline bool vk_has_queries(vk_device_record* data, VkQueryPool target, uint32_t 
     return !pool || pool->count == UINT32_MAX || vk_within(first, count, pool->count);
 }
 
+/// A view of an image, which must still be there; views of which nothing is known pass.
+inline bool vk_shows(vk_device_record* data, VkImageView target)
+{
+    auto* view = vk_known(data, target);
+    if (!view || !view->target_image)
+        return true;
+    auto* image = vk_known(data, view->target_image);
+    constexpr VkImageCreateFlags sparse = VK_IMAGE_CREATE_SPARSE_BINDING_BIT;
+    return image &&
+           (image->create_info.mipLevels == 0 || image->host_backing || (image->create_info.flags & sparse) ||
+            vk_memory_lives(data, image->target_memory, image->memory_serial));
+}
+
 /// Descriptors of a set from one of a binding on; they may run on into the bindings behind it.
 inline bool vk_has_descriptors(vk_device_record* data, VkDescriptorSet target, uint32_t binding,
                                uint32_t first, uint32_t count)
@@ -65,26 +78,12 @@ inline bool vk_has_descriptors(vk_device_record* data, VkDescriptorSet target, u
         held += at->second.count;
     return vk_within(first, count, held);
 }
-inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& write)
+inline bool vk_can_write_images(vk_device_record* data, const VkWriteDescriptorSet& write)
 {
-    if (write.descriptorCount == 0)
-        return true;
-    if (!vk_has_descriptors(data, write.dstSet, write.dstBinding, write.dstArrayElement,
-                            write.descriptorCount))
-        return false;
     const VkDescriptorType type = write.descriptorType;
-    if (vk_wire::writes_buffers(write, {})) {
-        for (uint32_t i = 0; write.pBufferInfo && i < write.descriptorCount; ++i) {
-            const VkDescriptorBufferInfo info = write.pBufferInfo[i];
-            if (!vk_holds(data, info.buffer, info.offset, info.range == VK_WHOLE_SIZE ? 0 : info.range))
-                return false;
-        }
-        return write.pBufferInfo != nullptr;
-    }
-    if (vk_wire::writes_texel_buffers(write, {}))
-        return write.pTexelBufferView != nullptr;
-    if (!vk_wire::writes_images(write, {}) || !write.pImageInfo)
-        return false;
+    for (uint32_t i = 0; type != VK_DESCRIPTOR_TYPE_SAMPLER && i < write.descriptorCount; ++i)
+        if (!vk_shows(data, VkImageView{write.pImageInfo[i].imageView}))
+            return false;
     if (type != VK_DESCRIPTOR_TYPE_SAMPLER && type != VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER)
         return true;
     auto* set = vk_known(data, write.dstSet);
@@ -96,4 +95,30 @@ inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& wri
             return false;
     }
     return true;
+}
+inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& write)
+{
+    if (write.descriptorCount == 0)
+        return true;
+    if (!vk_has_descriptors(data, write.dstSet, write.dstBinding, write.dstArrayElement,
+                            write.descriptorCount))
+        return false;
+    if (vk_wire::writes_buffers(write, {})) {
+        for (uint32_t i = 0; write.pBufferInfo && i < write.descriptorCount; ++i) {
+            const VkDescriptorBufferInfo info = write.pBufferInfo[i];
+            if (!vk_holds(data, info.buffer, info.offset, info.range == VK_WHOLE_SIZE ? 0 : info.range))
+                return false;
+        }
+        return write.pBufferInfo != nullptr;
+    }
+    if (vk_wire::writes_texel_buffers(write, {})) {
+        for (uint32_t i = 0; write.pTexelBufferView && i < write.descriptorCount; ++i) {
+            auto* view = vk_known(data, VkBufferView{write.pTexelBufferView[i]});
+            if (view && view->target_buffer &&
+                (!vk_known(data, view->target_buffer) || !vk_holds(data, view->target_buffer, 0, 0)))
+                return false;
+        }
+        return write.pTexelBufferView != nullptr;
+    }
+    return vk_wire::writes_images(write, {}) && write.pImageInfo && vk_can_write_images(data, write);
 }

@@ -131,9 +131,10 @@ void vk_vkDestroyImage(pid_t pid, tid_t tid, VkDevice device, VkImage image,
     auto* entry = data && image ? call.find(data, image) : nullptr;
     if (!entry)
         return;
-    call.host<&vk::vkDestroyImage>(data->device, entry->host, nullptr);
+    vk_let_finish(call, data, *entry);
+    vk_end<&vk::vkDestroyImage>(call, data, *entry, entry->host);
     if (entry->host_backing)
-        call.host<&vk::vkFreeMemory>(data->device, entry->host_backing, nullptr);
+        vk_end<&vk::vkFreeMemory>(call, data, *entry, entry->host_backing);
     auto memory = data->device_memory.find(entry->target_memory);
     if (memory != data->device_memory.end() && memory->second.target_image == image)
         memory->second.target_image = VK_NULL_HANDLE;

@@ -85,9 +85,10 @@ void vk_vkFreeMemory(pid_t pid, tid_t tid, VkDevice device, VkDeviceMemory memor
     auto* entry = data && memory ? call.find(data, memory) : nullptr;
     if (!entry)
         return;
-    call.host<&vk::vkFreeMemory>(data->device, entry->host, nullptr);
+    vk_let_finish(call, data, *entry);
+    vk_end<&vk::vkFreeMemory>(call, data, *entry, entry->host);
     if (entry->replaced)
-        call.host<&vk::vkFreeMemory>(data->device, entry->replaced, nullptr);
+        vk_end<&vk::vkFreeMemory>(call, data, *entry, entry->replaced);
     unbind(call, data, *entry);
     data->coherent_memory.erase(memory);
     vk_registry::remove(data, memory);
