@@ -60,6 +60,7 @@ struct vk_shader_resource
     uint32_t set = 0;
     uint32_t binding = 0;
     uint32_t types = 0; // of descriptors that will do, bits by VkDescriptorType
+    uint32_t count = 1;
 };
 struct vk_shader_entry_point
 {
@@ -217,7 +218,7 @@ struct vk_descriptor
 };
 struct vk_descriptor_set_data
 {
-    std::vector<vk_descriptor> descriptors; // empty: not known
+    std::vector<vk_descriptor> descriptors; // up to the last that was written
     /// That the buffers take when the set is bound, one binding behind the other; empty: not known.
     std::vector<uint64_t> most_offsets;
     std::vector<bool> written;                     // of all descriptors; empty: not known

@@ -34,7 +34,9 @@ protected:
         const uint32_t opcode = type_opcode_and_operands[0];
         type_opcode_and_operands[0] = 10;
         made.add(opcode, type_opcode_and_operands);
-        made.add(28, {11, 10, 5}).add(32, {12, storage, 11}); // a pointer to an array of it
+        made.add(43, {6, 5, 2})
+            .add(28, {11, 10, 5})
+            .add(32, {12, storage, 11}); // a pointer to an array of it
         made.add(59, {12, 20, storage}).add(59, {12, 21, storage});
         made.add(54, {8, 1, 0, 9}).add(57, {8, 40, 2}).add(56, {});
         made.add(54, {8, 2, 0, 9}).add(65, {13, 41, 20, 7}).add(56, {});
@@ -68,7 +70,7 @@ protected:
         auto& layout = entry<VkPipelineLayout>();
         layout.set_count = 2;
         layout.sets = {nullptr, std::make_shared<std::map<uint32_t, vk_binding>>(
-                                    std::map<uint32_t, vk_binding>{{3, {1, false, type, stages}}})};
+                                    std::map<uint32_t, vk_binding>{{3, {2, false, type, stages}}})};
     }
 };
 
@@ -81,6 +83,9 @@ TEST_F(vk_shaders, UseBindingsThatTheirLayoutHas)
     EXPECT_FALSE(compiles(module_of_buffers()));
     lay_out(VK_DESCRIPTOR_TYPE_STORAGE_BUFFER, VK_SHADER_STAGE_FRAGMENT_BIT);
     EXPECT_FALSE(compiles(module_of_buffers()));
+    entry<VkPipelineLayout>().sets[1] = std::make_shared<std::map<uint32_t, vk_binding>>(
+        std::map<uint32_t, vk_binding>{{3, {1, false, VK_DESCRIPTOR_TYPE_STORAGE_BUFFER}}});
+    EXPECT_FALSE(compiles(module_of_buffers())) << "it uses two of them";
     lay_out(VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER);
     EXPECT_FALSE(compiles(module_of_buffers()));
     lay_out(VK_DESCRIPTOR_TYPE_STORAGE_BUFFER);

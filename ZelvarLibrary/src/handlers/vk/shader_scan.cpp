@@ -10,7 +10,7 @@ using words = std::span<const uint32_t>;
 namespace op {
 constexpr uint32_t entry_point = 15, type_image = 25, type_sampler = 26, type_sampled_image = 27,
                    type_array = 28, type_runtime_array = 29, type_struct = 30, type_pointer = 32,
-                   function = 54, call = 57, variable = 59, decorate = 71;
+                   function = 54, call = 57, variable = 59, decorate = 71, constant = 43;
 }
 constexpr uint32_t magic = 0x07230203;
 constexpr uint32_t buffer_block = 3, binding = 33, descriptor_set = 34;
@@ -86,6 +86,8 @@ private:
             note_entry(operands);
         else if (opcode == op::decorate)
             note_decoration(_decorated[at(0)], at(1), at(2));
+        else if (opcode == op::constant)
+            _constants[at(1)] = at(2);
         else if (opcode == op::variable)
             _variables[at(1)] = at(0);
         else if (opcode >= op::type_image && opcode <= op::type_pointer)
@@ -142,7 +144,7 @@ private:
             if (!named.contains(id) || found == _decorated.end() || found->second.set == UINT32_MAX ||
                 found->second.binding == UINT32_MAX)
                 continue;
-            used.push_back({found->second.set, found->second.binding, types_of(type)});
+            used.push_back(asked_by(found->second, type));
         }
         return used;
     }
@@ -158,19 +160,24 @@ private:
         const auto found = _types.find(id);
         return found == _types.end() ? type{} : found->second;
     }
-    /// Descriptors for a variable with a type of pointers; all when it isn't understood.
-    uint32_t types_of(uint32_t pointer_type) const
+    /// What a variable with a type of pointers asks for; all descriptors will do when that isn't understood.
+    vk_shader_resource asked_by(const decorations& place, uint32_t pointer_type) const
     {
         const type pointer = find(pointer_type);
-        const uint32_t storage = pointer.at(1);
         uint32_t id = pointer.at(2);
         type pointee = find(id);
-        for (int depth = 0;
-             depth < 8 && (pointee.opcode == op::type_array || pointee.opcode == op::type_runtime_array);
-             ++depth) {
+        uint32_t count = 1;
+        if (pointee.opcode == op::type_array || pointee.opcode == op::type_runtime_array) {
+            const auto length = _constants.find(pointee.at(2));
+            if (pointee.opcode == op::type_array && length != _constants.end())
+                count = std::max(length->second, 1u);
             id = pointee.at(1);
             pointee = find(id);
         }
+        return {place.set, place.binding, types_of(id, pointee, pointer.at(1)), count};
+    }
+    uint32_t types_of(uint32_t id, const type& pointee, uint32_t storage) const
+    {
         switch (pointee.opcode) {
         case op::type_sampler:
             return bit(VK_DESCRIPTOR_TYPE_SAMPLER) | combined;
@@ -209,6 +216,7 @@ private:
     std::map<uint32_t, decorations> _decorated;
     std::map<uint32_t, uint32_t> _variables; // their types
     std::map<uint32_t, type> _types;
+    std::map<uint32_t, uint32_t> _constants;
     body* _now = nullptr;
 };
 
@@ -221,7 +229,7 @@ const char* refusal(const vk_shader_resource& used, VkShaderStageFlags stage,
         return nullptr;
     const auto& bindings = *layout.sets[used.set];
     const auto found = bindings.find(used.binding);
-    if (found == bindings.end() || found->second.count == 0 || !(found->second.stages & stage))
+    if (found == bindings.end() || found->second.count < used.count || !(found->second.stages & stage))
         return "a shader uses a binding that the layout lacks";
     const bool known = static_cast<uint32_t>(found->second.type) < 32;
     return !known || (used.types >> found->second.type & 1) ? nullptr
