@@ -321,14 +321,9 @@ void vk_vkUpdateDescriptorSets(pid_t pid, tid_t tid, VkDevice device, uint32_t d
     for (uint32_t i = 0; i < pDescriptorWrites.count; ++i)
         if (!vk_can_write(data, pDescriptorWrites.data[i]))
             call.refuse("a set has no such descriptors, or what is written is missing");
-    for (uint32_t i = 0; i < pDescriptorCopies.count; ++i) {
-        const VkCopyDescriptorSet copy = pDescriptorCopies.data[i];
-        if (!vk_has_descriptors(data, copy.srcSet, copy.srcBinding, copy.srcArrayElement,
-                                copy.descriptorCount) ||
-            !vk_has_descriptors(data, copy.dstSet, copy.dstBinding, copy.dstArrayElement,
-                                copy.descriptorCount))
+    for (uint32_t i = 0; i < pDescriptorCopies.count; ++i)
+        if (!vk_can_copy(data, pDescriptorCopies.data[i]))
             call.refuse("a set has no such descriptors");
-    }
     if (!call.refused())
         for (uint32_t i = 0; i < pDescriptorWrites.count; ++i) {
             if (auto* set = vk_known(data, pDescriptorWrites.data[i].dstSet))

@@ -65,18 +65,37 @@ inline bool vk_shows(vk_device_record* data, VkImageView target)
             vk_memory_lives(data, image->target_memory, image->memory_serial));
 }
 
-/// Descriptors of a set from one of a binding on; they may run on into the bindings behind it.
+/// Descriptors of a set from one of a binding on, all of a type; they may run on into the bindings behind it.
 inline bool vk_has_descriptors(vk_device_record* data, VkDescriptorSet target, uint32_t binding,
-                               uint32_t first, uint32_t count)
+                               uint32_t first, uint32_t count, VkDescriptorType type)
 {
     auto* set = vk_known(data, target);
     if (!set || !set->bindings)
         return true;
+    const uint64_t end = uint64_t{first} + count;
     uint64_t held = 0;
     auto at = set->bindings->find(binding);
-    for (; at != set->bindings->end(); ++at)
-        held += at->second.count;
-    return vk_within(first, count, held);
+    for (; at != set->bindings->end() && held < end; ++at) {
+        const vk_binding& each = at->second;
+        held += each.count;
+        if (held > first && each.type != type && each.type != VK_DESCRIPTOR_TYPE_MAX_ENUM &&
+            type != VK_DESCRIPTOR_TYPE_MAX_ENUM)
+            return false;
+    }
+    return end <= held;
+}
+/// Drivers take the kind of what they copy from either side.
+inline bool vk_can_copy(vk_device_record* data, const VkCopyDescriptorSet& copy)
+{
+    VkDescriptorType type = VK_DESCRIPTOR_TYPE_MAX_ENUM;
+    auto* from = vk_known(data, copy.srcSet);
+    if (from && from->bindings)
+        if (auto found = from->bindings->find(copy.srcBinding); found != from->bindings->end())
+            type = found->second.type;
+    return vk_has_descriptors(data, copy.srcSet, copy.srcBinding, copy.srcArrayElement, copy.descriptorCount,
+                              type) &&
+           vk_has_descriptors(data, copy.dstSet, copy.dstBinding, copy.dstArrayElement, copy.descriptorCount,
+                              type);
 }
 inline bool vk_can_write_images(vk_device_record* data, const VkWriteDescriptorSet& write)
 {
@@ -101,7 +120,7 @@ inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& wri
     if (write.descriptorCount == 0)
         return true;
     if (!vk_has_descriptors(data, write.dstSet, write.dstBinding, write.dstArrayElement,
-                            write.descriptorCount))
+                            write.descriptorCount, write.descriptorType))
         return false;
     if (vk_wire::writes_buffers(write, {})) {
         for (uint32_t i = 0; write.pBufferInfo && i < write.descriptorCount; ++i) {

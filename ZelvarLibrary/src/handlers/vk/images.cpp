@@ -1,6 +1,8 @@
 // Images: ASTC ones are RGBA8 on the host, and those of a swapchain bring no memory of their own.
 #include "handlers/vk/creation_bounds.h"
+#include "handlers/vk/image_bounds.h"
 #include "handlers/vk/memory_handlers.h"
+#include "handlers/vk/plain_objects.h"
 #include "pixels/astc_formats.h"
 #include "wire/vk_description.h"
 
@@ -152,6 +154,9 @@ void vk_vkGetImageSubresourceLayout(pid_t pid, tid_t tid, VkDevice device, VkIma
     auto* entry = data ? call.find(data, image) : nullptr;
     if (!entry || !pSubresource)
         return;
+    const vk_image_shape shape = vk_shape_of(data, image);
+    if (shape.known() && (pSubresource->mipLevel >= shape.levels || pSubresource->arrayLayer >= shape.layers))
+        return call.refuse("the image has no such level or layer");
     VkSubresourceLayout layout{};
     call.host<&vk::vkGetImageSubresourceLayout>(data->device, entry->host, pSubresource.data, &layout);
     call.write(pLayout.address, layout);

@@ -2,6 +2,7 @@
 #include "handlers/vk/counted_answer.h"
 #include "handlers/vk/mapped_memory.h"
 #include "handlers/vk/memory_handlers.h"
+#include "handlers/vk/plain_objects.h"
 #include "pixels/astc_formats.h"
 
 #include <algorithm>

@@ -1,5 +1,9 @@
 #include "handlers/vk/submission.h"
 
+namespace {
+constexpr const char* no_semaphore = "a semaphore is missing";
+}
+
 const char* vk_submission::add(const VkSubmitInfo& info)
 {
     const uint32_t count = info.pCommandBuffers ? info.commandBufferCount : 0;
@@ -13,21 +17,21 @@ const char* vk_submission::add(const VkSubmitInfo& info)
             return "it waits for an event that nothing sets";
         _recordings.push_back(info.pCommandBuffers[i]);
     }
-    signal(info.pSignalSemaphores, info.signalSemaphoreCount);
-    return nullptr;
+    return signal(info.pSignalSemaphores, info.signalSemaphoreCount);
 }
 
 const char* vk_submission::add(const VkBindSparseInfo& info)
 {
     const char* reason = wait(info.pWaitSemaphores, info.waitSemaphoreCount);
-    signal(info.pSignalSemaphores, info.signalSemaphoreCount);
-    return reason;
+    return reason ? reason : signal(info.pSignalSemaphores, info.signalSemaphoreCount);
 }
 
 const char* vk_submission::wait(const VkSemaphore* semaphores, uint32_t count)
 {
     for (uint32_t i = 0; semaphores && i < count; ++i) {
         const VkSemaphore target = semaphores[i];
+        if (!target)
+            return no_semaphore;
         auto* known = vk_known(_data, target);
         if (!known || known->signalled_by_system)
             continue;
@@ -39,10 +43,15 @@ const char* vk_submission::wait(const VkSemaphore* semaphores, uint32_t count)
     return nullptr;
 }
 
-void vk_submission::signal(const VkSemaphore* semaphores, uint32_t count)
+const char* vk_submission::signal(const VkSemaphore* semaphores, uint32_t count)
 {
-    for (uint32_t i = 0; semaphores && i < count; ++i)
-        _pending[VkSemaphore{semaphores[i]}] = true;
+    for (uint32_t i = 0; semaphores && i < count; ++i) {
+        const VkSemaphore target = semaphores[i];
+        if (!target)
+            return no_semaphore;
+        _pending[target] = true;
+    }
+    return nullptr;
 }
 
 /// All that it uses is still there, and so for those that it executes.

@@ -20,7 +20,7 @@ private:
     /// With coherent memory a submission lasts as long as its work, and nobody can set an event in between.
     bool lasts() const { return !_data->coherent_memory.empty(); }
     const char* wait(const VkSemaphore* semaphores, uint32_t count);
-    void signal(const VkSemaphore* semaphores, uint32_t count);
+    const char* signal(const VkSemaphore* semaphores, uint32_t count);
     bool can_run(VkCommandBuffer target) const;
     bool run_events(const vk_command_state& state);
     void note_recording(VkCommandBuffer target, uint64_t number);
