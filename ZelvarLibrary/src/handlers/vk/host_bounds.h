@@ -52,12 +52,12 @@ inline bool vk_has_queries(vk_device_record* data, VkQueryPool target, uint32_t 
     return !pool || pool->count == UINT32_MAX || vk_within(first, count, pool->count);
 }
 
-/// A view of an image, which must still be there; views of which nothing is known pass.
+/// A view, and the image that it shows, must still be there.
 inline bool vk_shows(vk_device_record* data, VkImageView target)
 {
     auto* view = vk_known(data, target);
     if (!view || !view->target_image)
-        return true;
+        return view != nullptr;
     auto* image = vk_known(data, view->target_image);
     constexpr VkImageCreateFlags sparse = VK_IMAGE_CREATE_SPARSE_BINDING_BIT;
     return image &&
@@ -125,7 +125,8 @@ inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& wri
     if (vk_wire::writes_buffers(write, {})) {
         for (uint32_t i = 0; write.pBufferInfo && i < write.descriptorCount; ++i) {
             const VkDescriptorBufferInfo info = write.pBufferInfo[i];
-            if (!vk_holds(data, info.buffer, info.offset, info.range == VK_WHOLE_SIZE ? 0 : info.range))
+            if (!vk_known(data, info.buffer) ||
+                !vk_holds(data, info.buffer, info.offset, info.range == VK_WHOLE_SIZE ? 0 : info.range))
                 return false;
         }
         return write.pBufferInfo != nullptr;
@@ -133,7 +134,9 @@ inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& wri
     if (vk_wire::writes_texel_buffers(write, {})) {
         for (uint32_t i = 0; write.pTexelBufferView && i < write.descriptorCount; ++i) {
             auto* view = vk_known(data, VkBufferView{write.pTexelBufferView[i]});
-            if (view && view->target_buffer &&
+            if (!view)
+                return false;
+            if (view->target_buffer &&
                 (!vk_known(data, view->target_buffer) || !vk_holds(data, view->target_buffer, 0, 0)))
                 return false;
         }
