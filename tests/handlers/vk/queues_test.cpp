@@ -208,13 +208,13 @@ TEST_F(vk_queues, CommandBuffersLiveInTheirPool)
     EXPECT_EQ(host_calls(fill).size(), 1u);
     target.run(target.make(in::vk_reset_command_buffer).u64(0x61).u32(0));
     EXPECT_EQ(host_calls(fill), texts{});
-    EXPECT_EQ(host_calls(target.make(in::vk_free_command_buffers)
-                             .u64(device_handle)
-                             .u64(target_of<VkCommandPool>())
-                             .u32(2)
-                             .u64(memory)
-                             .u64(0)
-                             .u64(0x61)),
+    add<VkCommandPool>("VkCommandPool", 2);
+    auto free = [&](uint64_t pool) {
+        message call = target.make(in::vk_free_command_buffers).u64(device_handle).u64(pool);
+        return host_calls(call.u32(3).u64(memory).u64(0).u64(0x61).u64(0x61));
+    };
+    EXPECT_EQ(free(target_of<VkCommandPool>(2)), texts{}) << "they are of another pool";
+    EXPECT_EQ(free(target_of<VkCommandPool>()),
               texts{"vkFreeCommandBuffers(VkDevice#1, VkCommandPool#2, 1, pointer)"});
     EXPECT_EQ(end(0x61), texts{});
     EXPECT_EQ(end(0x62), texts{"vkEndCommandBuffer(VkCommandBuffer#3)"});

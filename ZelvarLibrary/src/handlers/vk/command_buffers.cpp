@@ -133,13 +133,16 @@ void vk_vkFreeCommandBuffers(pid_t pid, tid_t tid, VkDevice device, VkCommandPoo
     call.trace("target_device", device, "target_commandPool", commandPool, "commandBufferCount",
                commandBufferCount, "pCommandBuffers_ptr", pCommandBuffers.address);
     auto* data = call.lock(device);
+    const VkCommandPool target_pool = commandPool;
     if (!data || !vk_to_host(call, data, &commandPool))
         return;
-    std::vector<VkCommandBuffer> targets;
-    for (uint32_t i = 0; i < pCommandBuffers.count; ++i) {
-        if (pCommandBuffers.data[i]) // null entries are allowed
-            targets.push_back(pCommandBuffers.data[i]);
-    }
+    std::set<VkCommandBuffer> each{pCommandBuffers.data, pCommandBuffers.data + pCommandBuffers.count};
+    each.erase(VK_NULL_HANDLE); // is allowed
+    for (VkCommandBuffer target : each)
+        if (auto state = data->commands.find(target);
+            state != data->commands.end() && state->second.target_pool != target_pool)
+            return call.refuse("a command buffer is of another pool");
+    const std::vector<VkCommandBuffer> targets{each.begin(), each.end()};
     const auto count = static_cast<uint32_t>(targets.size());
     std::vector<VkCommandBuffer> hosts = targets;
     if (count == 0 || !vk_command_buffers_to_host(call, hosts.data(), count))

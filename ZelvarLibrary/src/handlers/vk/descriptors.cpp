@@ -268,8 +268,11 @@ void vk_vkFreeDescriptorSets(pid_t pid, tid_t tid, VkDevice device, VkDescriptor
     if (!data || !vk_to_host(call, data, &descriptorPool))
         return;
     std::vector<VkDescriptorSet> hosts(pDescriptorSets.count, VK_NULL_HANDLE);
+    std::set<VkDescriptorSet> freed;
     for (uint32_t i = 0; i < pDescriptorSets.count; ++i) {
         hosts[i] = pDescriptorSets.data[i];
+        if (!freed.insert(hosts[i]).second)
+            hosts[i] = VK_NULL_HANDLE; // named twice
         if (!vk_to_host(call, data, &hosts[i], vk_null::allowed))
             return;
         if (auto* set = vk_known(data, pDescriptorSets.data[i]))
