@@ -290,4 +290,26 @@ TEST_P(endtoend_vk_kills, leave_no_object_behind)
 INSTANTIATE_TEST_SUITE_P(, endtoend_vk_kills, testing::Values("vk_draws", "vk_memory", "vk_sync"),
                          [](const auto& each) { return each.param; });
 
+/// A queue that waits for an event that nothing sets.
+class endtoend_vk_stuck : public endtoend_vk_examples
+{
+};
+
+TEST_P(endtoend_vk_stuck, ends_and_leaves_nothing_behind)
+{
+    for (const std::string batch : {"0", "1"}) {
+        const outcome ended =
+            run_command({ZELVAR_SIM, "--libzelvar", LIBRARY, "--stats", "--set", "unbufferStdout 1", "--set",
+                         "batchCommands " + batch, "--", VK_STUCK, GetParam()},
+                        on_driver);
+        EXPECT_EQ(ended.status, GetParam() == "kill" ? 128 + SIGKILL : 0) << ended.output;
+        EXPECT_NE(lines_with(ended.output, "a queue waits for an event that nothing sets, it is set"), "")
+            << ended.output;
+        EXPECT_EQ(lines_with(ended.output, "parked|left in the library.* [1-9][0-9]* Vulkan objects"), "")
+            << ended.output;
+    }
+}
+INSTANTIATE_TEST_SUITE_P(, endtoend_vk_stuck, testing::Values("idle", "destroy", "kill"),
+                         [](const auto& each) { return each.param; });
+
 } // namespace

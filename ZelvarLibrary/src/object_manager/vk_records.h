@@ -8,16 +8,38 @@
 #include "zelvar_types.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
+#include <string>
 #include <tuple>
 #include <vector>
 
 struct vk_nothing
 {
 };
-struct vk_buffer_data
+/// Of an object that descriptors show. Hosts keep no more than pointers in descriptors, so what they show
+/// ends on the host once no descriptor shows it any more.
+struct vk_lifetime
+{
+    std::function<void()> end; // set when the target has ended the object
+
+    vk_lifetime() = default;
+    vk_lifetime(const vk_lifetime&) = delete;
+    vk_lifetime& operator=(const vk_lifetime&) = delete;
+    ~vk_lifetime()
+    {
+        if (end)
+            end();
+    }
+};
+using vk_hold = std::shared_ptr<vk_lifetime>;
+struct vk_shown_data
+{
+    vk_hold lifetime; // null: no descriptor has shown it yet
+};
+struct vk_buffer_data : vk_shown_data
 {
     VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
     uint64_t memory_serial = 0;                    // of that memory, and no later one of its handle
@@ -32,14 +54,28 @@ struct vk_query_pool_data
     uint32_t values = 1; // of each
     bool counts_compute = false;
 };
+/// What of descriptors an entry point of a shader uses.
+struct vk_shader_resource
+{
+    uint32_t set = 0;
+    uint32_t binding = 0;
+    uint32_t types = 0; // of descriptors that will do, bits by VkDescriptorType
+    uint32_t count = 1;
+};
+struct vk_shader_entry_point
+{
+    VkShaderStageFlags stage = 0;
+    std::string name;
+    std::vector<vk_shader_resource> resources;
+};
+struct vk_shader_module_data
+{
+    /// Null: nothing is known.
+    std::shared_ptr<const std::vector<vk_shader_entry_point>> entry_points;
+};
 struct vk_event_data
 {
     bool set = false; // as far as calls and submissions go
-};
-struct vk_pipeline_layout_data
-{
-    uint32_t set_count = UINT32_MAX;
-    uint32_t push_bytes = UINT32_MAX;
 };
 /// What is drawn to, as the host knows it. No format: not known.
 struct vk_attachment
@@ -56,7 +92,11 @@ struct vk_pass_attachment : vk_attachment
 {
     bool used = false; // by a subpass
 };
-struct vk_image_view_data
+struct vk_buffer_view_data : vk_shown_data
+{
+    VkBuffer target_buffer = VK_NULL_HANDLE;
+};
+struct vk_image_view_data : vk_shown_data
 {
     VkImage target_image = VK_NULL_HANDLE;
     vk_attachment shown; // no format: nothing is known
@@ -106,8 +146,16 @@ struct vk_binding
     uint32_t count;
     bool own_samplers;
     VkDescriptorType type = VK_DESCRIPTOR_TYPE_MAX_ENUM; // not known
+    VkShaderStageFlags stages = VK_SHADER_STAGE_ALL;
+    std::vector<vk_hold> samplers = {}; // its own ones
 };
 using vk_bindings = std::shared_ptr<const std::map<uint32_t, vk_binding>>; // null: not known
+struct vk_pipeline_layout_data
+{
+    uint32_t set_count = UINT32_MAX;
+    uint32_t push_bytes = UINT32_MAX;
+    std::vector<vk_bindings> sets; // of each
+};
 struct vk_set_layout_data
 {
     vk_bindings bindings;
@@ -156,14 +204,21 @@ struct vk_command_state
     std::set<std::pair<VkQueryPool, uint32_t>> queries; // begun, by target's pool
 
     // A host keeps pointers to all that a recording uses, up to its end.
-    vk_number_set used;  // serials of objects
-    uint64_t serial = 0; // of this recording
-    bool stale = false;  // something of it has ended: not to be submitted
+    vk_number_set used;      // serials of objects
+    uint64_t serial = 0;     // of this recording
+    uint64_t submission = 0; // the last that it is part of
+    bool stale = false;      // something of it has ended: not to be submitted
     std::vector<vk_event_step> event_steps;
     std::vector<std::pair<VkCommandBuffer, uint64_t>> executed; // targets, and serials of their recordings
 };
+/// What a descriptor shows, and what that lies in.
+struct vk_descriptor
+{
+    vk_hold object, of, memory, sampler;
+};
 struct vk_descriptor_set_data
 {
+    std::vector<vk_descriptor> descriptors; // up to the last that was written
     /// That the buffers take when the set is bound, one binding behind the other; empty: not known.
     std::vector<uint64_t> most_offsets;
     std::vector<bool> written;                     // of all descriptors; empty: not known
@@ -180,7 +235,7 @@ enum class vk_contents
     decoded,           // a command reads the texels
     decoded_and_drawn, // and has been submitted since, or could have been
 };
-struct vk_memory_data
+struct vk_memory_data : vk_shown_data
 {
     VkDeviceSize size = 0;
     VkImage target_image = VK_NULL_HANDLE; // the last that was bound, likewise the buffer
@@ -195,8 +250,19 @@ struct vk_memory_data
 };
 struct vk_signal_data
 {
-    bool signalled_by_system = false; // the host knows nothing of that signal
-    bool pending = false;             // a signal of the host's is there or will be: only of semaphores
+    bool signalled_by_system = false;    // the host knows nothing of that signal
+    bool pending = false;                // a signal of the host's is there or will be: only of semaphores
+    uint64_t submission = 0;             // the last that it is part of
+    VkQueue host_queue = VK_NULL_HANDLE; // which got that
+};
+/// What a queue of the host has been given. Submissions are numbered through all queues of a device.
+struct vk_queue_progress
+{
+    uint64_t submitted = 0;                            // the last
+    uint64_t done = 0;                                 // it and those before are known to have ended
+    std::vector<std::pair<uint64_t, VkEvent>> awaited; // target's events that nothing had set, by submission
+
+    bool busy() const { return done < submitted; }
 };
 /// A window system's buffer of the target, as the image was made for it.
 struct vk_native_buffer
@@ -206,7 +272,7 @@ struct vk_native_buffer
     int32_t format = 0;
     int32_t usage = 0;
 };
-struct vk_image_data
+struct vk_image_data : vk_shown_data
 {
     VkDeviceMemory target_memory = VK_NULL_HANDLE; // bound to
     uint64_t memory_serial = 0;
@@ -282,6 +348,8 @@ struct _zelvar_object_manager_data_vk_device
     VkPhysicalDeviceLimits limits{}; // host's, all 0 when not known
     bool looks_at_all = false;       // the host follows what no shader uses, and before any does
     uint64_t last_serial = 0;
+    std::map<VkQueue, vk_queue_progress> queues; // by host's handle
+    uint64_t last_submission = 0;
     std::map<vk_subpass_shape, uint32_t> shapes; // and their numbers
 
     bool removed = false; // no longer registered: whoever waited for the lock finds out here

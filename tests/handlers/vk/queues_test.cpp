@@ -41,6 +41,8 @@ protected:
 TEST_F(vk_queues, SubmissionNamesTheHostsObjects)
 {
     add<VkSemaphore>("VkSemaphore", 2);
+    for (uint64_t number : {1, 2})
+        entry<VkSemaphore>(number).pending = true;
     std::vector<std::string> names;
     fake_vulkan::hook<&vk::vkQueueSubmit>([&](VkQueue, uint32_t n, const VkSubmitInfo* info, VkFence) {
         auto note = [&](auto handle) {
@@ -66,6 +68,7 @@ TEST_F(vk_queues, SubmissionNamesTheHostsObjects)
     // What the system has signalled is left out, with its stage.
     names.clear();
     entry<VkSemaphore>().signalled_by_system = true;
+    entry<VkSemaphore>(2).pending = true;
     entry<VkFence>().signalled_by_system = true;
     EXPECT_EQ(host_calls(call), texts{"vkQueueSubmit(VkQueue#1, 1, pointer, null)"});
     EXPECT_EQ(names, (texts{"VkSemaphore#2", "32", "VkCommandBuffer#1"}));
@@ -197,13 +200,21 @@ TEST_F(vk_queues, CommandBuffersLiveInTheirPool)
         return host_calls(target.make(in::vk_end_command_buffer).u64(commands));
     };
     EXPECT_EQ(end(0x61), texts{"vkEndCommandBuffer(VkCommandBuffer#2)"});
-    EXPECT_EQ(host_calls(target.make(in::vk_free_command_buffers)
-                             .u64(device_handle)
-                             .u64(target_of<VkCommandPool>())
-                             .u32(2)
-                             .u64(memory)
-                             .u64(0)
-                             .u64(0x61)),
+    const message fill =
+        target.make(in::vk_cmd_fill_buffer).u64(0x61).u64(target_of<VkBuffer>()).u64(0).u64(16).u32(0);
+    EXPECT_EQ(host_calls(fill), texts{}) << "it hasn't begun";
+    message begin = target.make(in::vk_begin_command_buffer).u64(0x61).u64(memory);
+    target.run(put(begin, VkCommandBufferBeginInfo{}));
+    EXPECT_EQ(host_calls(fill).size(), 1u);
+    target.run(target.make(in::vk_reset_command_buffer).u64(0x61).u32(0));
+    EXPECT_EQ(host_calls(fill), texts{});
+    add<VkCommandPool>("VkCommandPool", 2);
+    auto free = [&](uint64_t pool) {
+        message call = target.make(in::vk_free_command_buffers).u64(device_handle).u64(pool);
+        return host_calls(call.u32(3).u64(memory).u64(0).u64(0x61).u64(0x61));
+    };
+    EXPECT_EQ(free(target_of<VkCommandPool>(2)), texts{}) << "they are of another pool";
+    EXPECT_EQ(free(target_of<VkCommandPool>()),
               texts{"vkFreeCommandBuffers(VkDevice#1, VkCommandPool#2, 1, pointer)"});
     EXPECT_EQ(end(0x61), texts{});
     EXPECT_EQ(end(0x62), texts{"vkEndCommandBuffer(VkCommandBuffer#3)"});

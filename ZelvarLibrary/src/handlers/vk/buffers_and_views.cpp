@@ -30,8 +30,9 @@ void vk_vkDestroyBuffer(pid_t pid, tid_t tid, VkDevice device, VkBuffer buffer,
         auto memory = data->device_memory.find(known->second.target_memory);
         if (memory != data->device_memory.end() && memory->second.target_buffer == buffer)
             memory->second.target_buffer = VK_NULL_HANDLE;
+        vk_let_finish(call, data, known->second);
         if (known->second.replaced)
-            call.host<&vk::vkDestroyBuffer>(data->device, known->second.replaced, nullptr);
+            vk_end<&vk::vkDestroyBuffer>(call, data, known->second, known->second.replaced);
     }
     vk_destroy<&vk::vkDestroyBuffer>(call, data, buffer);
 }

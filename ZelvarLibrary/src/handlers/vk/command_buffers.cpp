@@ -8,7 +8,7 @@
 using vk = sidechannel_vk_imports;
 
 namespace {
-/// Nothing is recorded any more.
+/// Nothing is recorded any more, nor may be.
 void start_afresh(vk_device_record* data, vk_command_state& state)
 {
     vk_command_state fresh;
@@ -17,7 +17,21 @@ void start_afresh(vk_device_record* data, vk_command_state& state)
     fresh.used = std::move(state.used);
     fresh.used.clear();
     fresh.serial = ++data->last_serial;
+    fresh.stale = true; // until it begins
     state = std::move(fresh);
+}
+
+void let_finish(const vk_frame& call, vk_device_record* data, VkCommandBuffer target)
+{
+    auto state = data->commands.find(target);
+    if (state != data->commands.end() && vk_may_run(data, state->second.submission))
+        vk_wait_for_device(call, data);
+}
+void let_pool_finish(const vk_frame& call, vk_device_record* data, VkCommandPool pool)
+{
+    for (const auto& [target, state] : data->commands)
+        if (state.target_pool == pool)
+            let_finish(call, data, target);
 }
 
 /// The subpass that a secondary command buffer goes on with. Sees the target's handles.
@@ -54,6 +68,7 @@ void vk_vkDestroyCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPoo
     auto* data = call.lock(device);
     if (!data)
         return;
+    let_pool_finish(call, data, commandPool);
     if (commandPool)
         zelvar_object_manager_vk_delete_command_buffers_of_pool(pid, device, commandPool);
     std::erase_if(data->commands,
@@ -70,6 +85,7 @@ void vk_vkResetCommandPool(pid_t pid, tid_t tid, VkDevice device, VkCommandPool 
     VkCommandPool host = commandPool;
     if (!data || !vk_to_host(call, data, &host))
         return;
+    let_pool_finish(call, data, commandPool);
     call.result = call.host<&vk::vkResetCommandPool>(data->device, host, flags);
     for (auto& [target, state] : data->commands)
         if (state.target_pool == commandPool)
@@ -105,6 +121,8 @@ void vk_vkAllocateCommandBuffers(
         state.target_pool = target_pool;
         state.secondary = secondary;
         state.serial = ++data->last_serial;
+        // Some hosts keep what they are told before it begins, as a part of the recording.
+        state.stale = true;
     }
 }
 
@@ -115,17 +133,22 @@ void vk_vkFreeCommandBuffers(pid_t pid, tid_t tid, VkDevice device, VkCommandPoo
     call.trace("target_device", device, "target_commandPool", commandPool, "commandBufferCount",
                commandBufferCount, "pCommandBuffers_ptr", pCommandBuffers.address);
     auto* data = call.lock(device);
+    const VkCommandPool target_pool = commandPool;
     if (!data || !vk_to_host(call, data, &commandPool))
         return;
-    std::vector<VkCommandBuffer> targets;
-    for (uint32_t i = 0; i < pCommandBuffers.count; ++i) {
-        if (pCommandBuffers.data[i]) // null entries are allowed
-            targets.push_back(pCommandBuffers.data[i]);
-    }
+    std::set<VkCommandBuffer> each{pCommandBuffers.data, pCommandBuffers.data + pCommandBuffers.count};
+    each.erase(VK_NULL_HANDLE); // is allowed
+    for (VkCommandBuffer target : each)
+        if (auto state = data->commands.find(target);
+            state != data->commands.end() && state->second.target_pool != target_pool)
+            return call.refuse("a command buffer is of another pool");
+    const std::vector<VkCommandBuffer> targets{each.begin(), each.end()};
     const auto count = static_cast<uint32_t>(targets.size());
     std::vector<VkCommandBuffer> hosts = targets;
     if (count == 0 || !vk_command_buffers_to_host(call, hosts.data(), count))
         return;
+    for (VkCommandBuffer target : targets)
+        let_finish(call, data, target);
     call.host<&vk::vkFreeCommandBuffers>(data->device, commandPool, count, hosts.data());
     zelvar_object_manager_vk_delete_command_buffers(pid, targets.data(), count);
     for (VkCommandBuffer target : targets)
@@ -142,6 +165,7 @@ void vk_vkBeginCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     auto* data = call.lock_command_buffer(commandBuffer, &host);
     if (!data || !pBeginInfo)
         return;
+    let_finish(call, data, commandBuffer);
     auto state = data->commands.find(commandBuffer);
     if (state != data->commands.end()) {
         start_afresh(data, state->second);
@@ -180,6 +204,7 @@ void vk_vkResetCommandBuffer(pid_t pid, tid_t tid, VkCommandBuffer commandBuffer
     auto* data = call.lock_command_buffer(commandBuffer, &host);
     if (!data)
         return;
+    let_finish(call, data, commandBuffer);
     call.result = call.host<&vk::vkResetCommandBuffer>(host, flags);
     if (auto state = data->commands.find(commandBuffer); state != data->commands.end())
         start_afresh(data, state->second);

@@ -1,9 +1,11 @@
 #include "handlers/vk/creation_bounds.h"
 
 #include "handlers/vk/image_bounds.h"
+#include "handlers/vk/shader_scan.h"
 #include "handlers/vk/texel_sizes.h"
 
 #include <bit>
+#include <cstring>
 
 void vk_remember(vk_device_record*, vk_entry_of<VkBuffer>& entry, const VkBufferCreateInfo& info)
 {
@@ -21,10 +23,14 @@ void vk_remember(vk_device_record*, vk_entry_of<VkQueryPool>& entry, const VkQue
     }
 }
 
-void vk_remember(vk_device_record*, vk_entry_of<VkPipelineLayout>& entry,
+void vk_remember(vk_device_record* data, vk_entry_of<VkPipelineLayout>& entry,
                  const VkPipelineLayoutCreateInfo& info)
 {
     entry.set_count = info.setLayoutCount;
+    for (uint32_t i = 0; info.pSetLayouts && i < info.setLayoutCount; ++i) {
+        auto* set = vk_known(data, VkDescriptorSetLayout{info.pSetLayouts[i]});
+        entry.sets.push_back(set ? set->bindings : nullptr);
+    }
     entry.push_bytes = 0;
     for (uint32_t i = 0; info.pPushConstantRanges && i < info.pushConstantRangeCount; ++i) {
         const VkPushConstantRange range = info.pPushConstantRanges[i];
@@ -33,16 +39,33 @@ void vk_remember(vk_device_record*, vk_entry_of<VkPipelineLayout>& entry,
     }
 }
 
-void vk_remember(vk_device_record*, vk_entry_of<VkDescriptorSetLayout>& entry,
+void vk_remember(vk_device_record* data, vk_entry_of<VkDescriptorSetLayout>& entry,
                  const VkDescriptorSetLayoutCreateInfo& info)
 {
     auto bindings = std::make_shared<std::map<uint32_t, vk_binding>>();
     for (uint32_t i = 0; info.pBindings && i < info.bindingCount; ++i) {
         const VkDescriptorSetLayoutBinding given = info.pBindings[i];
-        (*bindings)[given.binding] = {given.descriptorCount, given.pImmutableSamplers != nullptr,
-                                      given.descriptorType};
+        vk_binding& binding = (*bindings)[given.binding];
+        binding = {given.descriptorCount, given.pImmutableSamplers != nullptr, given.descriptorType,
+                   given.stageFlags};
+        for (uint32_t k = 0; given.pImmutableSamplers && k < given.descriptorCount; ++k)
+            binding.samplers.push_back(vk_hold_on(vk_known(data, VkSampler{given.pImmutableSamplers[k]})));
     }
     entry.bindings = bindings;
+}
+
+void vk_remember(vk_device_record*, vk_entry_of<VkBufferView>& entry, const VkBufferViewCreateInfo& info)
+{
+    entry.target_buffer = info.buffer;
+}
+
+void vk_remember(vk_device_record*, vk_entry_of<VkShaderModule>& entry, const VkShaderModuleCreateInfo& info)
+{
+    // Wherever it lies in the message.
+    std::vector<uint32_t> words(info.pCode ? info.codeSize / sizeof(uint32_t) : 0);
+    if (!words.empty())
+        std::memcpy(words.data(), info.pCode, words.size() * sizeof(uint32_t));
+    entry.entry_points = std::make_shared<const std::vector<vk_shader_entry_point>>(vk_scan_shader(words));
 }
 
 void vk_remember(vk_device_record* data, vk_entry_of<VkImageView>& entry, const VkImageViewCreateInfo& info)

@@ -15,6 +15,10 @@ void vk_remember(vk_device_record* data, vk_entry_of<VkPipelineLayout>& entry,
                  const VkPipelineLayoutCreateInfo& info);
 void vk_remember(vk_device_record* data, vk_entry_of<VkDescriptorSetLayout>& entry,
                  const VkDescriptorSetLayoutCreateInfo& info);
+void vk_remember(vk_device_record* data, vk_entry_of<VkBufferView>& entry,
+                 const VkBufferViewCreateInfo& info);
+void vk_remember(vk_device_record* data, vk_entry_of<VkShaderModule>& entry,
+                 const VkShaderModuleCreateInfo& info);
 void vk_remember(vk_device_record* data, vk_entry_of<VkImageView>& entry, const VkImageViewCreateInfo& info);
 void vk_remember(vk_device_record* data, vk_entry_of<VkRenderPass>& entry,
                  const VkRenderPassCreateInfo& info);
@@ -40,6 +44,16 @@ const char* vk_refusal(vk_device_record* data, const VkQueryPoolCreateInfo& info
 const char* vk_refusal(vk_device_record* data, const VkRenderPassCreateInfo& info);
 const char* vk_refusal(vk_device_record* data, const VkFramebufferCreateInfo& info);
 const char* vk_refusal(vk_device_record* data, const VkGraphicsPipelineCreateInfo& info);
+const char* vk_refusal(vk_device_record* data, const VkComputePipelineCreateInfo& info);
+
+/// Makes sure that the object outlives the target's wish while a descriptor shows it.
+template <class Entry>
+vk_hold vk_hold_on(Entry* entry)
+{
+    if (entry && !entry->lifetime)
+        entry->lifetime = std::make_shared<vk_lifetime>();
+    return entry ? entry->lifetime : nullptr;
+}
 
 /// Whether anything of the sampler takes its border's colour.
 bool vk_clamps_to_border(const VkSamplerCreateInfo& info);

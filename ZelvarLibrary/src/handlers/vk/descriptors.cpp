@@ -8,6 +8,13 @@
 using vk = sidechannel_vk_imports;
 
 namespace {
+void let_sets_finish(const vk_frame& call, vk_device_record* data, VkDescriptorPool target_pool)
+{
+    for (const auto& [target, set] : data->descriptor_set)
+        if (set.target_pool == target_pool)
+            vk_let_finish(call, data, set);
+}
+
 /// The sets of a pool end with the pool's contents.
 void forget_sets_of_pool(vk_device_record* data, VkDescriptorPool target_pool)
 {
@@ -87,6 +94,7 @@ void vk_vkDestroyDescriptorPool(pid_t pid, tid_t tid, VkDevice device, VkDescrip
     auto* data = call.lock(device);
     if (!data)
         return;
+    let_sets_finish(call, data, descriptorPool);
     if (descriptorPool)
         forget_sets_of_pool(data, descriptorPool);
     vk_destroy<&vk::vkDestroyDescriptorPool>(call, data, descriptorPool);
@@ -101,6 +109,7 @@ void vk_vkResetDescriptorPool(pid_t pid, tid_t tid, VkDevice device, VkDescripto
     VkDescriptorPool host = descriptorPool;
     if (!data || !vk_to_host(call, data, &host))
         return;
+    let_sets_finish(call, data, descriptorPool);
     call.result = call.host<&vk::vkResetDescriptorPool>(data->device, host, flags);
     if (call.result == VK_SUCCESS)
         forget_sets_of_pool(data, descriptorPool);
@@ -150,14 +159,50 @@ void note_written(vk_descriptor_set_data& set, size_t number)
         }
     }
 }
+/// What the descriptor will show, with the target's handles.
+vk_descriptor shown_by(vk_device_record* data, const VkWriteDescriptorSet& write, uint32_t i)
+{
+    vk_descriptor all;
+    auto hold_buffer = [&](VkBuffer target) {
+        auto* buffer = vk_known(data, target);
+        all.of = vk_hold_on(buffer);
+        all.memory = vk_hold_on(buffer ? vk_known(data, buffer->target_memory) : nullptr);
+    };
+    if (vk_wire::writes_buffers(write, {})) {
+        hold_buffer(write.pBufferInfo[i].buffer);
+    } else if (vk_wire::writes_texel_buffers(write, {})) {
+        auto* view = vk_known(data, VkBufferView{write.pTexelBufferView[i]});
+        all.object = vk_hold_on(view);
+        hold_buffer(view ? view->target_buffer : VK_NULL_HANDLE);
+    } else {
+        const VkDescriptorImageInfo info = write.pImageInfo[i];
+        auto* view = vk_known(data, info.imageView);
+        auto* image = view ? vk_known(data, view->target_image) : nullptr;
+        all.object = vk_hold_on(view);
+        all.of = vk_hold_on(image);
+        all.memory = vk_hold_on(image ? vk_known(data, image->target_memory) : nullptr);
+        all.sampler = vk_hold_on(vk_known(data, info.sampler));
+    }
+    return all;
+}
+void show(vk_descriptor_set_data& set, size_t number, vk_descriptor shown)
+{
+    if (number >= set.written.size())
+        return;
+    if (number >= set.descriptors.size())
+        set.descriptors.resize(number + 1);
+    set.descriptors[number] = std::move(shown);
+}
 void note_writes(vk_device_record* data, const VkWriteDescriptorSet& write)
 {
     auto found = data->descriptor_set.find(write.dstSet);
     if (found == data->descriptor_set.end() || !found->second.bindings)
         return;
     const size_t first = number_of(found->second, write.dstBinding, write.dstArrayElement);
-    for (uint32_t i = 0; i < write.descriptorCount; ++i)
+    for (uint32_t i = 0; i < write.descriptorCount; ++i) {
         note_written(found->second, first + i);
+        show(found->second, first + i, shown_by(data, write, i));
+    }
 }
 void note_copies(vk_device_record* data, const VkCopyDescriptorSet& copy)
 {
@@ -172,6 +217,8 @@ void note_copies(vk_device_record* data, const VkCopyDescriptorSet& copy)
         const size_t at = source + i;
         if (from->second.written.empty() || (at < from->second.written.size() && from->second.written[at]))
             note_written(to->second, destination + i);
+        const auto& shown = from->second.descriptors;
+        show(to->second, destination + i, at < shown.size() ? shown[at] : vk_descriptor{});
         if (destination + i < to->second.most_offsets.size())
             to->second.most_offsets[destination + i] =
                 at < from->second.most_offsets.size() ? from->second.most_offsets[at] : UINT64_MAX;
@@ -221,10 +268,15 @@ void vk_vkFreeDescriptorSets(pid_t pid, tid_t tid, VkDevice device, VkDescriptor
     if (!data || !vk_to_host(call, data, &descriptorPool))
         return;
     std::vector<VkDescriptorSet> hosts(pDescriptorSets.count, VK_NULL_HANDLE);
+    std::set<VkDescriptorSet> freed;
     for (uint32_t i = 0; i < pDescriptorSets.count; ++i) {
         hosts[i] = pDescriptorSets.data[i];
+        if (!freed.insert(hosts[i]).second)
+            hosts[i] = VK_NULL_HANDLE; // named twice
         if (!vk_to_host(call, data, &hosts[i], vk_null::allowed))
             return;
+        if (auto* set = vk_known(data, pDescriptorSets.data[i]))
+            vk_let_finish(call, data, *set);
     }
     call.result = call.host<&vk::vkFreeDescriptorSets>(data->device, descriptorPool, pDescriptorSets.count,
                                                        hosts.data());
@@ -272,22 +324,22 @@ void vk_vkUpdateDescriptorSets(pid_t pid, tid_t tid, VkDevice device, uint32_t d
     for (uint32_t i = 0; i < pDescriptorWrites.count; ++i)
         if (!vk_can_write(data, pDescriptorWrites.data[i]))
             call.refuse("a set has no such descriptors, or what is written is missing");
-    for (uint32_t i = 0; i < pDescriptorCopies.count; ++i) {
-        const VkCopyDescriptorSet copy = pDescriptorCopies.data[i];
-        if (!vk_has_descriptors(data, copy.srcSet, copy.srcBinding, copy.srcArrayElement,
-                                copy.descriptorCount) ||
-            !vk_has_descriptors(data, copy.dstSet, copy.dstBinding, copy.dstArrayElement,
-                                copy.descriptorCount))
+    for (uint32_t i = 0; i < pDescriptorCopies.count; ++i)
+        if (!vk_can_copy(data, pDescriptorCopies.data[i]))
             call.refuse("a set has no such descriptors");
-    }
     if (!call.refused())
         for (uint32_t i = 0; i < pDescriptorWrites.count; ++i) {
+            if (auto* set = vk_known(data, pDescriptorWrites.data[i].dstSet))
+                vk_let_finish(call, data, *set);
             note_offsets(data, pDescriptorWrites.data[i]);
             note_writes(data, pDescriptorWrites.data[i]);
         }
     if (!call.refused())
-        for (uint32_t i = 0; i < pDescriptorCopies.count; ++i)
+        for (uint32_t i = 0; i < pDescriptorCopies.count; ++i) {
+            if (auto* set = vk_known(data, pDescriptorCopies.data[i].dstSet))
+                vk_let_finish(call, data, *set);
             note_copies(data, pDescriptorCopies.data[i]);
+        }
     call.prepare(data, pDescriptorWrites.data, pDescriptorWrites.count, "pDescriptorWrites[%u]");
     call.prepare(data, pDescriptorCopies.data, pDescriptorCopies.count, "pDescriptorCopies[%u]");
     call.host<&vk::vkUpdateDescriptorSets>(data->device, pDescriptorWrites.count, pDescriptorWrites.data,

@@ -1,5 +1,6 @@
 // Making and ending devices, and their queues.
 #include "handlers/vk/device_handlers.h"
+#include "handlers/vk/queue_progress.h"
 #include "handlers/vk/vk_handler.h"
 
 #include <cstring>
@@ -86,6 +87,7 @@ void destroy_all_left(const vk_frame& call, vk_device_record& device)
     destroy_left<&vk::vkDestroyFramebuffer, VkFramebuffer>(call, device);
     destroy_left<&vk::vkDestroyRenderPass, VkRenderPass>(call, device);
     destroy_left<&vk::vkDestroyDescriptorPool, VkDescriptorPool>(call, device);
+    device.descriptor_set.clear(); // and what nothing but them kept
     destroy_left<&vk::vkDestroyPipelineLayout, VkPipelineLayout>(call, device);
     destroy_left<&vk::vkDestroyDescriptorSetLayout, VkDescriptorSetLayout>(call, device);
     destroy_left<&vk::vkDestroyShaderModule, VkShaderModule>(call, device);
@@ -166,8 +168,7 @@ void vk_destroy_device(vk_frame& call, VkDevice target)
     auto* device = call.lock(target);
     if (!device)
         return;
-    if (auto wait = call.function<&vk::vkDeviceWaitIdle>())
-        wait(device->device);
+    vk_wait_for_device(call, device);
     destroy_swapchain_copies(call, *device);
     destroy_all_left(call, *device);
     if (auto destroy = call.function<&vk::vkDestroyDevice>())

@@ -3,8 +3,10 @@
 
 #include "handlers/vk/plain_objects.h"
 #include "handlers/vk/queue_handlers.h"
+#include "handlers/vk/queue_progress.h"
 
 #include <algorithm>
+#include <vector>
 
 using vk = sidechannel_vk_imports;
 
@@ -32,8 +34,16 @@ void vk_vkResetFences(pid_t pid, tid_t tid, VkDevice device, uint32_t fenceCount
     vk_handler call{"vk_vkResetFences", pid, tid, target_result};
     call.trace("target_device", device, "fenceCount", fenceCount, "pFences_ptr", pFences.address);
     auto* data = call.lock(device);
-    if (data && vk_all_to_host(call, data, pFences))
-        call.result = call.host<&vk::vkResetFences>(data->device, pFences.count, pFences.data);
+    if (!data)
+        return;
+    const std::vector<VkFence> targets{pFences.data, pFences.data + pFences.count};
+    if (!vk_all_to_host(call, data, pFences))
+        return;
+    for (VkFence target : targets)
+        vk_let_finish(call, data, data->fence.at(target));
+    call.result = call.host<&vk::vkResetFences>(data->device, pFences.count, pFences.data);
+    for (VkFence target : targets)
+        data->fence.at(target).submission = 0;
 }
 
 void vk_vkGetFenceStatus(pid_t pid, tid_t tid, VkDevice device, VkFence fence,
@@ -47,6 +57,8 @@ void vk_vkGetFenceStatus(pid_t pid, tid_t tid, VkDevice device, VkFence fence,
         return;
     call.result =
         entry->signalled_by_system ? VK_SUCCESS : call.host<&vk::vkGetFenceStatus>(data->device, entry->host);
+    if (call.result == VK_SUCCESS && !entry->signalled_by_system)
+        vk_note_done(data, *entry);
     // Not ready is an answer, not a failure, as long as the target's driver says the same.
     if (!zelvar_call_on_target() || call.result == call.target_result())
         call.accept(VK_NOT_READY);
@@ -60,13 +72,20 @@ void vk_vkWaitForFences(pid_t pid, tid_t tid, VkDevice device, uint32_t fenceCou
     call.trace("target_device", device, "fenceCount", fenceCount, "pFences_ptr", pFences.address, "waitAll",
                waitAll, "timeout", timeout);
     auto* data = call.lock(device);
+    if (!data)
+        return;
+    const std::vector<VkFence> targets{pFences.data, pFences.data + pFences.count};
     uint32_t count = pFences.count;
-    if (!data || !zelvar_object_manager_vk_get_valid_fence(data, &count, pFences.data))
+    if (!zelvar_object_manager_vk_get_valid_fence(data, &count, pFences.data))
         return;
     if (std::find(pFences.data, pFences.data + count, VkFence{}) != pFences.data + count)
         return; // no driver can wait for nothing
+    timeout = vk_patience(data, targets.data(), pFences.count, waitAll, timeout);
     call.result = count ? call.host<&vk::vkWaitForFences>(data->device, count, pFences.data, waitAll, timeout)
                         : VK_SUCCESS;
+    if (call.result == VK_SUCCESS && (waitAll || targets.size() == 1))
+        for (VkFence target : targets)
+            vk_note_done(data, data->fence.at(target));
 }
 
 void vk_vkCreateSemaphore(pid_t pid, tid_t tid, VkDevice device, vk_struct<VkSemaphoreCreateInfo> pCreateInfo,

@@ -5,6 +5,7 @@
 #include "handlers/vk/linear_images.h"
 #include "handlers/vk/plain_objects.h"
 #include "handlers/vk/presentation_handlers.h"
+#include "handlers/vk/queue_progress.h"
 
 #include <algorithm>
 #include <atomic>
@@ -194,7 +195,7 @@ void vk_vkQueueSignalReleaseImageANDROID(pid_t pid, tid_t tid, VkQueue queue, ui
     if (!entry)
         return;
     // Waiting for all that the queue does covers the semaphores.
-    if (VkResult waited = call.host<&vk::vkQueueWaitIdle>(host); waited != VK_SUCCESS) {
+    if (VkResult waited = vk_wait_for_queue(call, data, host); waited != VK_SUCCESS) {
         LOG_FATAL("Can't wait queue idle for AcquireNextImage.");
         fail(call, waited);
         return;

@@ -25,9 +25,9 @@ constexpr bool vk_takes_offset(VkDescriptorType type)
 }
 /// The record of a target's object, silently; null when there is none.
 template <class Handle>
-const vk_entry_of<Handle>* vk_known(vk_device_record* data, Handle target)
+vk_entry_of<Handle>* vk_known(vk_device_record* data, Handle target)
 {
-    const auto& all = vk_objects_of<Handle>(*data);
+    auto& all = vk_objects_of<Handle>(*data);
     auto found = all.find(target);
     return found == all.end() ? nullptr : &found->second;
 }
@@ -52,39 +52,57 @@ inline bool vk_has_queries(vk_device_record* data, VkQueryPool target, uint32_t 
     return !pool || pool->count == UINT32_MAX || vk_within(first, count, pool->count);
 }
 
-/// Descriptors of a set from one of a binding on; they may run on into the bindings behind it.
+/// A view, and the image that it shows, must still be there.
+inline bool vk_shows(vk_device_record* data, VkImageView target)
+{
+    auto* view = vk_known(data, target);
+    if (!view || !view->target_image)
+        return view != nullptr;
+    auto* image = vk_known(data, view->target_image);
+    constexpr VkImageCreateFlags sparse = VK_IMAGE_CREATE_SPARSE_BINDING_BIT;
+    return image &&
+           (image->create_info.mipLevels == 0 || image->host_backing || (image->create_info.flags & sparse) ||
+            vk_memory_lives(data, image->target_memory, image->memory_serial));
+}
+
+/// Descriptors of a set from one of a binding on, all of a type; they may run on into the bindings behind it.
 inline bool vk_has_descriptors(vk_device_record* data, VkDescriptorSet target, uint32_t binding,
-                               uint32_t first, uint32_t count)
+                               uint32_t first, uint32_t count, VkDescriptorType type)
 {
     auto* set = vk_known(data, target);
     if (!set || !set->bindings)
         return true;
+    const uint64_t end = uint64_t{first} + count;
     uint64_t held = 0;
     auto at = set->bindings->find(binding);
-    for (; at != set->bindings->end(); ++at)
-        held += at->second.count;
-    return vk_within(first, count, held);
-}
-inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& write)
-{
-    if (write.descriptorCount == 0)
-        return true;
-    if (!vk_has_descriptors(data, write.dstSet, write.dstBinding, write.dstArrayElement,
-                            write.descriptorCount))
-        return false;
-    const VkDescriptorType type = write.descriptorType;
-    if (vk_wire::writes_buffers(write, {})) {
-        for (uint32_t i = 0; write.pBufferInfo && i < write.descriptorCount; ++i) {
-            const VkDescriptorBufferInfo info = write.pBufferInfo[i];
-            if (!vk_holds(data, info.buffer, info.offset, info.range == VK_WHOLE_SIZE ? 0 : info.range))
-                return false;
-        }
-        return write.pBufferInfo != nullptr;
+    for (; at != set->bindings->end() && held < end; ++at) {
+        const vk_binding& each = at->second;
+        held += each.count;
+        if (held > first && each.type != type && each.type != VK_DESCRIPTOR_TYPE_MAX_ENUM &&
+            type != VK_DESCRIPTOR_TYPE_MAX_ENUM)
+            return false;
     }
-    if (vk_wire::writes_texel_buffers(write, {}))
-        return write.pTexelBufferView != nullptr;
-    if (!vk_wire::writes_images(write, {}) || !write.pImageInfo)
-        return false;
+    return end <= held;
+}
+/// Drivers take the kind of what they copy from either side.
+inline bool vk_can_copy(vk_device_record* data, const VkCopyDescriptorSet& copy)
+{
+    VkDescriptorType type = VK_DESCRIPTOR_TYPE_MAX_ENUM;
+    auto* from = vk_known(data, copy.srcSet);
+    if (from && from->bindings)
+        if (auto found = from->bindings->find(copy.srcBinding); found != from->bindings->end())
+            type = found->second.type;
+    return vk_has_descriptors(data, copy.srcSet, copy.srcBinding, copy.srcArrayElement, copy.descriptorCount,
+                              type) &&
+           vk_has_descriptors(data, copy.dstSet, copy.dstBinding, copy.dstArrayElement, copy.descriptorCount,
+                              type);
+}
+inline bool vk_can_write_images(vk_device_record* data, const VkWriteDescriptorSet& write)
+{
+    const VkDescriptorType type = write.descriptorType;
+    for (uint32_t i = 0; type != VK_DESCRIPTOR_TYPE_SAMPLER && i < write.descriptorCount; ++i)
+        if (!vk_shows(data, VkImageView{write.pImageInfo[i].imageView}))
+            return false;
     if (type != VK_DESCRIPTOR_TYPE_SAMPLER && type != VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER)
         return true;
     auto* set = vk_known(data, write.dstSet);
@@ -96,4 +114,33 @@ inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& wri
             return false;
     }
     return true;
+}
+inline bool vk_can_write(vk_device_record* data, const VkWriteDescriptorSet& write)
+{
+    if (write.descriptorCount == 0)
+        return true;
+    if (!vk_has_descriptors(data, write.dstSet, write.dstBinding, write.dstArrayElement,
+                            write.descriptorCount, write.descriptorType))
+        return false;
+    if (vk_wire::writes_buffers(write, {})) {
+        for (uint32_t i = 0; write.pBufferInfo && i < write.descriptorCount; ++i) {
+            const VkDescriptorBufferInfo info = write.pBufferInfo[i];
+            if (!vk_known(data, info.buffer) ||
+                !vk_holds(data, info.buffer, info.offset, info.range == VK_WHOLE_SIZE ? 0 : info.range))
+                return false;
+        }
+        return write.pBufferInfo != nullptr;
+    }
+    if (vk_wire::writes_texel_buffers(write, {})) {
+        for (uint32_t i = 0; write.pTexelBufferView && i < write.descriptorCount; ++i) {
+            auto* view = vk_known(data, VkBufferView{write.pTexelBufferView[i]});
+            if (!view)
+                return false;
+            if (view->target_buffer &&
+                (!vk_known(data, view->target_buffer) || !vk_holds(data, view->target_buffer, 0, 0)))
+                return false;
+        }
+        return write.pTexelBufferView != nullptr;
+    }
+    return vk_wire::writes_images(write, {}) && write.pImageInfo && vk_can_write_images(data, write);
 }

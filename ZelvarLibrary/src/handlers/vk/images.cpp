@@ -1,6 +1,8 @@
 // Images: ASTC ones are RGBA8 on the host, and those of a swapchain bring no memory of their own.
 #include "handlers/vk/creation_bounds.h"
+#include "handlers/vk/image_bounds.h"
 #include "handlers/vk/memory_handlers.h"
+#include "handlers/vk/plain_objects.h"
 #include "pixels/astc_formats.h"
 #include "wire/vk_description.h"
 
@@ -131,9 +133,10 @@ void vk_vkDestroyImage(pid_t pid, tid_t tid, VkDevice device, VkImage image,
     auto* entry = data && image ? call.find(data, image) : nullptr;
     if (!entry)
         return;
-    call.host<&vk::vkDestroyImage>(data->device, entry->host, nullptr);
+    vk_let_finish(call, data, *entry);
+    vk_end<&vk::vkDestroyImage>(call, data, *entry, entry->host);
     if (entry->host_backing)
-        call.host<&vk::vkFreeMemory>(data->device, entry->host_backing, nullptr);
+        vk_end<&vk::vkFreeMemory>(call, data, *entry, entry->host_backing);
     auto memory = data->device_memory.find(entry->target_memory);
     if (memory != data->device_memory.end() && memory->second.target_image == image)
         memory->second.target_image = VK_NULL_HANDLE;
@@ -151,6 +154,9 @@ void vk_vkGetImageSubresourceLayout(pid_t pid, tid_t tid, VkDevice device, VkIma
     auto* entry = data ? call.find(data, image) : nullptr;
     if (!entry || !pSubresource)
         return;
+    const vk_image_shape shape = vk_shape_of(data, image);
+    if (shape.known() && (pSubresource->mipLevel >= shape.levels || pSubresource->arrayLayer >= shape.layers))
+        return call.refuse("the image has no such level or layer");
     VkSubresourceLayout layout{};
     call.host<&vk::vkGetImageSubresourceLayout>(data->device, entry->host, pSubresource.data, &layout);
     call.write(pLayout.address, layout);

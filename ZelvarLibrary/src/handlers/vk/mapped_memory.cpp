@@ -1,5 +1,6 @@
 #include "handlers/vk/mapped_memory.h"
 
+#include "handlers/vk/queue_progress.h"
 #include "pixels/astc_formats.h"
 
 #include <algorithm>
@@ -118,8 +119,7 @@ VkResult vk_write_coherent_memory(const vk_frame& call, vk_device_record* device
 {
     if (device->coherent_memory.empty())
         return VK_SUCCESS;
-    auto wait = call.function<&sidechannel_vk_imports::vkQueueWaitIdle>();
-    const VkResult result = wait ? wait(queue) : VK_SUCCESS;
+    const VkResult result = vk_wait_for_queue(call, device, queue);
     for_each_mapped_coherent(device, [&](const vk_memory_data& memory) { write_changes(call, memory); });
     return result;
 }

@@ -2,6 +2,7 @@
 #include "handlers/vk/counted_answer.h"
 #include "handlers/vk/mapped_memory.h"
 #include "handlers/vk/memory_handlers.h"
+#include "handlers/vk/plain_objects.h"
 #include "pixels/astc_formats.h"
 
 #include <algorithm>
@@ -85,9 +86,10 @@ void vk_vkFreeMemory(pid_t pid, tid_t tid, VkDevice device, VkDeviceMemory memor
     auto* entry = data && memory ? call.find(data, memory) : nullptr;
     if (!entry)
         return;
-    call.host<&vk::vkFreeMemory>(data->device, entry->host, nullptr);
+    vk_let_finish(call, data, *entry);
+    vk_end<&vk::vkFreeMemory>(call, data, *entry, entry->host);
     if (entry->replaced)
-        call.host<&vk::vkFreeMemory>(data->device, entry->replaced, nullptr);
+        vk_end<&vk::vkFreeMemory>(call, data, *entry, entry->replaced);
     unbind(call, data, *entry);
     data->coherent_memory.erase(memory);
     vk_registry::remove(data, memory);

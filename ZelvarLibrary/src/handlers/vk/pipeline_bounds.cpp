@@ -1,6 +1,7 @@
 // Pipelines: the states that a driver looks up without a check.
 
 #include "handlers/vk/creation_bounds.h"
+#include "handlers/vk/shader_scan.h"
 #include "handlers/vk/texel_sizes.h"
 
 #include <span>
@@ -18,6 +19,15 @@ const vk_subpass* subpass_of(vk_device_record* data, const VkGraphicsPipelineCre
     return pass && pass->subpasses && info.subpass < pass->subpasses->size()
                ? &(*pass->subpasses)[info.subpass]
                : nullptr;
+}
+
+/// A stage's shader asks for nothing that the layout lacks.
+const char* refusal(vk_device_record* data, const VkPipelineShaderStageCreateInfo& stage,
+                    VkPipelineLayout target_layout)
+{
+    auto* layout = vk_known(data, target_layout);
+    auto* module = vk_known(data, VkShaderModule{stage.module});
+    return layout && module && stage.pName ? vk_refusal(*module, stage.pName, stage.stage, *layout) : nullptr;
 }
 
 /// Each stage once, and those that need one another.
@@ -182,6 +192,9 @@ const char* vk_refusal(vk_device_record* data, const VkGraphicsPipelineCreateInf
         return "the render pass has no such subpass";
     if (!stages_are_sound(info) || !tessellation_is_sound(*data, info))
         return "a pipeline has no such stages";
+    for (const VkPipelineShaderStageCreateInfo& stage : all_of(info.pStages, info.stageCount))
+        if (const char* reason = refusal(data, stage, info.layout))
+            return reason;
     if (!info.pVertexInputState || !vertex_input_is_sound(*data, *info.pVertexInputState))
         return "a pipeline has no such vertices";
     if (!dynamic_states_are_sound(info))
@@ -193,6 +206,11 @@ const char* vk_refusal(vk_device_record* data, const VkGraphicsPipelineCreateInf
         !vk_up_to(raster.frontFace, VK_FRONT_FACE_CLOCKWISE))
         return "a pipeline has no such rasterization";
     return raster.rasterizerDiscardEnable ? nullptr : refusal_to_draw(data, info);
+}
+
+const char* vk_refusal(vk_device_record* data, const VkComputePipelineCreateInfo& info)
+{
+    return refusal(data, info.stage, info.layout);
 }
 
 void vk_remember(vk_device_record* data, vk_entry_of<VkPipeline>& entry,

@@ -3,6 +3,7 @@
 // objects.
 
 #include "handlers/vk/creation_bounds.h"
+#include "handlers/vk/queue_progress.h"
 
 #include <type_traits>
 
@@ -81,6 +82,25 @@ void vk_create(vk_handler& call, vk_device_record* data, const vk_struct<Info>& 
     vk_enter<Destroy>(call, data, out.handle, entry);
 }
 
+/// Calls one of the host's functions that end an object; later, if descriptors show it.
+template <auto Destroy, class Entry, class Handle>
+void vk_end(const vk_void_handler& call, vk_device_record* data, const Entry& entry, Handle host)
+{
+    if constexpr (requires { entry.lifetime; })
+        if (entry.lifetime.use_count() > 1) {
+            auto destroy = call.function<Destroy>();
+            entry.lifetime->end = [destroy, device = data->device, host,
+                                   before = std::move(entry.lifetime->end)] {
+                if (before)
+                    before();
+                if (destroy)
+                    destroy(device, host, nullptr);
+            };
+            return;
+        }
+    call.host<Destroy>(data->device, host, nullptr);
+}
+
 /// vkDestroyX of such an object, in a device that is locked.
 template <auto Destroy, class Handle>
 void vk_destroy(vk_void_handler& call, vk_device_record* data, Handle target)
@@ -88,7 +108,10 @@ void vk_destroy(vk_void_handler& call, vk_device_record* data, Handle target)
     Handle host = target;
     if (!data || !vk_to_host(call, data, &host, vk_null::allowed))
         return;
-    call.host<Destroy>(data->device, host, nullptr);
-    if (target)
-        vk_registry::remove(data, target);
+    auto* known = vk_known(data, target);
+    if (!known)
+        return call.host<Destroy>(data->device, host, nullptr);
+    vk_let_finish(call, data, *known);
+    vk_end<Destroy>(call, data, *known, host);
+    vk_registry::remove(data, target);
 }

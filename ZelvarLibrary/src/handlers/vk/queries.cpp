@@ -68,6 +68,9 @@ void vk_vkGetQueryPoolResults(pid_t pid, tid_t tid, VkDevice device, VkQueryPool
     const bool give_back = !zelvar_call_on_target() && pData && given != 0;
     if (give_back)
         zelvar_shim_dispatch_read_from_shim_address_space(pid, tid, given, pData, results.get());
+    // Some hosts wait for all that the device does, whatever they are asked.
+    if ((flags & VK_QUERY_RESULT_WAIT_BIT) || data->looks_at_all)
+        vk_release_queues(call, data);
     call.result = call.host<&vk::vkGetQueryPoolResults>(data->device, queryPool, firstQuery, queryCount,
                                                         bytes, results.get(), stride, flags);
     if (give_back && (call.result == VK_SUCCESS || call.result == VK_NOT_READY))

@@ -4,6 +4,7 @@
 #include "handlers/vk/mapped_memory.h"
 #include "handlers/vk/plain_objects.h"
 #include "handlers/vk/queue_handlers.h"
+#include "handlers/vk/queue_progress.h"
 #include "handlers/vk/submission.h"
 
 using vk = sidechannel_vk_imports;
@@ -59,6 +60,7 @@ void vk_vkQueueSubmit(pid_t pid, tid_t tid, VkQueue queue, uint32_t submitCount,
     if (!data)
         return;
     vk_submission submission = checked(call, data, pSubmits);
+    const VkFence target_fence = fence;
     call.prepare(data, pSubmits.data, pSubmits.count, "pSubmits[%u]");
     if (!command_buffers_to_host(call, pSubmits) || !fence_to_host(data, &fence))
         return;
@@ -67,7 +69,7 @@ void vk_vkQueueSubmit(pid_t pid, tid_t tid, VkQueue queue, uint32_t submitCount,
     vk_read_coherent_memory(call, data);
     call.result = call.host<&vk::vkQueueSubmit>(host, pSubmits.count, pSubmits.data, fence);
     if (call.result == VK_SUCCESS)
-        submission.taken();
+        submission.taken(host, target_fence);
     else
         LOG_ERROR("vkQueueSubmit on host returns %d", call.result);
     if (VkResult waited = vk_write_coherent_memory(call, data, host); waited != VK_SUCCESS)
@@ -86,11 +88,12 @@ void vk_vkQueueBindSparse(pid_t pid, tid_t tid, VkQueue queue, uint32_t bindInfo
     if (!data)
         return;
     vk_submission submission = checked(call, data, pBindInfo);
+    const VkFence target_fence = fence;
     call.prepare(data, pBindInfo.data, pBindInfo.count, "pBindInfo[%u]");
     if (fence_to_host(data, &fence))
         call.result = call.host<&vk::vkQueueBindSparse>(host, pBindInfo.count, pBindInfo.data, fence);
     if (call.result == VK_SUCCESS)
-        submission.taken();
+        submission.taken(host, target_fence);
 }
 
 void vk_vkQueueWaitIdle(pid_t pid, tid_t tid, VkQueue queue, result_of<VkResult> target_result)
@@ -98,8 +101,8 @@ void vk_vkQueueWaitIdle(pid_t pid, tid_t tid, VkQueue queue, result_of<VkResult>
     vk_handler call{"vk_vkQueueWaitIdle", pid, tid, target_result};
     call.trace("target_queue", queue);
     VkQueue host = VK_NULL_HANDLE;
-    if (call.lock_queue(queue, &host))
-        call.result = call.host<&vk::vkQueueWaitIdle>(host);
+    if (auto* data = call.lock_queue(queue, &host))
+        call.result = vk_wait_for_queue(call, data, host);
 }
 
 void vk_vkDeviceWaitIdle(pid_t pid, tid_t tid, VkDevice device, result_of<VkResult> target_result)
@@ -107,5 +110,5 @@ void vk_vkDeviceWaitIdle(pid_t pid, tid_t tid, VkDevice device, result_of<VkResu
     vk_handler call{"vk_vkDeviceWaitIdle", pid, tid, target_result};
     call.trace("target_device", device);
     if (auto* data = call.lock(device))
-        call.result = call.host<&vk::vkDeviceWaitIdle>(data->device);
+        call.result = vk_wait_for_device(call, data);
 }

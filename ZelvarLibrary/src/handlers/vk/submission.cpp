@@ -1,5 +1,9 @@
 #include "handlers/vk/submission.h"
 
+namespace {
+constexpr const char* no_semaphore = "a semaphore is missing";
+}
+
 const char* vk_submission::add(const VkSubmitInfo& info)
 {
     const uint32_t count = info.pCommandBuffers ? info.commandBufferCount : 0;
@@ -11,37 +15,43 @@ const char* vk_submission::add(const VkSubmitInfo& info)
         auto found = _data->commands.find(info.pCommandBuffers[i]);
         if (found != _data->commands.end() && !run_events(found->second))
             return "it waits for an event that nothing sets";
+        _recordings.push_back(info.pCommandBuffers[i]);
     }
-    signal(info.pSignalSemaphores, info.signalSemaphoreCount);
-    return nullptr;
+    return signal(info.pSignalSemaphores, info.signalSemaphoreCount);
 }
 
 const char* vk_submission::add(const VkBindSparseInfo& info)
 {
     const char* reason = wait(info.pWaitSemaphores, info.waitSemaphoreCount);
-    signal(info.pSignalSemaphores, info.signalSemaphoreCount);
-    return reason;
+    return reason ? reason : signal(info.pSignalSemaphores, info.signalSemaphoreCount);
 }
 
 const char* vk_submission::wait(const VkSemaphore* semaphores, uint32_t count)
 {
     for (uint32_t i = 0; semaphores && i < count; ++i) {
         const VkSemaphore target = semaphores[i];
+        if (!target)
+            return no_semaphore;
         auto* known = vk_known(_data, target);
         if (!known || known->signalled_by_system)
             continue;
         bool& pending = _pending.try_emplace(target, known->pending).first->second;
-        if (!pending && lasts())
+        if (!pending) // nor can anything: the queue takes nothing further
             return "it waits for a semaphore that nothing signals";
         pending = false;
     }
     return nullptr;
 }
 
-void vk_submission::signal(const VkSemaphore* semaphores, uint32_t count)
+const char* vk_submission::signal(const VkSemaphore* semaphores, uint32_t count)
 {
-    for (uint32_t i = 0; semaphores && i < count; ++i)
-        _pending[VkSemaphore{semaphores[i]}] = true;
+    for (uint32_t i = 0; semaphores && i < count; ++i) {
+        const VkSemaphore target = semaphores[i];
+        if (!target)
+            return no_semaphore;
+        _pending[target] = true;
+    }
+    return nullptr;
 }
 
 /// All that it uses is still there, and so for those that it executes.
@@ -73,20 +83,47 @@ bool vk_submission::run_events(const vk_command_state& state)
         if (!known)
             continue;
         bool& set = _set.try_emplace(step.event, known->set).first->second;
-        if (step.does == vk_event_step::wait && !set && lasts())
-            return false;
-        if (step.does != vk_event_step::wait)
-            set = step.does == vk_event_step::set;
+        if (step.does == vk_event_step::wait && !set) {
+            if (lasts())
+                return false;
+            _awaited.push_back(step.event);
+        }
+        set = step.does != vk_event_step::reset;
     }
     return true;
 }
 
-void vk_submission::taken()
+void vk_submission::note_recording(VkCommandBuffer target, uint64_t number)
 {
+    auto found = _data->commands.find(target);
+    if (found == _data->commands.end())
+        return;
+    found->second.submission = number;
+    for (const auto& [executed, serial] : found->second.executed)
+        if (auto other = _data->commands.find(executed); other != _data->commands.end())
+            other->second.submission = number;
+}
+
+void vk_submission::taken(VkQueue host_queue, VkFence fence)
+{
+    vk_queue_progress& queue = _data->queues[host_queue];
+    const uint64_t number = queue.submitted = ++_data->last_submission;
+    for (VkEvent event : _awaited)
+        queue.awaited.emplace_back(number, event);
+    for (VkCommandBuffer target : _recordings)
+        note_recording(target, number);
     for (const auto& [target, pending] : _pending)
-        if (auto found = _data->semaphore.find(target); found != _data->semaphore.end())
+        if (auto found = _data->semaphore.find(target); found != _data->semaphore.end()) {
             found->second.pending = pending;
+            found->second.submission = number;
+            found->second.host_queue = host_queue;
+        }
     for (const auto& [target, set] : _set)
         if (auto found = _data->event.find(target); found != _data->event.end())
             found->second.set = set;
+    auto found = _data->fence.find(fence);
+    if (found != _data->fence.end() && !found->second.signalled_by_system) {
+        found->second.submission = number;
+        found->second.host_queue = host_queue;
+    }
 }

@@ -13,18 +13,21 @@ public:
     /// Why the host mustn't get a batch; null when it may.
     const char* add(const VkSubmitInfo& info);
     const char* add(const VkBindSparseInfo& info);
-    /// The host has taken all of them.
-    void taken();
+    /// The host has taken all of them, and signals the target's fence behind.
+    void taken(VkQueue host_queue, VkFence fence);
 
 private:
-    /// With coherent memory a submission lasts as long as its work, and nobody can signal or set in between.
+    /// With coherent memory a submission lasts as long as its work, and nobody can set an event in between.
     bool lasts() const { return !_data->coherent_memory.empty(); }
     const char* wait(const VkSemaphore* semaphores, uint32_t count);
-    void signal(const VkSemaphore* semaphores, uint32_t count);
+    const char* signal(const VkSemaphore* semaphores, uint32_t count);
     bool can_run(VkCommandBuffer target) const;
     bool run_events(const vk_command_state& state);
+    void note_recording(VkCommandBuffer target, uint64_t number);
 
     vk_device_record* _data;
     std::map<VkSemaphore, bool> _pending; // where that changes, likewise the events
     std::map<VkEvent, bool> _set;
+    std::vector<VkEvent> _awaited;
+    std::vector<VkCommandBuffer> _recordings;
 };
