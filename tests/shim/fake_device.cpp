@@ -67,6 +67,7 @@ bool fake_device::post(const void* message, uint32_t length)
     // The library answers two threads in any order.
     EXPECT_TRUE(pending_.empty() || thread == posting_thread_);
     posting_thread_ = thread;
+    ++posts;
     take(message, length);
     return true;
 }

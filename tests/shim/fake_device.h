@@ -48,6 +48,7 @@ public:
     std::vector<frame_record> frame_buffers;
     std::vector<std::pair<void*, uint32_t>> offers;
     std::atomic<int> frames = 0;
+    int posts = 0;
 
     uint8_t* window() override { return window_.data(); }
     uint64_t window_size() override { return window_.size(); }

@@ -324,6 +324,20 @@ TEST_F(late_swapchains, know_the_fences_of_frames_that_are_on_their_way)
     EXPECT_TRUE(device->sent.empty()) << "the frame's answer tells";
 }
 
+TEST_F(late_swapchains, are_followed_by_submissions_that_have_answers_of_their_own)
+{
+    show(VK_SUCCESS);
+    const int posts = device->posts;
+    device->replies = {value_and_release(bytes{}.i32(VK_ERROR_OUT_OF_DEVICE_MEMORY))};
+    EXPECT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, VkFence{}), VK_ERROR_OUT_OF_DEVICE_MEMORY);
+    EXPECT_EQ(device->posts, posts + 1) << "the device needn't be asked for the frame first";
+    EXPECT_EQ(device->frames, 1) << "which is shown when there is time for it";
+    EXPECT_EQ(VK(vkQueueSubmit)(queue, 0, nullptr, VkFence{}), VK_SUCCESS);
+    EXPECT_EQ(device->posts, posts + 1) << "no frame is out";
+    EXPECT_EQ(VK(vkQueueWaitIdle)(queue), VK_SUCCESS);
+    EXPECT_EQ(device->frames, 2);
+}
+
 TEST_F(late_swapchains, end_behind_their_frames)
 {
     show(VK_SUCCESS);
@@ -354,6 +368,15 @@ TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
     EXPECT_FALSE(supported);
     VK(vkGetPhysicalDeviceSurfaceSupportKHR)(physical_device, 1, surface, &supported);
     EXPECT_TRUE(supported);
+    const auto first_format = [&](VkSurfaceKHR of) {
+        uint32_t count = 1;
+        VkSurfaceFormatKHR format{};
+        EXPECT_EQ(VK(vkGetPhysicalDeviceSurfaceFormatsKHR)(physical_device, of, &count, &format),
+                  VK_INCOMPLETE);
+        return format.format;
+    };
+    EXPECT_EQ(first_format(surface), VK_FORMAT_B8G8R8A8_UNORM) << "as windows take it";
+    EXPECT_EQ(first_format(make_headless()), VK_FORMAT_R8G8B8A8_UNORM) << "as frame buffers have it";
 
     const VkSwapchainKHR chain = make_swapchain(surface);
     pixels = ask_for_memory(buffers[0], 4 * (16 + 1024));

@@ -1,5 +1,6 @@
 // Windows of a real X server, which is started for the test: Xvfb, where it is installed.
 
+#include "shim/shared_blocks.h"
 #include "shim/windows.h"
 #include "shim/x_windows.h"
 
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -150,6 +152,38 @@ TEST_F(x_window, frames_are_put_right_way_up_and_with_their_colours)
         server->show(window, {larger.data(), {75, 61}, 75});
     EXPECT_EQ(pixel(window, 74, 60), 0x4a3c07u);
     EXPECT_EQ(pixel(window, 0, 60), 0x003c07u);
+}
+
+TEST_F(x_window, blue_first_frames_are_taken_from_the_file_that_they_lie_in)
+{
+    const Window window = make_window(40, 30);
+    shim::settle_x_display(display);
+    shim::window_size size;
+    ASSERT_TRUE(server->size_of(window, size));
+    constexpr size_t area_offset = 8192;
+    constexpr size_t area_size = 16384;
+    const auto in_file = numbered_frame(48, 30);
+    const int file = memfd_create("frames", MFD_CLOEXEC);
+    ASSERT_EQ(ftruncate(file, area_offset + area_size), 0);
+    ASSERT_EQ(pwrite(file, in_file.data(), in_file.size(), area_offset + 4096), ssize_t(in_file.size()));
+    // What is written here doesn't reach the file, so the window tells where its pixels were taken from.
+    void* mapped =
+        mmap(nullptr, area_size, PROT_READ | PROT_WRITE, MAP_PRIVATE, file, static_cast<off_t>(area_offset));
+    ASSERT_NE(mapped, MAP_FAILED);
+    auto* area = static_cast<uint8_t*>(mapped);
+    std::fill_n(area + 4096, in_file.size(), uint8_t{0x11});
+    shim::use_shared_area(area, area_size, {file, area_offset});
+    server->show(window, {area + 4096, {40, 30}, 48, true});
+    EXPECT_EQ(pixel(window, 3, 29), 0x071d03u) << "blue is the column, green the row";
+    EXPECT_EQ(pixel(window, 39, 0), 0x070027u);
+    server->show(window, {area + 4096, {40, 30}, 48, false});
+    EXPECT_EQ(pixel(window, 3, 29), 0x111111u) << "red and blue have to be exchanged on the way";
+    shim::use_shared_area(area, area_size, {});
+    server->show(window, {area + 4096, {40, 30}, 48, true});
+    EXPECT_EQ(pixel(window, 3, 29), 0x111111u) << "there is no file";
+    shim::use_shared_area(nullptr, 0);
+    munmap(area, area_size);
+    close(file);
 }
 
 TEST_F(x_window, a_window_that_has_gone_costs_nothing)

@@ -149,6 +149,14 @@ TEST_F(simulator_link, a_batch_may_follow_one_that_is_not_answered_yet)
     EXPECT_EQ(sums.calls, 2u + 500 + 1);
 }
 
+TEST_F(simulator_link, workers_reach_the_memory_of_a_target_that_works_on)
+{
+    begin(true);
+    EXPECT_EQ(run({"works-on"}), 0);
+    end();
+    EXPECT_EQ(plugin->seen.terminated, 1);
+}
+
 TEST_F(simulator_link, the_pointer_width_is_told_without_waking_the_target)
 {
     begin();

@@ -151,9 +151,9 @@ public:
     }
 
     /// Posts a batch of one call that nobody waits for. `place` tells apart those that are out.
-    bool post_batch(uint32_t place)
+    bool post_batch(uint32_t place, const bytes& command = message(wire::inbound::egl_get_error))
     {
-        const bytes what = batch({message(wire::inbound::egl_get_error)});
+        const bytes what = batch({command});
         uint8_t* at = _link->window() + place * 4096;
         std::memcpy(at, what.data(), what.size());
         return _link->post(at, static_cast<uint32_t>(what.size()));
@@ -487,6 +487,26 @@ int copies(target& self, const std::string&)
     return 0;
 }
 
+/// A target that asks for nothing for a while doesn't keep the library from its memory.
+int works_on(target& self, const std::string&)
+{
+    self.open_display();
+    static const char text[] = "memory of a target that works";
+    static char copies[2][sizeof text];
+    bytes sink(4096);
+    for (int round = 0; round < 2; ++round) {
+        char* const copy = copies[round];
+        require(self.post_batch(0, copy_request(address_of(text), address_of(copy), sizeof text)),
+                "a batch is taken");
+        const volatile char& last = copy[sizeof text - 2];
+        for (int i = 0; i < 5000 && !last; ++i)
+            usleep(1000);
+        require(std::memcmp(text, copy, sizeof text) == 0, "the library has copied meanwhile");
+        require(self.link().read(sink.data(), 4096) > 0, "and its answer is kept");
+    }
+    return 0;
+}
+
 int copy_past_end(target& self, const std::string&)
 {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
@@ -676,6 +696,7 @@ const std::map<std::string, scenario> scenarios = {
     {"serve-on", serve_on},
     {"asks-width", asks_width},
     {"posts", posts},
+    {"works-on", works_on},
     {"offers", offers},
     {"buffers", buffers},
     {"small-reads", small_reads},
