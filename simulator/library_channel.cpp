@@ -85,10 +85,22 @@ void library_channel::call_reader_back()
 
 void library_channel::read()
 {
-    do {
+    {
         const channel_model::driver driving;
         _channel->read(answer_address, whole_answer, &_model);
-    } while (answered_at_once());
+    }
+    std::vector<uint8_t> confirmation;
+    {
+        std::lock_guard guard{_lock};
+        confirmation = early_confirmation();
+        std::vector<uint8_t>& arrived = _model.arrived();
+        if (!confirmation.empty()) // the request stands last, as the worker waits for its answer
+            arrived.resize(arrived.size() - wire::header_size - _talk.pending_payload().size());
+        _answers.insert(_answers.end(), arrived.begin(), arrived.end());
+        arrived.clear();
+    }
+    if (!confirmation.empty())
+        send(confirmation);
 }
 
 /// What the target has said in its greeting, offered with its message or described before, if that is what
@@ -118,43 +130,36 @@ std::optional<library_channel::early_answer> library_channel::known_answer()
     return std::nullopt;
 }
 
-/// Answers a request in the place of the target, so that it may sleep or go on with its own work.
-bool library_channel::answered_at_once()
+/// Answers a request in the place of the target, so that it may sleep or go on with its own work. Empty when
+/// the target has to be asked.
+std::vector<uint8_t> library_channel::early_confirmation()
 {
-    std::vector<uint8_t> confirmation;
-    {
-        std::lock_guard guard{_lock};
-        if (_link.gone() || !_talk.pending_request())
-            return false;
-        const std::optional<early_answer> known = known_answer();
-        if (!known)
-            return false;
-        confirmation = _talk.confirmation();
-        const auto bytes = static_cast<size_t>(wire::answer_size_of_service(_talk.pending_request()));
-        std::memcpy(confirmation.data() + confirmation.size() - bytes, known->data(), bytes);
-        // A request stands last, as the worker waits for its answer.
-        std::vector<uint8_t>& answers = _model.answers();
-        const size_t request = wire::header_size + _talk.pending_payload().size();
-        answers.resize(answers.size() - std::min(request, answers.size() - _delivered));
-    }
-    return !send(confirmation);
+    const size_t request = wire::header_size + _talk.pending_payload().size();
+    if (_link.gone() || !_talk.pending_request() || _model.arrived().size() < request)
+        return {};
+    const std::optional<early_answer> known = known_answer();
+    if (!known)
+        return {};
+    std::vector<uint8_t> confirmation = _talk.confirmation();
+    const auto bytes = static_cast<size_t>(wire::answer_size_of_service(_talk.pending_request()));
+    std::memcpy(confirmation.data() + confirmation.size() - bytes, known->data(), bytes);
+    return confirmation;
 }
 
 bool library_channel::has_answer() const
 {
     std::lock_guard guard{_lock};
-    return _delivered != _model.answers().size();
+    return _delivered != _answers.size();
 }
 
 int32_t library_channel::deliver(uint64_t address, uint32_t capacity)
 {
     std::lock_guard guard{_lock};
-    std::vector<uint8_t>& answers = _model.answers();
-    const auto piece = static_cast<uint32_t>(std::min<size_t>(answers.size() - _delivered, capacity));
-    const uint32_t taken = _memory.write(address, answers.data() + _delivered, piece);
+    const auto piece = static_cast<uint32_t>(std::min<size_t>(_answers.size() - _delivered, capacity));
+    const uint32_t taken = _memory.write(address, _answers.data() + _delivered, piece);
     _delivered += piece;
-    if (_delivered == answers.size()) {
-        answers.clear();
+    if (_delivered == _answers.size()) {
+        _answers.clear();
         _delivered = 0;
         _talk.answers_taken();
     }

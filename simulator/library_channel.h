@@ -35,7 +35,8 @@ public:
     bool may_read_ahead() const;
     /// From another thread, when the target is gone and no answer is due: makes a `read` return.
     void call_reader_back();
-    /// Blocks until a worker of the library has something to say that is for the target.
+    /// Blocks until a worker of the library has said something. What the target needn't be asked is answered,
+    /// so there may be nothing for it yet.
     void read();
     /// Whether there are bytes that the target hasn't taken.
     bool has_answer() const;
@@ -55,7 +56,7 @@ public:
 private:
     using early_answer = std::array<uint8_t, 32>; // its first bytes are the answer
     std::optional<early_answer> known_answer();
-    bool answered_at_once();
+    std::vector<uint8_t> early_confirmation();
     void send_own(std::vector<uint8_t>& message);
     bool settle();
 
@@ -66,8 +67,9 @@ private:
     mutable std::mutex _lock; // guards the talk and the answers; never held over a call of the library
     conversation _talk;
     channel_model _model;
-    size_t _delivered = 0;        // of the model's answers
-    scChannelInterface* _channel; // the library's own, never freed
+    std::vector<uint8_t> _answers; // for the target
+    size_t _delivered = 0;         // of those
+    scChannelInterface* _channel;  // the library's own, never freed
 };
 
 } // namespace simulator

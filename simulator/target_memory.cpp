@@ -72,8 +72,8 @@ uint32_t channel_model::write(uint64_t target_address, const void* source, uint3
     uint32_t copied = length;
     const auto* bytes = static_cast<const uint8_t*>(source);
     if (_drives) {
+        _arrived.insert(_arrived.end(), bytes, bytes + length);
         std::lock_guard guard{_lock};
-        _answers.insert(_answers.end(), bytes, bytes + length);
         _talk.answered({bytes, length});
     } else {
         copied = _memory.write(target_address, source, length);

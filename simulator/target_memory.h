@@ -49,15 +49,14 @@ public:
         driver& operator=(const driver&) = delete;
     };
 
-    /// `lock` guards the talk and the answers.
+    /// `lock` guards the talk.
     channel_model(process_memory& memory, conversation& talk, std::mutex& lock, traffic& moved);
 
     /// The message that the next `channel->write` takes. The caller gets the memory of the last one for the
     /// next, since fresh memory for every batch would cost more than the copy.
     void offer(std::vector<uint8_t>& message) { _message.swap(message); }
-    /// Bytes of answers that no target has taken yet. Under the lock.
-    std::vector<uint8_t>& answers() { return _answers; }
-    const std::vector<uint8_t>& answers() const { return _answers; }
+    /// What the library has said since this was emptied last. For the thread that reads the channel.
+    std::vector<uint8_t>& arrived() { return _arrived; }
 
     uint32_t read(uint64_t target_address, void* destination, uint32_t length) override;
     uint32_t write(uint64_t target_address, const void* source, uint32_t length) override;
@@ -72,7 +71,7 @@ private:
     std::mutex& _lock;
     traffic& _moved;
     std::vector<uint8_t> _message; // of the one who sends
-    std::vector<uint8_t> _answers; // guarded by _lock
+    std::vector<uint8_t> _arrived; // at the one who reads
 };
 
 } // namespace simulator
