@@ -15,6 +15,7 @@ uint64_t components_of(GLenum format)
     case GL_RG:
     case GL_RG_INTEGER:
     case GL_LUMINANCE_ALPHA:
+    case GL_DEPTH_STENCIL:
         return 2;
     case GL_RED:
     case GL_RED_INTEGER:
