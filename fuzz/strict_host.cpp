@@ -579,11 +579,11 @@ GLint pixel_store(GLenum name)
     return now ? now->pixel_store[name] : 0;
 }
 
-bool has_buffer(GLenum target)
+bool moves_memory(GLenum target)
 {
     guard lock{host().lock};
     context* now = current();
-    return now && host().buffers.contains(binding(*now, target));
+    return now && !host().buffers.contains(binding(*now, target));
 }
 
 void touch(const void* bytes, uint64_t size)

@@ -18,8 +18,9 @@ inline constexpr GLint attribute_count = 2, uniform_count = 3, block_count = 1;
 
 /// A pixel store value of the current context; zero before it was set, and where none is current.
 GLint pixel_store(GLenum name);
-/// Whether the current context has a buffer at a target, so that pointers are offsets.
-bool has_buffer(GLenum target);
+/// Whether pixels come from the caller's memory or go there: a context is current, and no buffer of its own
+/// at the target, which would make pointers offsets.
+bool moves_memory(GLenum target);
 
 // strict_pixels.cpp
 void add_pixels(sidechannel_gles_imports& table);

@@ -15,6 +15,7 @@ uint64_t components_of(GLenum format)
     case GL_RG:
     case GL_RG_INTEGER:
     case GL_LUMINANCE_ALPHA:
+    case GL_DEPTH_STENCIL:
         return 2;
     case GL_RED:
     case GL_RED_INTEGER:
@@ -103,7 +104,7 @@ void upload(GLsizei width, GLsizei height, GLsizei depth, GLenum format, GLenum 
     const uint64_t pixel = bytes_of_pixel(format, type);
     if (!pixel)
         return fail(GL_INVALID_ENUM);
-    if (!is_size_good(width, height, depth) || !pixels || has_buffer(GL_PIXEL_UNPACK_BUFFER))
+    if (!is_size_good(width, height, depth) || !pixels || !moves_memory(GL_PIXEL_UNPACK_BUFFER))
         return;
     const bool is_flat = depth == 1;
     layout by = unpack;
@@ -118,7 +119,7 @@ void upload_compressed(GLsizei width, GLsizei height, GLsizei depth, GLsizei siz
 {
     if (size < 0)
         return fail(GL_INVALID_VALUE);
-    if (is_size_good(width, height, depth) && bytes && !has_buffer(GL_PIXEL_UNPACK_BUFFER))
+    if (is_size_good(width, height, depth) && bytes && moves_memory(GL_PIXEL_UNPACK_BUFFER))
         touch(bytes, static_cast<uint64_t>(size));
 }
 
@@ -127,7 +128,7 @@ void read_pixels(GLint, GLint, GLsizei width, GLsizei height, GLenum format, GLe
     const uint64_t pixel = bytes_of_pixel(format, type);
     if (!pixel)
         return fail(GL_INVALID_ENUM);
-    if (!is_size_good(width, height, 1) || has_buffer(GL_PIXEL_PACK_BUFFER))
+    if (!is_size_good(width, height, 1) || !moves_memory(GL_PIXEL_PACK_BUFFER))
         return;
     const stretch written =
         stretch_of(pack, static_cast<uint64_t>(width), static_cast<uint64_t>(height), 1, pixel);
