@@ -3,11 +3,14 @@
 #include "object_manager/context_memory.h"
 #include "object_manager/registry.h"
 #include "object_manager/zelvar_object_manager.h"
+#include "registration/host_call.h"
 #include "registration/zelvar_test_support.h"
 #include "sidechannel_log.h"
 
 #include <atomic>
 #include <new>
+#include <set>
+#include <utility>
 
 using registry::context_ptr;
 
@@ -99,6 +102,29 @@ context_ptr find_context_of_data(const _zelvar_context_data* data)
     return registry::find_retired_context(data);
 }
 
+/// Threads whose context was removed while it was current. Guarded by the process map's lock; the count may
+/// be looked at without it.
+std::set<std::pair<pid_t, tid_t>>& orphaned = *new std::set<std::pair<pid_t, tid_t>>;
+std::atomic<size_t> orphans{0};
+
+/// Such a context goes on living on the host, with pixel store modes and arrays that no model knows any more:
+/// transfers by another one's would pass the ends of their blocks.
+void leave_orphan_on_host(pid_t pid, tid_t tid)
+{
+    using egl = sidechannel_egl_imports;
+    {
+        Autolock process_lock{pid_to_process_data_map_cs};
+        if (!orphaned.contains({pid, tid}))
+            return;
+        registry::forget_orphan(pid, tid);
+    }
+    const auto* host = zelvar_imports_get_egl_ptrs();
+    if (host->eglGetCurrentContext && host->eglGetCurrentDisplay && host->eglMakeCurrent &&
+        host::egl_unchecked<&egl::eglGetCurrentContext>())
+        host::egl_unchecked<&egl::eglMakeCurrent>(host::egl_unchecked<&egl::eglGetCurrentDisplay>(),
+                                                  EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+}
+
 ZELVAR_TSA(no_thread_safety_analysis)
 void leave_context(_zelvar_object_manager_context& context)
 {
@@ -108,10 +134,28 @@ void leave_context(_zelvar_object_manager_context& context)
 }
 } // namespace
 
+void registry::note_orphan(pid_t pid, tid_t tid)
+{
+    try {
+        orphaned.emplace(pid, tid);
+    } catch (const std::bad_alloc&) {
+        LOG_ERROR("Out of memory for a thread whose context has gone.");
+    }
+    orphans.store(orphaned.size(), std::memory_order_release);
+}
+
+void registry::forget_orphan(pid_t pid, tid_t tid)
+{
+    orphaned.erase({pid, tid});
+    orphans.store(orphaned.size(), std::memory_order_release);
+}
+
 _zelvar_context_data* zelvar_object_manager_lock_context_data(pid_t pid, tid_t tid)
 {
     if (zelvar_internal_call_fails(zelvar_internal_lock_context_data))
         return nullptr;
+    if (orphans.load(std::memory_order_acquire)) [[unlikely]]
+        leave_orphan_on_host(pid, tid);
     auto* memory = memory_of_thread;
     if (!memory)
         return lock_what_is_found([=] { return find_context_to_lock(pid, tid); });

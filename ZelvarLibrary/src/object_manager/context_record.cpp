@@ -116,9 +116,11 @@ void registry::_deinit_zelvar_object_manager_context(_zelvar_object_manager_cont
     zelvar_data_model_deinit_zelvar_context_data(&data);
 }
 
-void registry::retire_context(const context_ptr& context)
+void registry::retire_context(pid_t pid, const context_ptr& context)
 {
     note_binding_change();
+    if (context->current)
+        note_orphan(pid, context->bound_thread);
     context->removed = true;
     retired_contexts.push_back(context);
 }

@@ -172,7 +172,7 @@ removal erase_context(pid_t pid, const context_ptr& context, tid_t& bound_thread
     if (find_context(*process, context->target_context) != context)
         return removal::not_there;
     bound_thread = context->bound_thread;
-    registry::retire_context(context);
+    registry::retire_context(pid, context);
     process->contexts.erase(context->target_context);
     return removal::done;
 }
@@ -228,7 +228,7 @@ bool zelvar_object_manager_add_context(pid_t pid, tid_t, EGLContext host_context
         if (!context)
             return false;
         if (replaced)
-            registry::retire_context(replaced);
+            registry::retire_context(pid, replaced);
         process->contexts[target_context] = std::move(context);
     }
     if (replaced)
@@ -252,6 +252,8 @@ bool zelvar_object_manager_bind_context_to_thread(pid_t pid, uint64_t target_con
             return false;
         }
         registry::note_binding_change();
+        if (!created)
+            registry::forget_orphan(pid, tid);
         if (created)
             return bind_created_context(pid, *process, target_context, tid, target_draw, target_read);
         if (target_context == 0)

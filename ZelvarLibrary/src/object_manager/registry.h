@@ -27,7 +27,7 @@ void _deinit_zelvar_object_manager_context(_zelvar_object_manager_context& conte
 
 /// Keeps a record that left the registry alive while somebody may still have it locked. Call under
 /// pid_to_process_data_map_cs.
-void retire_context(const context_ptr& context);
+void retire_context(pid_t pid, const context_ptr& context);
 /// The retired record whose model is at `data`. Call under pid_to_process_data_map_cs.
 context_ptr find_retired_context(const _zelvar_context_data* data);
 /// Forgets a retired record once nobody has it locked any more. Call without the context's section.
@@ -35,6 +35,10 @@ void drop_retired_context(const context_ptr& context);
 
 /// Counts up with every change of what context a thread has. Call under pid_to_process_data_map_cs.
 void note_binding_change();
+/// The thread's context was removed while it was current, which it stays on the host; with the process map's
+/// lock. Over once the thread makes another one current, or locks one.
+void note_orphan(pid_t pid, tid_t tid);
+void forget_orphan(pid_t pid, tid_t tid);
 
 /// From here on a first message makes a worker; off while the library goes down.
 void accept_workers(bool accept);
