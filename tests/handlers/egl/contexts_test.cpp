@@ -239,6 +239,34 @@ TEST_F(egl_context, DestroyedContextsAreForgottenOnceTheyWereCurrent)
     EXPECT_EQ(value_of(destroy), EGL_FALSE);
 }
 
+/// The host would keep it, with modes and arrays that no model knows.
+TEST_F(egl_context, AContextThatIsDestroyedWhileItIsCurrentIsLeftOnTheHost)
+{
+    uint64_t context = *create({EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE}).value;
+    uint64_t other = *create({EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE}).value;
+    const uint64_t surface = create_window_surface(display, config);
+    EGLContext on_host = EGL_NO_CONTEXT;
+    fake_host::hook<&sidechannel_egl_imports::eglMakeCurrent>(
+        [&](EGLDisplay, EGLSurface, EGLSurface, EGLContext now) {
+            on_host = now;
+            return EGL_TRUE;
+        });
+    fake_host::hook<&sidechannel_egl_imports::eglGetCurrentContext>([&] { return on_host; });
+    fake_host::returns<&sidechannel_egl_imports::eglDestroyContext>(EGL_TRUE);
+    const auto current_for_calls = [&] {
+        zelvar_object_manager_unlock_context_data(zelvar_object_manager_lock_context_data(pid, tid));
+        return on_host;
+    };
+    make_current(context, surface);
+    EXPECT_NE(current_for_calls(), EGL_NO_CONTEXT);
+    EXPECT_EQ(value_of(call(in::egl_destroy_context).u64(display).u64(context)), EGL_TRUE);
+    EXPECT_EQ(current_for_calls(), EGL_NO_CONTEXT);
+    make_current(context = *create({EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE}).value, surface);
+    EXPECT_EQ(value_of(call(in::egl_destroy_context).u64(display).u64(context)), EGL_TRUE);
+    make_current(other, surface);
+    EXPECT_NE(current_for_calls(), EGL_NO_CONTEXT) << "what is made current next stays so";
+}
+
 TEST_F(egl_context, ReleasingTheThreadUnbindsItsContext)
 {
     uint64_t context = *create({EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE}).value;
