@@ -106,7 +106,7 @@ VkResult get_formats(VkPhysicalDevice, VkSurfaceKHR surface, uint32_t* count, Vk
     std::vector<VkSurfaceFormatKHR> all;
     for (const VkFormat format : surface_formats)
         all.push_back({format, VK_COLOR_SPACE_SRGB_NONLINEAR_KHR});
-    if (!object_behind<vk_surface>(surface)->window)
+    if (!object_behind<vk_surface>(surface)->window) // each pair the other way round
         for (size_t i = 0; i + 1 < all.size(); i += 2)
             std::swap(all[i], all[i + 1]);
     return list(all, count, formats);

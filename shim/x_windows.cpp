@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -247,7 +248,8 @@ bool x_server::attach_file(int file)
     if (file_segment_)
         shm_.detach(connection_, std::exchange(file_segment_, 0));
     attached_file_ = file;
-    const int given = shares_memory_ && shm_.attach_file && is_on_this_machine() ? dup(file) : -1;
+    const int given =
+        shares_memory_ && shm_.attach_file && is_on_this_machine() ? fcntl(file, F_DUPFD_CLOEXEC, 0) : -1;
     if (given < 0)
         return false;
     const uint32_t segment = xcb_.generate_id(connection_);

@@ -170,15 +170,12 @@ bool library_channel::say_farewell()
 {
     // Nobody else sends or delivers any more.
     _talk.abandon_unanswered_call();
-    _talk.answers_taken();
     bool settled = settle();
-    _talk.answers_taken();
     if (settled && _talk.unfinished_business()) {
         for (std::vector<uint8_t>& farewell : _talk.farewells()) {
             if (_talk.in_call() || send(farewell))
                 break;
             settled = settle() && settled;
-            _talk.answers_taken();
         }
     }
     _channel->close();
@@ -197,6 +194,7 @@ bool library_channel::settle()
         }
         read();
     }
+    _talk.answers_taken(); // by nobody
     return true;
 }
 

@@ -252,10 +252,9 @@ bool zelvar_object_manager_bind_context_to_thread(pid_t pid, uint64_t target_con
             return false;
         }
         registry::note_binding_change();
-        if (!created)
-            registry::forget_orphan(pid, tid);
         if (created)
             return bind_created_context(pid, *process, target_context, tid, target_draw, target_read);
+        registry::forget_orphan(pid, tid);
         if (target_context == 0)
             return unbind_first_context(pid, *process, tid, target_draw, target_read);
         context = make_context_current(*process, target_context, tid, target_draw, target_read);
