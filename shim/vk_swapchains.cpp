@@ -60,7 +60,8 @@ private:
     VkResult finish_frame(uint32_t index, VkResult result);
     static void frame_answered(void* swapchain, uint32_t index, const return_value& answer);
     static void show_and_give_back(void* swapchain, uint32_t index);
-    void show(uint32_t index);
+    static void read(void* swapchain, uint32_t index);
+    bool show(uint32_t index);
     bool blue_first() const
     {
         return format == VK_FORMAT_B8G8R8A8_UNORM || format == VK_FORMAT_B8G8R8A8_SRGB;
@@ -69,8 +70,22 @@ private:
 
     std::mutex lock_;
     std::condition_variable given_back_;
+    std::atomic<int> takers_{0};               // threads in `take`
     std::deque<uint32_t> free_;                // in the order in which they were shown
     std::atomic<VkResult> last_{VK_NOT_READY}; // of the last presentation that was answered
+};
+
+/// Counts a thread for the time of a block.
+class taker
+{
+public:
+    explicit taker(std::atomic<int>& count) : count_{count} { ++count_; }
+    ~taker() { --count_; }
+    taker(const taker&) = delete;
+    taker& operator=(const taker&) = delete;
+
+private:
+    std::atomic<int>& count_;
 };
 
 vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& info)
@@ -82,6 +97,7 @@ vk_swapchain::vk_swapchain(VkDevice its_device, const VkSwapchainCreateInfoKHR& 
 vk_swapchain::~vk_swapchain()
 {
     settle_late_frames();
+    finish_reading_images();
     for (const auto& one : images)
         if (one->image)
             SEND_VK(vk_destroy_image, vkDestroyImage, {}, device, one->image, nullptr);
@@ -132,10 +148,13 @@ VkResult vk_swapchain::make_images(const VkSwapchainCreateInfoKHR& info)
 
 VkResult vk_swapchain::take(uint64_t timeout, uint32_t& index)
 {
+    const taker here{takers_}; // from here on who shows an image waits until it has been read
     std::unique_lock<std::mutex> guard{lock_};
-    if (free_.empty()) {
+    for (void (*const settle)() : {finish_reading_images, settle_late_frames, finish_reading_images}) {
+        if (!free_.empty())
+            break;
         guard.unlock();
-        settle_late_frames();
+        settle();
         guard.lock();
     }
     const auto some = [this] { return !free_.empty(); };
@@ -174,8 +193,13 @@ VkResult vk_swapchain::finish_frame(uint32_t index, VkResult result)
 void vk_swapchain::show_and_give_back(void* swapchain, uint32_t index)
 {
     auto& self = *static_cast<vk_swapchain*>(swapchain);
-    self.show(index);
-    self.give_back(index);
+    if (!self.show(index))
+        self.give_back(index);
+}
+
+void vk_swapchain::read(void* swapchain, uint32_t index)
+{
+    static_cast<vk_swapchain*>(swapchain)->give_back(index);
 }
 
 void vk_swapchain::frame_answered(void* swapchain, uint32_t index, const return_value& answer)
@@ -202,21 +226,24 @@ VkResult vk_swapchain::present(VkQueue queue, const VkPresentInfoKHR& info, uint
     show_arrived_frames(); // the one before this
     if (!result)
         return VK_SUCCESS;
-    if (finish_frame(index, *result) == VK_SUCCESS)
-        show(index);
-    give_back(index);
+    if (finish_frame(index, *result) != VK_SUCCESS || !show(index))
+        give_back(index);
     return *result; // that a window has changed its size shows when the next image is acquired
 }
 
-/// Brings the frame in an image's buffer before the user's eyes.
-void vk_swapchain::show(uint32_t index)
+/// Brings the frame in an image's buffer before the user's eyes. True when the image is given back as soon as
+/// it has been read, and false when it has been.
+bool vk_swapchain::show(uint32_t index)
 {
     const frame_buffer screen = frame_buffer_of_size(&surface, {extent.width, extent.height});
     if (!screen.address)
-        return;
+        return false;
     const native_buffer& buffer = images[index]->buffer;
-    if (show_image(&surface, {buffer.pixels(), screen.size, stride, blue_first()}))
-        return;
+    if (show_image(&surface, {buffer.pixels(), screen.size, stride, blue_first()}, {read, this, index})) {
+        if (takers_)
+            finish_reading_images();
+        return true;
+    }
     auto* to = const_cast<uint8_t*>(screen.address);
     if (stride == extent.width && !blue_first()) {
         std::memcpy(to, buffer.pixels(), screen.length); // which may be a compressed frame
@@ -225,12 +252,13 @@ void vk_swapchain::show(uint32_t index)
     } else {
         const auto pixels = decompress_frame(buffer.pixels(), buffer.size());
         if (!pixels)
-            return;
+            return false;
         take_shown_pixels(pixels.get(), pixels.get());
         if (!compress_frame(pixels.get(), screen.size, to))
-            return;
+            return false;
     }
     frame_swapped(&surface, true);
+    return false;
 }
 
 /// From rows of the images to rows of the frame buffer, which may begin at the same place.

@@ -54,6 +54,18 @@ process_lock& windows_lock = *new process_lock;
 std::map<void*, surface_record>& surfaces = *new std::map<void*, surface_record>;
 window_server* server = nullptr;
 window_size told;
+read_notice being_read; // the image that the server may still look at
+
+/// Before the server does anything else: it looks at one image at a time.
+void finish_reading_locked()
+{
+    if (!being_read.read)
+        return;
+    if (server)
+        server->finish_reading();
+    const read_notice done = std::exchange(being_read, {});
+    done.read(done.owner, done.number);
+}
 
 window_size size_of_window_locked(uint64_t native_window)
 {
@@ -86,8 +98,10 @@ void show_frame(uint64_t native_window, const frame& shown, bool compressed)
     std::unique_ptr<uint8_t[]> pixels;
     if (compressed && !(pixels = decompress_frame(shown.memory.pixels(), shown.size)))
         return;
-    server->show(native_window,
-                 {compressed ? pixels.get() : shown.memory.pixels(), shown.size, shown.size.width});
+    finish_reading_locked();
+    if (server->show(native_window,
+                     {compressed ? pixels.get() : shown.memory.pixels(), shown.size, shown.size.width}))
+        server->finish_reading();
 }
 
 surface_record* find_surface(void* surface)
@@ -295,7 +309,7 @@ void note_told_height(uint32_t height)
     told.height = height;
 }
 
-bool show_image(void* surface, const frame_view& image)
+bool show_image(void* surface, const frame_view& image, const read_notice& read)
 {
     if (!frames_are_only_counted() || frames_are_compressed())
         return false;
@@ -303,14 +317,22 @@ bool show_image(void* surface, const frame_view& image)
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
+        finish_reading_locked();
+        being_read = read;
+        if (!record || !server || !server->show(record->native_window, image))
+            finish_reading_locked();
         if (!record)
             return true;
-        if (server)
-            server->show(record->native_window, image);
         notice = notice_of(record->current());
     }
     announce_frame(notice);
     return true;
+}
+
+void finish_reading_images()
+{
+    const std::lock_guard<process_lock> guard{windows_lock};
+    finish_reading_locked();
 }
 
 void frame_swapped(void* surface, bool swapped)
@@ -352,6 +374,7 @@ void forget_windows()
     surfaces.clear();
     server = nullptr;
     told = {};
+    being_read = {};
 }
 
 } // namespace shim

@@ -26,6 +26,14 @@ struct frame_view
     bool blue_first = false; // B, G, R, A
 };
 
+/// Called once nobody looks at a frame's pixels any more.
+struct read_notice
+{
+    void (*read)(void* owner, uint32_t number) = nullptr;
+    void* owner = nullptr;
+    uint32_t number = 0;
+};
+
 /// A server that knows real windows. Calls may come from any thread, one at a time.
 class window_server
 {
@@ -35,7 +43,10 @@ public:
     /// The window's size; false when there is no such window.
     virtual bool size_of(uint64_t window, window_size& size) = 0;
 
-    virtual void show(uint64_t window, const frame_view& frame) = 0;
+    /// Shows a frame. True while its pixels are still being looked at: until `finish_reading`, or the next
+    /// frame.
+    virtual bool show(uint64_t window, const frame_view& frame) = 0;
+    virtual void finish_reading() {}
 
     /// The visual that windows of an application should be made with; 0 when unknown.
     virtual uint32_t visual() = 0;
@@ -110,8 +121,12 @@ void note_told_height(uint32_t height);
 void frame_swapped(void* surface, bool swapped);
 
 /// The same for a frame that isn't in the surface's frame buffer yet, where nobody would look for it there.
-/// Otherwise false, and nothing is done.
-bool show_image(void* surface, const frame_view& image);
+/// Otherwise false, and nothing is done. `notice` may come at once, or when another frame is shown, or from
+/// `finish_reading_images`; with the lock of the windows held.
+bool show_image(void* surface, const frame_view& image, const read_notice& notice);
+
+/// Waits until no image is being read. Any thread.
+void finish_reading_images();
 
 /// Whether a swap of this surface can be taken for granted, since the one before it went well.
 bool swap_will_succeed(void* surface);

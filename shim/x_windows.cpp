@@ -135,7 +135,8 @@ class x_server final : public window_server
 public:
     bool open(const char* name);
     bool size_of(uint64_t window, window_size& size) override;
-    void show(uint64_t window, const frame_view& frame) override;
+    bool show(uint64_t window, const frame_view& frame) override;
+    void finish_reading() override { wait_for_put(); }
     uint32_t visual() override { return visual_; }
     /// Asks the server something and waits for the answer; false when the connection is broken.
     bool answers();
@@ -161,6 +162,7 @@ private:
     void put_in_pieces(xcb_window_t window, const canvas& to, const frame_view& frame);
     void take_events();
     void forget(xcb_window_t window);
+    void note_put();
     void wait_for_put();
 
     xcb_functions xcb_;
@@ -271,7 +273,7 @@ bool x_server::show_in_place(xcb_window_t window, const canvas& to, const frame_
     shm_.put_image(connection_, window, to.context, static_cast<uint16_t>(frame.stride), height, 0, 0, width,
                    height, 0, 0, to.depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, file_segment_,
                    static_cast<uint32_t>(place.offset));
-    own(xcb_.get_input_focus_reply(connection_, xcb_.get_input_focus(connection_), nullptr));
+    note_put();
     return true;
 }
 
@@ -346,21 +348,21 @@ void x_server::put_in_pieces(xcb_window_t window, const canvas& to, const frame_
                  static_cast<uint32_t>(std::min<uint64_t>(most, frame.size.height - y)));
 }
 
-void x_server::show(uint64_t window, const frame_view& frame)
+bool x_server::show(uint64_t window, const frame_view& frame)
 {
     const auto found = canvases_.find(window);
     const window_size size = frame.size;
     if (found == canvases_.end() || size.width == 0 || size.height == 0)
-        return;
+        return false;
     const canvas& to = found->second;
     if (to.depth != 24 && to.depth != 32) {
         SHIM_SAY_ONCE(gate::error, "A window of %u bits can't show frames; 24 and 32 can.", to.depth);
-        return;
+        return false;
     }
     // An application can't run ahead of the server by more than a frame.
     wait_for_put();
     if (show_in_place(static_cast<xcb_window_t>(window), to, frame))
-        return;
+        return true;
     const size_t row_bytes = size_t{size.width} * 4;
     if (uint8_t* shared = shared_memory(row_bytes * size.height)) {
         for (uint32_t y = 0; y < size.height; ++y)
@@ -372,6 +374,12 @@ void x_server::show(uint64_t window, const frame_view& frame)
     } else {
         put_in_pieces(static_cast<xcb_window_t>(window), to, frame);
     }
+    note_put();
+    return false;
+}
+
+void x_server::note_put()
+{
     put_ = xcb_.get_input_focus(connection_);
     put_under_way_ = true;
     xcb_.flush(connection_);

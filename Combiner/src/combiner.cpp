@@ -46,11 +46,17 @@ private:
 
 /// Bytes of an image, false beyond 4 GiB: the model's operations count in 32 bits, and no frame is that
 /// large.
-bool image_size(uint32_t columns, uint32_t rows, uint32_t bytes_per_pixel, uint64_t* size)
+bool count_image_bytes(uint32_t columns, uint32_t rows, uint32_t bytes_per_pixel, uint64_t* size)
 {
     *size = uint64_t{columns} * rows;
-    if (!__builtin_mul_overflow(*size, bytes_per_pixel, size) &&
-        *size <= std::numeric_limits<uint32_t>::max())
+    return !__builtin_mul_overflow(*size, bytes_per_pixel, size) &&
+           *size <= std::numeric_limits<uint32_t>::max();
+}
+
+/// The same, with a line where it is too large.
+bool image_size(uint32_t columns, uint32_t rows, uint32_t bytes_per_pixel, uint64_t* size)
+{
+    if (count_image_bytes(columns, rows, bytes_per_pixel, size))
         return true;
     LOG_ERROR("A frame of %ux%u with %u bytes per pixel is too large to deliver.", columns, rows,
               bytes_per_pixel);
@@ -366,13 +372,28 @@ void write_changed_words(pid_t pid, const buffer_info& info, _inter_frame_data& 
     std::swap(frame.current_size, frame.previous_size);
 }
 
-} // namespace
+/// Where a frame goes. Asked once for each, as asking notes the frame buffer, and settings change at any
+/// time.
+struct frame_road
+{
+    bool encoded; // replaced by its compressed form, and written
+    bool kept;    // aside, for the native buffer cache
+};
 
-void combiner(pid_t pid, tid_t tid, buffer_info* info, _inter_frame_data* frame, bool reset)
+frame_road road_of(pid_t pid, const buffer_info& info)
+{
+    frame_road road{};
+    road.encoded = wants_encoding(pid, info) && is_known_pixel_size(bytes_per_pixel_of(info));
+    road.kept = !road.encoded && setting(zelvar_only_settings.cacheAndroidNativeBuffer) &&
+                !_zelvar_is_framebuffer_size(info.width, info.height);
+    return road;
+}
+
+/// False when there is no frame.
+bool begin_frame(const buffer_info* info, _inter_frame_data* frame, bool reset)
 {
     const uint32_t bytes_per_pixel = bytes_per_pixel_of(*info);
-    const bool known_pixel_size = is_known_pixel_size(bytes_per_pixel);
-    if (!known_pixel_size)
+    if (!is_known_pixel_size(bytes_per_pixel))
         report_unknown_pixel_size(*info, bytes_per_pixel);
     if (reset || frame->framebuffer_address != info->buffer) {
         LOG_DEBUG("Reset Frame Buffers.");
@@ -381,25 +402,66 @@ void combiner(pid_t pid, tid_t tid, buffer_info* info, _inter_frame_data* frame,
     }
     if (!frame->pCurrentFrame) {
         LOG_FATAL("combiner(): inter_frame_data->pCurrentFrame shouldn't be NULL.");
-        return;
+        return false;
     }
-    const bool encoded = wants_encoding(pid, *info) && known_pixel_size;
+    return true;
+}
+
+void carry_frame(pid_t pid, tid_t tid, const buffer_info* info, _inter_frame_data* frame,
+                 const frame_road& road)
+{
+    const uint32_t bytes_per_pixel = bytes_per_pixel_of(*info);
     if (frame->reversed && !flip(*frame, info->width, info->height, info->stride, bytes_per_pixel))
         return;
     stamp_numbers(*info, *frame, bytes_per_pixel);
     // A frame that failed to encode goes on as an encoded one: whole, and as long as the frame buffer.
-    if (encoded)
+    if (road.encoded)
         encode_current_frame(pid, tid, *info, bytes_per_pixel, *frame);
 
-    if (!encoded && setting(zelvar_only_settings.cacheAndroidNativeBuffer) &&
-        !_zelvar_is_framebuffer_size(info->width, info->height)) {
+    if (road.kept) {
         keep_current_frame(*info, *frame);
-    } else if (frame->previous_frame && !encoded) {
+    } else if (frame->previous_frame && !road.encoded) {
         write_changed_words(pid, *info, *frame);
     } else if (uint64_t size = info->frameBufferLength;
-               encoded || image_size(info->stride, info->height, bytes_per_pixel, &size)) {
+               road.encoded || image_size(info->stride, info->height, bytes_per_pixel, &size)) {
         write_whole_frame(pid, *info, size, *frame);
     }
+}
+
+/// Whether the pixels of a whole frame are only looked at and stamped on their way, in a block of this size.
+bool is_only_written(const buffer_info& info, uint64_t block_size, const frame_road& road)
+{
+    uint64_t needed = 0;
+    return !road.encoded && !road.kept &&
+           count_image_bytes(info.stride, info.height, bytes_per_pixel_of(info), &needed) &&
+           needed <= block_size;
+}
+
+} // namespace
+
+void combiner(pid_t pid, tid_t tid, buffer_info* info, _inter_frame_data* frame, bool reset)
+{
+    if (begin_frame(info, frame, reset))
+        carry_frame(pid, tid, info, frame, road_of(pid, *info));
+}
+
+bool combiner_of_lent_frame(pid_t pid, tid_t tid, buffer_info* info, uint8_t* pixels, uint64_t size)
+{
+    const frame_road road = road_of(pid, *info);
+    const bool lent = is_only_written(*info, size, road);
+    _inter_frame_data frame;
+    frame.current_size = size;
+    frame.pCurrentFrame = lent ? pixels : static_cast<uint8_t*>(std::malloc(std::max<uint64_t>(size, 1)));
+    if (!frame.pCurrentFrame)
+        return false;
+    if (!lent)
+        std::memcpy(frame.pCurrentFrame, pixels, size);
+    if (begin_frame(info, &frame, true))
+        carry_frame(pid, tid, info, &frame, road);
+    if (lent)
+        frame.pCurrentFrame = frame.previous_frame = nullptr;
+    release_inter_frame_data(&frame);
+    return true;
 }
 
 void release_inter_frame_data(_inter_frame_data* frame)

@@ -35,6 +35,10 @@ struct _inter_frame_data
 /// Delivers one frame into target memory. Runs on the swapping worker with the context locked; takes the
 /// channel lock for the write. `reset` forgets the previous frame.
 void combiner(pid_t pid, tid_t tid, buffer_info* info, _inter_frame_data* frame, bool reset);
+/// The same for a whole frame whose block isn't from malloc and stays the caller's, as a driver's mapping. It
+/// is delivered without a copy where nothing replaces it or keeps it; stamps are drawn into it. False when
+/// there is no memory for the copy, and nothing was done.
+bool combiner_of_lent_frame(pid_t pid, tid_t tid, buffer_info* info, uint8_t* pixels, uint64_t size);
 /// Frees both frames and clears the record.
 void release_inter_frame_data(_inter_frame_data* frame);
 /// Turns bottom-up rows of `width` into top-down rows of `stride` pixels. Row sizes are rounded down to whole

@@ -16,6 +16,7 @@ uint32_t fake_surroundings::write(uint64_t address, const void* source, uint32_t
     EXPECT_EQ(locked, 1);
     const auto* from = static_cast<const uint8_t*>(source);
     writes.push_back({address, bytes(from, from + length)});
+    written_from = source;
     return take_one_byte_less ? length - 1 : length;
 }
 

@@ -33,6 +33,7 @@ struct fake_surroundings : scModelInterface
     int locked = 0; // guarded by channel_lock
     bool take_one_byte_less = false;
     std::vector<model_write> writes;
+    const void* written_from = nullptr; // the last one
     std::string process_name = "app";
     std::set<uint64_t> seen_frame_buffers;
     bytes attributes; // what stands at the attributes' address

@@ -212,6 +212,27 @@ TEST_F(combining, CacheKeepsFramesThatAreNotTheScreen)
     release_inter_frame_data(&frame);
 }
 
+TEST_F(combining, LentFrameIsCopiedOnlyWhereItWouldBeReplacedOrKept)
+{
+    buffer_info info = frame_buffer(2, 1, 32, 2);
+    bytes lent = counted(12);
+    EXPECT_TRUE(combiner_of_lent_frame(3, 4, &info, lent.data(), lent.size()));
+    EXPECT_EQ(around->writes, (std::vector<model_write>{{info.buffer, counted(8)}}));
+    EXPECT_EQ(around->written_from, lent.data());
+
+    EXPECT_TRUE(combiner_of_lent_frame(3, 4, &info, lent.data(), 6));
+    EXPECT_EQ(around->writes.back().data, (bytes{0, 1, 2, 3, 4, 5, 0, 0})) << "not what stands behind it";
+
+    zelvar_only_settings.cacheAndroidNativeBuffer = true;
+    EXPECT_TRUE(combiner_of_lent_frame(3, 4, &info, lent.data(), 8));
+    EXPECT_EQ(around->writes.size(), 2u);
+    ASSERT_EQ(andorid_native_buffer_data_map.size(), 1u);
+    const kept_frame& kept = andorid_native_buffer_data_map.at({2, 1, 32});
+    EXPECT_NE(kept.pixels, lent.data());
+    EXPECT_EQ(content_of(kept.pixels, kept.size), counted(8));
+    EXPECT_EQ(lent, counted(12));
+}
+
 TEST_F(combining, FramesOfManyWorkersArriveWhole)
 {
     zelvar_only_settings.showFPS = true;

@@ -187,6 +187,22 @@ TEST_F(encoded_frames, DummyDriverGetsItsFirstFrameRaw)
     EXPECT_TRUE(around->seen_frame_buffers.empty()) << "an uncompressed buffer isn't asked about";
 }
 
+TEST_F(encoded_frames, LentFrameGoesThroughTheCodecAsACopy)
+{
+    bytes lent = counted(16);
+    EXPECT_TRUE(combiner_of_lent_frame(3, 4, &info, lent.data(), lent.size()));
+    EXPECT_EQ(around->writes, (std::vector<model_write>{{info.buffer, bytes(40, 0xec)}}));
+    EXPECT_EQ(lent, counted(16));
+
+    zelvar_only_settings.tpakForTRV = false;
+    zelvar_settings.callOnTargetAPI = TARGET_GPU_DUMMY;
+    info.format = uint64_t{1} << 32;
+    for (bool compressed : {false, true}) {
+        EXPECT_TRUE(combiner_of_lent_frame(3, 4, &info, lent.data(), lent.size()));
+        EXPECT_EQ(around->writes.back().data.size(), compressed ? 40u : 16u) << "each frame counts once";
+    }
+}
+
 TEST_F(encoded_frames, DecodingInPlaceDeliversPlainPixels)
 {
     zelvar_only_settings.tpakDecodeInPlace = true;

@@ -15,7 +15,7 @@ class visual_server : public shim::window_server
 {
 public:
     bool size_of(uint64_t, shim::window_size&) override { return false; }
-    void show(uint64_t, const shim::frame_view&) override {}
+    bool show(uint64_t, const shim::frame_view&) override { return false; }
     uint32_t visual() override { return 0x21; }
 };
 

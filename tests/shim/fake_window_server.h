@@ -22,11 +22,12 @@ public:
         out = size;
         return window == 77;
     }
-    void show(uint64_t, const shim::frame_view& frame) override
+    bool show(uint64_t, const shim::frame_view& frame) override
     {
         ++shown;
         last = frame;
         last_pixels.assign(frame.pixels, frame.pixels + size_t{frame.stride} * frame.size.height * 4);
+        return false;
     }
     uint32_t visual() override { return 0x21; }
 };

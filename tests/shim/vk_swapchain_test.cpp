@@ -5,6 +5,9 @@
 #include "shim/late_frames.h"
 #include "shim/windows.h"
 
+#include <chrono>
+#include <thread>
+
 using namespace shim_test;
 
 namespace {
@@ -28,18 +31,22 @@ public:
         to = size;
         return true;
     }
-    void show(uint64_t window, const shim::frame_view& frame) override
+    bool show(uint64_t window, const shim::frame_view& frame) override
     {
         shown_window = window;
         shown_stride = frame.stride;
         shown.assign(frame.pixels, frame.pixels + size_t{4} * frame.size.width * frame.size.height);
+        return reads_on;
     }
+    void finish_reading() override { ++finished; }
     uint32_t visual() override { return 0; }
 
     shim::window_size size{4, 2};
     uint64_t shown_window = 0;
     uint32_t shown_stride = 0; // pixels
     std::vector<uint8_t> shown;
+    bool reads_on = false; // as a server does that takes frames in place
+    int finished = 0;
 };
 
 class swapchains : public vk_test
@@ -346,20 +353,66 @@ TEST_F(late_swapchains, end_behind_their_frames)
     EXPECT_EQ(device->frames, 2);
 }
 
-TEST_F(swapchains, windows_tell_their_size_and_outgrow_their_swapchains)
+class swapchains_of_windows : public swapchains
 {
-    static fake_windows only; // a window server is for good
-    fake_windows* windows = &only;
-    shim::use_window_server(windows);
-    auto info = typed<VkXcbLikeInfo>(VK_STRUCTURE_TYPE_XCB_SURFACE_CREATE_INFO_KHR);
-    info.window = 77;
+protected:
+    void SetUp() override
+    {
+        swapchains::SetUp();
+        static fake_windows only; // a window server is for good
+        windows = &only;
+        *windows = {};
+        shim::use_window_server(windows);
+        auto info = typed<VkXcbLikeInfo>(VK_STRUCTURE_TYPE_XCB_SURFACE_CREATE_INFO_KHR);
+        info.window = 77;
+        const auto create =
+            reinterpret_cast<VkResult (*)(VkInstance, const void*, const void*, VkSurfaceKHR*)>(
+                target_vk_icdGetInstanceProcAddr(nullptr, "vkCreateXcbSurfaceKHR"));
+        capture();
+        ASSERT_EQ(create(instance, &info, nullptr, &surface), VK_SUCCESS);
+        surfaces.push_back(surface);
+        captured(); // without an X server there is something to say
+    }
+
+    fake_windows* windows = nullptr;
     VkSurfaceKHR surface{};
-    const auto create = reinterpret_cast<VkResult (*)(VkInstance, const void*, const void*, VkSurfaceKHR*)>(
-        target_vk_icdGetInstanceProcAddr(nullptr, "vkCreateXcbSurfaceKHR"));
-    capture();
-    ASSERT_EQ(create(instance, &info, nullptr, &surface), VK_SUCCESS);
-    surfaces.push_back(surface);
-    captured(); // without an X server there is something to say
+};
+
+TEST_F(swapchains_of_windows, give_an_image_back_when_the_server_has_read_it)
+{
+    device->counts_frames = true;
+    windows->reads_on = true;
+    const VkSwapchainKHR chain = make_swapchain(surface);
+    uint32_t first = 9, second = 9, next = 9;
+    ASSERT_EQ(acquire(chain, first), VK_SUCCESS);
+    ASSERT_EQ(present(chain, first), VK_SUCCESS);
+    EXPECT_EQ(windows->finished, 0) << "nobody needs the image yet";
+    ASSERT_EQ(acquire(chain, second), VK_SUCCESS);
+    EXPECT_EQ(windows->finished, 0);
+    ASSERT_EQ(present(chain, second), VK_SUCCESS);
+    EXPECT_EQ(windows->finished, 1) << "one image at a time";
+    ASSERT_EQ(acquire(chain, next), VK_SUCCESS);
+    EXPECT_EQ(next, first);
+    EXPECT_EQ(windows->finished, 1);
+    ASSERT_EQ(acquire(chain, next), VK_SUCCESS);
+    EXPECT_EQ(next, second);
+    EXPECT_EQ(windows->finished, 2) << "there is no other";
+    EXPECT_EQ(acquire(chain, next), VK_NOT_READY);
+
+    std::thread waits{[&] { EXPECT_EQ(acquire(chain, next, {}, UINT64_MAX), VK_SUCCESS); }};
+    std::this_thread::sleep_for(std::chrono::milliseconds{20});
+    EXPECT_EQ(present(chain, first), VK_SUCCESS);
+    waits.join();
+    EXPECT_EQ(next, first) << "a thread that waits gets the image";
+    ASSERT_EQ(present(chain, first), VK_SUCCESS);
+    const int before = windows->finished;
+    VK(vkDestroySwapchainKHR)(vulkan, chain, nullptr);
+    chains.clear();
+    EXPECT_EQ(windows->finished, before + 1) << "its memory goes";
+}
+
+TEST_F(swapchains_of_windows, tell_their_size_and_outgrow_their_swapchains)
+{
     VkSurfaceCapabilitiesKHR can{};
     VK(vkGetPhysicalDeviceSurfaceCapabilitiesKHR)(physical_device, surface, &can);
     EXPECT_EQ(can.currentExtent.width, 4u);

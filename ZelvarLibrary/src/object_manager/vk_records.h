@@ -3,6 +3,7 @@
 // handle is only ever a key: it is never dereferenced, and a host's handle never goes to the target.
 
 #include "object_manager/vk_number_set.h"
+#include "pixels/discard_area.h"
 #include "sidechannel_primitives.h"
 #include "wire/api.h"
 #include "zelvar_types.h"
@@ -339,6 +340,7 @@ struct _zelvar_object_manager_data_vk_device
     VkCommandPool swapchain_command_pool = VK_NULL_HANDLE;
     VkCommandBuffer swapchain_command_buffer = VK_NULL_HANDLE; // made on first use
     std::map<VkExtent3D, vk_linear_image, vk_extent_less> linear_images;
+    discard_area discarded; // of the target's frame buffers
 #define ZELVAR_VK_OBJECT(type, handle, word, data) vk_map_of<handle> type;
 #include "object_manager/vk_objects.inc"
 #undef ZELVAR_VK_OBJECT

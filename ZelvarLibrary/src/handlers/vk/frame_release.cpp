@@ -9,8 +9,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -115,14 +113,6 @@ bool copy_on_host(vk_handler& call, vk_device_record* data, VkQueue queue, const
     return fail(call, done);
 }
 
-/// Fills `frame`, 4 bytes a pixel. What a smaller image doesn't hold is 0.
-void copy_pixels(const vk_linear_image& linear, uint8_t* frame, uint64_t size)
-{
-    const uint64_t held = std::min<uint64_t>(size, linear.size - linear.offset);
-    std::memcpy(frame, linear.pixels, held);
-    std::memset(frame + held, 0, size - held);
-}
-
 void report_other_size(uint64_t host_size, uint32_t target_size)
 {
     static std::atomic<bool> said{false};
@@ -132,29 +122,33 @@ void report_other_size(uint64_t host_size, uint32_t target_size)
                  static_cast<int>(host_size), static_cast<int>(target_size));
 }
 
-/// Reads the target's buffer, which keeps the target's mapping in step. What is read gives way to the frame,
-/// whose memory serves for both.
-void touch(const vk_handler& call, const wire::winsys_buffer_vk_data_descriptor& buffer, uint8_t* frame,
-           uint64_t frame_size)
+/// Reads the target's buffer, which keeps the target's mapping in step.
+void touch(const vk_handler& call, vk_device_record* data,
+           const wire::winsys_buffer_vk_data_descriptor& buffer, uint64_t frame_size)
 {
-    if (const auto size = static_cast<uint32_t>(std::min<uint64_t>(buffer.length, frame_size)))
+    const auto size = static_cast<uint32_t>(std::min<uint64_t>(buffer.length, frame_size));
+    if (void* nowhere = size ? data->discarded.room(size) : nullptr)
         zelvar_shim_dispatch_read_from_shim_address_space(call.pid, call.tid, size,
-                                                          target_ptr{buffer.framebuffer}, frame);
+                                                          target_ptr{buffer.framebuffer}, nowhere);
 }
 
-bool deliver(vk_handler& call, const vk_image_data& image, const vk_linear_image& linear)
+/// What a smaller image doesn't hold is 0 in the target.
+bool combine(const vk_handler& call, buffer_info* info, const vk_linear_image& linear, uint64_t frame_size)
+{
+    const uint64_t held = std::min<uint64_t>(frame_size, linear.size - linear.offset);
+    return combiner_of_lent_frame(call.pid, call.tid, info, linear.pixels, held);
+}
+
+bool deliver(vk_handler& call, vk_device_record* data, const vk_image_data& image,
+             const vk_linear_image& linear)
 {
     wire::winsys_buffer_vk_data_descriptor buffer{};
     zelvar_shim_dispatch_winsys_map_buffer_object_vk(call.pid, call.tid, image.native_buffer.handle, &buffer);
     report_other_size(linear.size, buffer.length);
     const VkExtent3D& extent = image.create_info.extent;
     const uint64_t size = uint64_t{extent.width} * extent.height * 4;
-    _inter_frame_data frame{};
-    // The combiner owns the frame that it is given and may replace it, so it gets a copy.
-    frame.pCurrentFrame = static_cast<uint8_t*>(std::malloc(size));
-    frame.current_size = size;
-    const bool whole = frame.pCurrentFrame && buffer.framebuffer;
-    if (whole) {
+    bool whole = false;
+    if (buffer.framebuffer) {
         buffer_info info;
         info.buffer = buffer.framebuffer;
         info.format = buffer.format;
@@ -163,11 +157,9 @@ bool deliver(vk_handler& call, const vk_image_data& image, const vk_linear_image
         info.bits_per_pixel = 32;
         info.width = info.stride = extent.width;
         info.height = extent.height;
-        touch(call, buffer, frame.pCurrentFrame, size);
-        copy_pixels(linear, frame.pCurrentFrame, size);
-        combiner(call.pid, call.tid, &info, &frame, true);
+        touch(call, data, buffer, size);
+        whole = combine(call, &info, linear, size);
     }
-    release_inter_frame_data(&frame);
     if (buffer.mapped) {
         uint32_t unmapped = 0;
         zelvar_shim_dispatch_winsys_unmap_buffer_object(call.pid, call.tid, target_ptr{buffer.framebuffer},
@@ -204,5 +196,5 @@ void vk_vkQueueSignalReleaseImageANDROID(pid_t pid, tid_t tid, VkQueue queue, ui
     vk_linear_image* linear =
         have_command_buffer(call, data) ? vk_linear_image_for(call, data, *entry, &fresh) : nullptr;
     if (linear && copy_on_host(call, data, host, *entry, *linear, fresh))
-        call.result = deliver(call, *entry, *linear) ? VK_SUCCESS : VK_ERROR_OUT_OF_HOST_MEMORY;
+        call.result = deliver(call, data, *entry, *linear) ? VK_SUCCESS : VK_ERROR_OUT_OF_HOST_MEMORY;
 }
