@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Times scenes of glmark2-es2 three ways: scripts/bench --applications [--duration SECONDS] [--size WxH] [--scene SCENE]...
 
-Straight on the host's driver, as a target of zelvar-sim, and through virgl, each scene three ways in turn so that a
-machine that slows down slows all of them. A scene fails when it is below 0.85 of the direct score, or not ahead of
+Straight on the host's driver, as a target of zelvar-sim, and through virgl, each scene three ways by turns so that a
+machine that slows down slows all of them; the median of each way counts. A scene fails when it is below 0.85 of the direct score, or not ahead of
 virgl's. Exit status 1 when one fails.
 
-    --duration S   seconds for each scene and way (default 5)
+    --duration S   seconds for each scene, way and turn (default 2)
+    --turns N      default 3
     --size WxH     may be repeated (default 320x240 and 800x600)
     --scene S      as glmark2-es2 -b takes it, may be repeated (default: those of glmark2-es2)
     --set SETTING  more settings of the library
@@ -15,6 +16,7 @@ virgl's. Exit status 1 when one fails.
 import argparse
 import contextlib
 import pathlib
+import statistics
 import sys
 
 import real_applications as real
@@ -68,8 +70,11 @@ def bench_size(size, options, folder, virgl):
     with XDisplay(*map(int, size.split("x"))) as display:
         environment = {"DISPLAY": display.name}
         for scene in options.scene or default_scenes:
-            direct, ours = (score(scene, size, options.duration, environment, folder, way) for way in ((), front))
-            others = score(scene, size, options.duration, {**environment, **virgl}, folder) if virgl else None
+            ways = [(environment, ()), (environment, front)] + ([({**environment, **virgl}, ())] if virgl else [])
+            turns = [[score(scene, size, options.duration, where, folder, way) for where, way in ways]
+                     for _ in range(options.turns)]
+            direct, ours, *rest = map(statistics.median, zip(*turns))
+            others = rest[0] if rest else None
             rows.append((real.short(scene), f"{direct:.0f}", f"{ours:.0f}", ratio(ours, direct),
                          "-" if others is None else f"{others:.0f}", "-" if others is None else ratio(others, direct),
                          verdict(direct, ours, others)))
@@ -84,7 +89,8 @@ def bench_size(size, options, folder, virgl):
 def main():
     parser = argparse.ArgumentParser(usage=__doc__)
     parser.add_argument("--build", type=pathlib.Path, default=pathlib.Path(__file__).parent.parent / "build")
-    parser.add_argument("--duration", type=float, default=5)
+    parser.add_argument("--duration", type=float, default=2)
+    parser.add_argument("--turns", type=int, default=3)
     parser.add_argument("--size", action="append")
     parser.add_argument("--scene", action="append")
     parser.add_argument("--set", action="append", default=[])

@@ -10,6 +10,11 @@ import time
 import zlib
 
 
+# Left to itself, the server's heap may give the memory of each large picture back to the kernel and fetch it anew:
+# applications that send pictures are then several times slower, from one run of the server to the next.
+steady_heap = {"MALLOC_MMAP_THRESHOLD_": "1000000000", "MALLOC_TRIM_THRESHOLD_": "1000000000"}
+
+
 class XDisplay:
     """Xvfb on a free display number; a context manager. `name` is what DISPLAY wants."""
 
@@ -25,7 +30,8 @@ class XDisplay:
         number, ready = os.pipe()
         command = ["Xvfb", "-displayfd", str(ready), "-screen", "0", f"{self.width}x{self.height}x24",
                    "-fbdir", folder, "-nolisten", "tcp"]
-        server = subprocess.Popen(command, pass_fds=[ready], stderr=subprocess.DEVNULL)
+        server = subprocess.Popen(command, pass_fds=[ready], stderr=subprocess.DEVNULL,
+                                  env={**os.environ, **steady_heap})
         self.stack.callback(server.wait)
         self.stack.callback(server.terminate)
         os.close(ready)
