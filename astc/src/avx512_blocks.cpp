@@ -2,6 +2,7 @@
 // little but the number of texels decides how long a block takes.
 
 #include "avx512_endpoints.h"
+#include "avx512_partitions.h"
 #include "avx512_sequence.h"
 #include "avx512_tables.h"
 #include "avx512_texels.h"

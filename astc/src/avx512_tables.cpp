@@ -3,7 +3,6 @@
 #include "block_mode.h"
 #include "infill.h"
 #include "integer_sequence.h"
-#include "partition.h"
 #include "void_extent.h"
 
 #include <algorithm>
@@ -229,21 +228,6 @@ void add_infill(block_tables& tables, unsigned grid)
             }
         }
     tables.infills[grid] = groups;
-}
-
-void add_partitions(block_tables& tables, unsigned count, unsigned seed)
-{
-    const block_geometry& block = tables.block;
-    const partition_planes planes = partition_planes_of(seed, count, block.width * block.height < 31);
-    const unsigned index = (count - 2) * 1024 + seed;
-    uint32_t* groups = tables.partitions + size_t{index} * block.groups;
-    std::fill_n(groups, block.groups, 0);
-    for (unsigned y = 0; y < block.height; ++y)
-        for (unsigned x = 0; x < block.width; ++x) {
-            const unsigned lane = y % block.rows * block.lanes + x;
-            groups[y / block.rows] |= uint32_t{planes.highest(x, y)} << (2 * lane);
-        }
-    tables.has_partitions[index] = 1;
 }
 
 uint32_t colour_of_whole(const uint8_t* block)

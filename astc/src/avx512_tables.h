@@ -98,7 +98,6 @@ inline constexpr unsigned one_partition = 3 * 1024;
 void set_up(block_tables& tables, uint32_t block_width, uint32_t block_height);
 void clean_up(block_tables& tables);
 void add_infill(block_tables& tables, unsigned grid);
-void add_partitions(block_tables& tables, unsigned count, unsigned seed);
 /// Of a block whose mode is illegal for blocks with weights; R is the lowest byte.
 uint32_t colour_of_whole(const uint8_t* block);
 
