@@ -170,6 +170,7 @@ double seconds_of(const test_image& test, std::vector<worker*> workers)
         own.end = clock_type::now();
     };
     std::vector<std::thread> threads;
+    threads.reserve(workers.size());
     for (worker* each : workers)
         threads.emplace_back(work, std::ref(*each));
     for (auto& thread : threads)

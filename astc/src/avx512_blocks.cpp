@@ -23,15 +23,16 @@ inline uint32_t bits_at(uint128 bits, unsigned position, unsigned count)
 /// What depends on the number of partitions, by that number less one.
 struct partition_rule
 {
-    uint8_t modes_at;     // where the endpoint modes stand
-    uint8_t mode_bits;    // how many bits they take there,
-    uint8_t further_bits; // and how many below the weights if they aren't all the same
+    uint8_t modes_at;     // where the selector of endpoint modes and the modes stand
+    uint8_t modes_mask;   // which bits there count: one partition has no selector, as if all were the same
+    uint8_t further_bits; // how many bits of modes stand below the weights if they aren't all the same
     uint8_t colours_at;   // where endpoint values start
     uint32_t present;     // a byte for each partition
 };
-// One partition has no selector in the lowest two bits of its mode: as if all were the same.
-constexpr partition_rule partition_rules[4] = {
-    {11, 6, 0, 17, 0xff}, {23, 6, 2, 29, 0xffff}, {23, 6, 5, 29, 0xffffff}, {23, 6, 8, 29, 0xffffffff}};
+constexpr partition_rule partition_rules[4] = {{11, 0x3c, 0, 17, 0xff},
+                                               {23, 0x3f, 2, 29, 0xffff},
+                                               {23, 0x3f, 5, 29, 0xffffff},
+                                               {23, 0x3f, 8, 29, 0xffffffff}};
 
 /// A byte for each partition.
 struct endpoint_modes
@@ -43,9 +44,7 @@ struct endpoint_modes
 inline endpoint_modes endpoint_modes_of(uint128 bits, unsigned partitions, unsigned below)
 {
     const partition_rule& rule = partition_rules[partitions - 1];
-    uint64_t packed = bits_at(bits, rule.modes_at, 6);
-    if (partitions == 1)
-        packed &= 0x3c;
+    uint64_t packed = bits_at(bits, rule.modes_at, 6) & rule.modes_mask;
     const uint32_t selector = packed & 3;
     const unsigned further = selector ? rule.further_bits : 0;
     below -= further;
@@ -100,10 +99,10 @@ void decode_row_of(block_tables& tables, const uint8_t* blocks, uint32_t width, 
                    uint8_t* rgba, size_t row_bytes)
 {
     const uint32_t block_width = tables.block.width;
-    rectangle to{rgba, row_bytes, height, 0};
-    for (uint32_t x = 0; x < width; x += block_width, blocks += 16, to.rgba += size_t{block_width} * 4) {
+    for (uint32_t x = 0; x < width; x += block_width, blocks += 16) {
         const uint32_t columns = width - x < block_width ? width - x : block_width;
-        to.columns = static_cast<__mmask16>((1U << columns) - 1);
+        const rectangle to{rgba + size_t{x} * 4, row_bytes, height,
+                           static_cast<__mmask16>((1U << columns) - 1)};
         block_parts block;
         if (!parse(tables, blocks, block))
             write_colour<lanes>(colour_of_whole(blocks), to);
