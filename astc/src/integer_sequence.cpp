@@ -8,7 +8,6 @@ constexpr unsigned bit(unsigned value, unsigned index)
     return value >> index & 1;
 }
 
-/// Five trits of a packed byte, two bits each.
 constexpr uint16_t unpack_trits(unsigned packed)
 {
     unsigned t[5] = {};
@@ -39,7 +38,6 @@ constexpr uint16_t unpack_trits(unsigned packed)
     return static_cast<uint16_t>(t[0] | t[1] << 2 | t[2] << 4 | t[3] << 6 | t[4] << 8);
 }
 
-/// Three quints of seven packed bits, three bits each.
 constexpr uint16_t unpack_quints(unsigned packed)
 {
     unsigned q[3] = {};
@@ -202,6 +200,26 @@ void decode(uint128 stream, const quant_method& method, unsigned count, const va
             out[i] = table[static_cast<uint8_t>(stream) & ((1U << method.bits) - 1)];
 }
 } // namespace
+
+uint16_t unpacked_trits(uint8_t packed)
+{
+    return trit_table[packed];
+}
+
+uint16_t unpacked_quints(uint8_t packed)
+{
+    return quint_table[packed & 127];
+}
+
+uint8_t weight_of_value(unsigned method, uint8_t value)
+{
+    return weight_tables[method][value];
+}
+
+uint8_t colour_of_value(unsigned method, uint8_t value)
+{
+    return colour_tables[method][value];
+}
 
 void decode_weights(uint128 stream, unsigned method, unsigned count, uint8_t* out)
 {

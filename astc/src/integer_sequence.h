@@ -31,6 +31,25 @@ constexpr unsigned sequence_bits(const quant_method& method, unsigned count)
     return method.bits * count + packed;
 }
 
+/// For pairs of values and bits that are free, the finest method that fits; 0 where none does.
+constexpr unsigned finest_colour_method(unsigned pairs, unsigned bits)
+{
+    unsigned finest = 0;
+    for (unsigned m = first_colour_method; m < quant_methods.size(); ++m)
+        if (sequence_bits(quant_methods[m], pairs * 2) <= bits)
+            finest = m;
+    return finest;
+}
+
+/// Five trits of a packed byte, two bits each.
+uint16_t unpacked_trits(uint8_t packed);
+/// Three quints of seven packed bits, three bits each.
+uint16_t unpacked_quints(uint8_t packed);
+
+/// What a value of a method stands for: a weight from 0 to 64, or a colour from 0 to 255.
+uint8_t weight_of_value(unsigned method, uint8_t value);
+uint8_t colour_of_value(unsigned method, uint8_t value);
+
 /// The values are padded so that a whole group may be written.
 inline constexpr unsigned sequence_padding = 4;
 

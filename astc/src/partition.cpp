@@ -17,29 +17,37 @@ uint32_t hash52(uint32_t p)
 }
 } // namespace
 
-uint8_t select_partition(uint32_t seed, uint32_t x, uint32_t y, unsigned count, bool small)
+partition_planes partition_planes_of(uint32_t seed, unsigned count, bool small)
 {
-    if (small) {
-        x <<= 1;
-        y <<= 1;
-    }
     seed += (count - 1) * 1024;
     const uint32_t random = hash52(seed);
     const uint32_t by_low_bit = (seed & 2) ? 4 : 5;
     const uint32_t by_count = count == 3 ? 6 : 5;
-    const uint32_t shifts[2] = {(seed & 1) ? by_low_bit : by_count, (seed & 1) ? by_count : by_low_bit};
-    // The slopes of four planes in x and y; z is always 0.
-    uint32_t slopes[8];
-    for (unsigned i = 0; i < 8; ++i) {
-        uint32_t nibble = random >> (4 * i) & 15;
-        slopes[i] = nibble * nibble >> shifts[i & 1];
+    const uint32_t shift_x = (seed & 1) ? by_low_bit : by_count;
+    const uint32_t shift_y = (seed & 1) ? by_count : by_low_bit;
+    partition_planes planes{};
+    planes.count = count;
+    for (unsigned i = 0; i < 4; ++i) {
+        const uint32_t x = random >> (8 * i) & 15;
+        const uint32_t y = random >> (8 * i + 4) & 15;
+        // Small blocks see every other texel of the pattern.
+        planes.slopes_x[i] = (x * x >> shift_x) << small;
+        planes.slopes_y[i] = (y * y >> shift_y) << small;
+        planes.heights[i] = random >> (14 - 4 * i);
     }
-    uint32_t heights[4];
-    for (unsigned i = 0; i < 4; ++i)
-        heights[i] = (slopes[2 * i] * x + slopes[2 * i + 1] * y + (random >> (14 - 4 * i))) & 0x3f;
+    return planes;
+}
+
+uint8_t partition_planes::highest(uint32_t x, uint32_t y) const
+{
     uint8_t best = 0;
-    for (uint8_t i = 1; i < count; ++i)
-        if (heights[i] > heights[best])
+    uint32_t most = 0;
+    for (uint8_t i = 0; i < count; ++i) {
+        const uint32_t height = (slopes_x[i] * x + slopes_y[i] * y + heights[i]) & 0x3f;
+        if (i == 0 || height > most) {
             best = i;
+            most = height;
+        }
+    }
     return best;
 }

@@ -1,11 +1,11 @@
-#include "astc/astc.h"
-
 #include "bits.h"
 #include "block_mode.h"
+#include "block_road.h"
 #include "endpoints.h"
 #include "infill.h"
 #include "integer_sequence.h"
 #include "partition.h"
+#include "void_extent.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,14 +18,13 @@ constexpr unsigned max_weights = 64;
 typedef uint16_t lanes __attribute__((vector_size(16)));
 constexpr unsigned lane_count = texel_group;
 
-/// For pairs of values and bits that are free, the finest method that fits; 0 where none does.
+constexpr unsigned most_pairs = 9;
+
 constexpr auto colour_methods = [] {
-    std::array<std::array<uint8_t, 128>, 10> table{};
+    std::array<std::array<uint8_t, 128>, most_pairs + 1> table{};
     for (unsigned pairs = 1; pairs < table.size(); ++pairs)
         for (unsigned bits = 0; bits < 128; ++bits)
-            for (unsigned m = first_colour_method; m < quant_methods.size(); ++m)
-                if (sequence_bits(quant_methods[m], pairs * 2) <= bits)
-                    table[pairs][bits] = static_cast<uint8_t>(m);
+            table[pairs][bits] = static_cast<uint8_t>(finest_colour_method(pairs, bits));
     return table;
 }();
 
@@ -46,23 +45,6 @@ void fill(uint8_t* rgba, size_t row_bytes, unsigned width, unsigned height, cons
     for (unsigned y = 0; y < height; ++y)
         for (unsigned x = 0; x < width; ++x)
             std::memcpy(rgba + y * row_bytes + x * 4, colour, 4);
-}
-
-/// A block of one colour. False for HDR and for an extent that is upside down.
-bool decode_void_extent(uint128 bits, uint8_t* colour)
-{
-    const bool hdr = bits_at(bits, 9, 1);
-    if (hdr || bits_at(bits, 10, 2) != 3)
-        return false;
-    uint32_t bounds[4]; // low and high s, low and high t
-    for (unsigned i = 0; i < 4; ++i)
-        bounds[i] = bits_at(bits, 12 + 13 * i, 13);
-    const bool everywhere = std::all_of(bounds, bounds + 4, [](uint32_t bound) { return bound == 0x1fff; });
-    if (!everywhere && (bounds[0] >= bounds[1] || bounds[2] >= bounds[3]))
-        return false;
-    for (unsigned i = 0; i < 4; ++i)
-        colour[i] = static_cast<uint8_t>(bits_at(bits, 64 + 16 * i + 8, 8));
-    return true;
 }
 
 /// The endpoint mode of each partition. `below` is the lowest bit of the weights; moves down over the bits
@@ -94,12 +76,12 @@ bool decode_colours_of(uint128 bits, unsigned below, symbolic_block& block, cons
     for (unsigned i = 0; i < block.partitions; ++i)
         count += values_of_mode(modes[i]);
     const unsigned start = block.partitions == 1 ? 17 : 29;
-    if (count > 18 || below < start)
+    if (count > 2 * most_pairs || below < start)
         return false;
     const unsigned method = colour_methods[count / 2][below - start];
     if (method == 0)
         return false;
-    uint8_t values[18 + sequence_padding];
+    uint8_t values[2 * most_pairs + sequence_padding];
     decode_colours(bits >> start, method, count, values);
     const uint8_t* next = values;
     for (unsigned i = 0; i < block.partitions; ++i) {
@@ -233,110 +215,101 @@ void colour_partitioned_texels(const symbolic_block& block, const texel_weights&
         store(rgba + i * 4, channels);
     }
 }
-} // namespace
 
-struct astc_decoder::tables
+class portable_road : public block_road
 {
-    uint32_t width;
-    uint32_t height;
-    unsigned padded; // texels, in whole groups
-    std::array<block_mode, 2048> modes;
-    std::array<std::unique_ptr<infill_table>, (max_side + 1) * (max_side + 1)> infills;
-    std::array<std::unique_ptr<uint8_t[]>, 3 * 1024> partitions;
+public:
+    portable_road(uint32_t width, uint32_t height);
+    void decode_row(const uint8_t* blocks, bool srgb, uint32_t width, uint32_t height, uint8_t* rgba,
+                    size_t row_bytes) override;
 
-    const infill_table& infill_for(const block_mode& mode)
-    {
-        auto& table = infills[mode.grid_width + mode.grid_height * (max_side + 1U)];
-        if (!table)
-            table =
-                std::make_unique<infill_table>(make_infill(width, height, mode.grid_width, mode.grid_height));
-        return *table;
-    }
-    const uint8_t* partitions_for(unsigned count, unsigned seed)
-    {
-        auto& map = partitions[(count - 2) * 1024 + seed];
-        if (!map) {
-            map = std::make_unique<uint8_t[]>(padded);
-            for (uint32_t i = 0; i < width * height; ++i)
-                map[i] = select_partition(seed, i % width, i / width, count, width * height < 31);
-        }
-        return map.get();
-    }
+private:
+    void decode_block(const uint8_t* bytes, bool srgb, uint8_t* rgba, size_t row_bytes);
+    const infill_table& infill_for(const block_mode& mode);
+    const uint8_t* partitions_for(unsigned count, unsigned seed);
+
+    uint32_t _width;
+    uint32_t _height;
+    unsigned _padded; // texels, in whole groups
+    std::array<block_mode, 2048> _modes;
+    std::array<std::unique_ptr<infill_table>, (max_side + 1) * (max_side + 1)> _infills;
+    std::array<std::unique_ptr<uint8_t[]>, 3 * 1024> _partitions;
 };
 
-astc_decoder::astc_decoder(uint32_t block_width, uint32_t block_height) : _tables(std::make_unique<tables>())
+portable_road::portable_road(uint32_t width, uint32_t height)
+    : _width(width), _height(height), _padded(padded_texels(width * height))
 {
-    _tables->width = block_width;
-    _tables->height = block_height;
-    _tables->padded = padded_texels(block_width * block_height);
-    for (uint32_t bits = 0; bits < _tables->modes.size(); ++bits)
-        _tables->modes[bits] = parse_block_mode(bits, block_width, block_height);
-}
-astc_decoder::~astc_decoder() = default;
-astc_decoder::astc_decoder(astc_decoder&&) noexcept = default;
-astc_decoder& astc_decoder::operator=(astc_decoder&&) noexcept = default;
-
-bool astc_decoder::has_block_size(uint32_t width, uint32_t height)
-{
-    constexpr uint32_t sizes[][2] = {{4, 4}, {5, 4},  {5, 5},  {6, 5},  {6, 6},   {8, 5},   {8, 6},
-                                     {8, 8}, {10, 5}, {10, 6}, {10, 8}, {10, 10}, {12, 10}, {12, 12}};
-    return std::any_of(std::begin(sizes), std::end(sizes),
-                       [&](const auto& size) { return size[0] == width && size[1] == height; });
+    for (uint32_t bits = 0; bits < _modes.size(); ++bits)
+        _modes[bits] = parse_block_mode(bits, width, height);
 }
 
-void astc_decoder::decode_block(const uint8_t* bytes, bool srgb, uint8_t* rgba, size_t row_bytes)
+const infill_table& portable_road::infill_for(const block_mode& mode)
 {
-    tables& own = *_tables;
-    const uint128 bits = load_block(bytes);
-    if (bits_at(bits, 0, 9) == 0x1fc) {
-        uint8_t colour[4];
-        const bool legal = decode_void_extent(bits, colour);
-        fill(rgba, row_bytes, own.width, own.height, legal ? colour : error_colour.data());
-        return;
+    auto& table = _infills[mode.grid_width + mode.grid_height * (max_side + 1U)];
+    if (!table)
+        table =
+            std::make_unique<infill_table>(make_infill(_width, _height, mode.grid_width, mode.grid_height));
+    return *table;
+}
+
+const uint8_t* portable_road::partitions_for(unsigned count, unsigned seed)
+{
+    auto& map = _partitions[(count - 2) * 1024 + seed];
+    if (!map) {
+        map = std::make_unique<uint8_t[]>(_padded);
+        const partition_planes planes = partition_planes_of(seed, count, _width * _height < 31);
+        for (uint32_t i = 0; i < _width * _height; ++i)
+            map[i] = planes.highest(i % _width, i / _width);
     }
+    return map.get();
+}
+
+void portable_road::decode_block(const uint8_t* bytes, bool srgb, uint8_t* rgba, size_t row_bytes)
+{
+    const uint128 bits = load_block(bytes);
+    const block_mode& mode = _modes[bits_at(bits, 0, 11)];
     symbolic_block block;
-    if (!parse_block(bits, own.modes[bits_at(bits, 0, 11)], block)) {
-        fill(rgba, row_bytes, own.width, own.height, error_colour.data());
+    if (!parse_block(bits, mode, block)) {
+        const std::array<uint8_t, 4> colour = colour_of_whole_block(bits);
+        fill(rgba, row_bytes, _width, _height, colour.data());
         return;
     }
     texel_weights weights;
-    const infill_table& table = own.infill_for(*block.mode);
-    for (unsigned plane = 0; plane <= (block.mode->dual_plane ? 1U : 0U); ++plane)
+    const infill_table& table = infill_for(mode);
+    for (unsigned plane = 0; plane <= (mode.dual_plane ? 1U : 0U); ++plane)
         infill(table, block.grids[plane].data(), weights.of_plane[plane].data());
 
     alignas(16) uint8_t texels[max_texels * 4];
     if (block.partitions == 1)
-        colour_texels(block, weights, srgb, own.padded, texels);
+        colour_texels(block, weights, srgb, _padded, texels);
     else
-        colour_partitioned_texels(block, weights, own.partitions_for(block.partitions, block.seed), srgb,
-                                  own.padded, texels);
-    for (unsigned y = 0; y < own.height; ++y)
-        std::memcpy(rgba + y * row_bytes, texels + size_t{y} * own.width * 4, size_t{own.width} * 4);
+        colour_partitioned_texels(block, weights, partitions_for(block.partitions, block.seed), srgb, _padded,
+                                  texels);
+    for (unsigned y = 0; y < _height; ++y)
+        std::memcpy(rgba + y * row_bytes, texels + size_t{y} * _width * 4, size_t{_width} * 4);
 }
 
-void astc_decoder::decode_rows(const uint8_t* blocks, bool srgb, uint32_t width, uint32_t height,
-                               uint32_t first, uint32_t last, uint8_t* rgba)
+void portable_road::decode_row(const uint8_t* blocks, bool srgb, uint32_t width, uint32_t height,
+                               uint8_t* rgba, size_t row_bytes)
 {
-    const uint32_t block_width = _tables->width;
-    const uint32_t block_height = _tables->height;
-    const size_t across = (size_t{width} + block_width - 1) / block_width;
-    const size_t row_bytes = size_t{width} * 4;
     uint8_t clipped[max_texels * 4];
-    for (uint32_t row = first; row < last; ++row) {
-        const uint32_t y = row * block_height;
-        const uint32_t rows = std::min(block_height, height - y);
-        const uint8_t* block = blocks + row * across * 16;
-        uint8_t* to = rgba + y * row_bytes;
-        for (uint32_t x = 0; x < width; x += block_width, block += 16) {
-            const uint32_t columns = std::min(block_width, width - x);
-            if (columns == block_width && rows == block_height) {
-                decode_block(block, srgb, to + size_t{x} * 4, row_bytes);
-                continue;
-            }
-            decode_block(block, srgb, clipped, size_t{block_width} * 4);
-            for (uint32_t i = 0; i < rows; ++i)
-                std::memcpy(to + i * row_bytes + size_t{x} * 4, clipped + size_t{i} * block_width * 4,
-                            size_t{columns} * 4);
+    for (uint32_t x = 0; x < width; x += _width, blocks += 16) {
+        const uint32_t columns = std::min(_width, width - x);
+        uint8_t* to = rgba + size_t{x} * 4;
+        if (columns == _width && height == _height) {
+            decode_block(blocks, srgb, to, row_bytes);
+            continue;
         }
+        decode_block(blocks, srgb, clipped, size_t{_width} * 4);
+        for (uint32_t i = 0; i < height; ++i)
+            std::memcpy(to + i * row_bytes, clipped + size_t{i} * _width * 4, size_t{columns} * 4);
     }
+}
+} // namespace
+
+block_road::~block_road() = default;
+
+std::unique_ptr<block_road> make_portable_road(uint32_t block_width, uint32_t block_height)
+{
+    return std::make_unique<portable_road>(block_width, block_height);
 }
