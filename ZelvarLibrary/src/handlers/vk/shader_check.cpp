@@ -24,8 +24,9 @@ shader_check* find_check()
         library = dlopen(shader_check_library, RTLD_NOW | RTLD_LOCAL);
     void* function = library ? dlsym(library, shader_check_function) : nullptr;
     if (!function)
-        LOG_WARN("%s is not there, so shaders aren't checked: senseless ones may end the host's driver.",
-                 shader_check_library);
+        LOG_ALWAYS("WARN",
+                   "%s is not there, so shaders aren't checked: senseless ones may end the host's driver.",
+                   shader_check_library);
     return reinterpret_cast<shader_check*>(function);
 }
 } // namespace
