@@ -97,7 +97,9 @@ TEST_F(shader_checks, ComeFromSeveralThreads)
 {
     std::atomic<int> refused = 0;
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
+    constexpr int count = 4;
+    threads.reserve(count);
+    for (int i = 0; i < count; ++i)
         threads.emplace_back([&] {
             for (const words& shader : shaders)
                 refused += check(shader) != "sound";
