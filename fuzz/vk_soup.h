@@ -58,6 +58,8 @@ public:
     void begin();
     /// One call, or a few that belong together.
     void step();
+    /// Draws or computes with a shader that is broken as the input says.
+    void use_broken_shader(choices& how);
     void end();
 
 private:
@@ -91,6 +93,10 @@ private:
     H create(uint32_t type, const Info& info);
     template <class H>
     void destroy(uint32_t type);
+
+    // vk_soup_shaders.cpp
+    std::vector<uint32_t> shader(std::span<const uint32_t> words);
+    VkShaderModule make_shader(std::span<const uint32_t> words);
 
     // vk_soup_objects.cpp
     void make_buffer();
@@ -132,6 +138,7 @@ private:
 
     scripted_target& _target;
     choices& _input;
+    choices* _breaks = nullptr; // shaders; null: they stay whole
     std::map<uint32_t, std::vector<uint64_t>> _known;
     uint32_t _made = 0;
     uint32_t _waiting = 0; // messages that haven't been served

@@ -3,6 +3,8 @@
 #include "vk_soup.h"
 
 #include "plain_frag.h"
+#include "rich_comp.h"
+#include "rich_frag.h"
 #include "soup_comp.h"
 #include "soup_frag.h"
 #include "soup_vert.h"
@@ -12,6 +14,7 @@ namespace in = wire::inbound;
 using msg = vk_message;
 
 namespace {
+using words = std::span<const uint32_t>;
 constexpr msg::nothing nothing{};
 } // namespace
 
@@ -277,24 +280,14 @@ void vk_soup::make_framebuffer()
     create<VkFramebufferCreateInfo, VkFramebuffer>(in::vk_create_framebuffer, info);
 }
 
-namespace {
-VkShaderModuleCreateInfo module_of(const uint32_t* words, size_t bytes)
-{
-    return {VK_STRUCTURE_TYPE_SHADER_MODULE_CREATE_INFO, nullptr, 0, bytes, words};
-}
-} // namespace
-
 void vk_soup::make_graphics_pipeline()
 {
-    const bool plain = _input.below(2);
+    const bool plain = (_breaks ? *_breaks : _input).below(2);
     VkPipelineShaderStageCreateInfo stages[2]{};
     stages[0].stage = _input.near(VK_SHADER_STAGE_VERTEX_BIT);
-    stages[0].module = create<VkShaderModuleCreateInfo, VkShaderModule>(
-        in::vk_create_shader_module, module_of(soup_vert, sizeof(soup_vert)));
+    stages[0].module = make_shader(soup_vert);
     stages[1].stage = _input.near(VK_SHADER_STAGE_FRAGMENT_BIT);
-    stages[1].module = create<VkShaderModuleCreateInfo, VkShaderModule>(
-        in::vk_create_shader_module,
-        plain ? module_of(plain_frag, sizeof(plain_frag)) : module_of(soup_frag, sizeof(soup_frag)));
+    stages[1].module = make_shader(plain ? words{plain_frag} : _breaks ? words{rich_frag} : words{soup_frag});
     for (auto& stage : stages) {
         stage.sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_CREATE_INFO;
         stage.pName = "main";
@@ -379,8 +372,7 @@ void vk_soup::make_compute_pipeline()
     info.sType = VK_STRUCTURE_TYPE_COMPUTE_PIPELINE_CREATE_INFO;
     info.stage.sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_CREATE_INFO;
     info.stage.stage = _input.near(VK_SHADER_STAGE_COMPUTE_BIT);
-    info.stage.module = create<VkShaderModuleCreateInfo, VkShaderModule>(
-        in::vk_create_shader_module, module_of(soup_comp, sizeof(soup_comp)));
+    info.stage.module = make_shader(_breaks && _breaks->below(2) ? words{rich_comp} : words{soup_comp});
     info.stage.pName = "main";
     info.layout = any<VkPipelineLayout>();
     send({in::vk_create_compute_pipelines, any<VkDevice>(), VkPipelineCache{}, 1u, msg::one(info), nothing,

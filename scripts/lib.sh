@@ -23,7 +23,7 @@ fail()
 
 # What every build needs.
 packages_build=(build-essential cmake ninja-build ccache pkg-config python3 git
-    libegl-dev libgles-dev libvulkan-dev libx11-dev glslang-tools
+    libegl-dev libgles-dev libvulkan-dev libx11-dev glslang-tools spirv-tools
     libgtest-dev libgmock-dev libbenchmark-dev libpng-dev libcli11-dev libfmt-dev)
 # What the codec is measured beside.
 packages_bench=(libqoi-dev liblz4-dev)

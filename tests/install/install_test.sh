@@ -26,6 +26,9 @@ fi
 
 library=$(find "$prefix" -name libZelvar.so)
 [ -n "$library" ] || fail "libZelvar.so is not installed"
+if [ -f "$build/lib/libZelvarShaderCheck.so" ] && [ ! -f "$(dirname "$library")/libZelvarShaderCheck.so" ]; then
+    fail "libZelvarShaderCheck.so is not installed beside it"
+fi
 for header in "$source"/include/zelvar/*.h; do
     [ -f "$prefix/include/zelvar/$(basename "$header")" ] || fail "$(basename "$header") is not installed"
 done

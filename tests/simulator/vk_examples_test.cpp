@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -15,6 +16,7 @@
 #include <iostream>
 #include <set>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -312,5 +314,48 @@ TEST_P(endtoend_vk_stuck, ends_and_leaves_nothing_behind)
 }
 INSTANTIATE_TEST_SUITE_P(, endtoend_vk_stuck, testing::Values("idle", "destroy", "kill"),
                          [](const auto& each) { return each.param; });
+
+/// A shader that never ends keeps its own target, and nobody else.
+class endtoend_vk_endless : public endtoend_vk_examples
+{
+};
+
+TEST_F(endtoend_vk_endless, keeps_nobody_else)
+{
+    const std::string socket = folder + "/socket";
+    const auto starting = [&socket](const std::string& program) {
+        return words{ZELVAR_RUN, "--connect", socket, "--", program};
+    };
+    process house{{ZELVAR_SIM, "--listen", socket, "--libzelvar", LIBRARY, "--stats"}, on_driver};
+    ASSERT_TRUE(house.wait_for_text("listening at")) << house.output();
+    process endless{starting(VK_ENDLESS)};
+    ASSERT_TRUE(endless.wait_for_text("submitting")) << endless.output();
+    std::this_thread::sleep_for(std::chrono::milliseconds{300});
+    EXPECT_EQ(run_command(starting(BINARIES "/vk_triangle")).status, 0) << "while it runs";
+    endless.signal(SIGKILL);
+    EXPECT_EQ(endless.wait(10), 128 + SIGKILL);
+    EXPECT_EQ(run_command(starting(BINARIES "/vk_compute")).status, 0) << "when its target is gone";
+    house.signal(SIGTERM);
+    EXPECT_EQ(house.wait(30), 0) << house.output();
+    EXPECT_TRUE(matches(house.output(), "1 threads stay parked in the library")) << house.output();
+}
+
+/// Where there is nothing that tells whether shaders make sense, the host's compiler is on its own.
+class endtoend_vk_senseless : public endtoend_vk_examples
+{
+};
+
+TEST_F(endtoend_vk_senseless, shaders_get_no_pipelines)
+{
+    if (!fs::exists(SHADER_CHECK))
+        GTEST_SKIP() << SHADER_CHECK << " isn't built";
+    const report target = run_as_target({VK_SENSELESS}, {});
+    EXPECT_EQ(target.status, 0) << target.log;
+    EXPECT_EQ(target.printed, "sound: taken\nadds otherwise: refused\nloads nothing: refused\n"
+                              "has no blocks: refused\nends early: refused\nhas a huge array: refused\n"
+                              "lacks its constant: refused\nhas an odd constant: refused\ncomputed 42\n")
+        << target.log;
+    EXPECT_NE(lines_with(target.log, "the shader isn't fit for the host, no pipeline will take it: "), "");
+}
 
 } // namespace

@@ -3,6 +3,9 @@
 #include "object_manager/records.h"
 #include "zelvar/zelvar.h"
 
+#include <chrono>
+#include <thread>
+
 namespace {
 /// Contexts that targets have made; the null context of a process stays as long as its record.
 uint64_t contexts_of(const _zelvar_object_manager_process_data& process)
@@ -23,6 +26,16 @@ uint64_t over_processes(Count count)
     return sum;
 }
 
+/// Who is inside a device may stay there for ever, when the host's driver computes without end.
+bool is_left_soon(const _zelvar_object_manager_data_vk_device& device)
+{
+    constexpr std::chrono::milliseconds step{10};
+    for (int tries = 0; tries < 100; ++tries, std::this_thread::sleep_for(step))
+        if (critical_section_verify(device.lock))
+            return true;
+    return false;
+}
+
 /// Dispatchable handles of the Vulkan processes, and with their devices all that is inside. A device is never
 /// waited for with the map held, so its objects are counted behind.
 uint64_t vulkan_objects()
@@ -39,6 +52,8 @@ uint64_t vulkan_objects()
         }
     }
     for (const auto& device : devices) {
+        if (!is_left_soon(*device))
+            continue;
         Autolock device_lock{device->lock};
 #define ZELVAR_VK_OBJECT(type, handle, word, data) sum += device->type.size();
 #include "object_manager/vk_objects.inc"

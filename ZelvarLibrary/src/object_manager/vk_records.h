@@ -73,6 +73,8 @@ struct vk_shader_module_data
 {
     /// Null: nothing is known.
     std::shared_ptr<const std::vector<vk_shader_entry_point>> entry_points;
+    bool unfit = false;                                       // it must never reach the host's compiler
+    std::shared_ptr<const std::vector<uint32_t>> specialised; // its words, if a pipeline's constants matter
 };
 struct vk_event_data
 {

@@ -123,6 +123,68 @@ TEST_F(vk_shaders, UseDescriptorsOfTheirKind)
     EXPECT_TRUE(compiles(old_kind));
 }
 
+/// A main function with a variable, an array of so many numbers.
+words module_with_array(uint32_t length, uint32_t storage)
+{
+    words made;
+    made.add(15, {5, 1, main_text, 0}).add(21, {6, 32, 0}).add(43, {6, 5, length});
+    made.add(28, {11, 6, 5}).add(32, {12, storage, 11}).add(59, {12, 20, storage});
+    return made.add(54, {8, 1, 0, 9});
+}
+
+TEST_F(vk_shaders, HaveVariablesAndValuesThatCanBeHeld)
+{
+    constexpr uint32_t of_function = 7, of_thread = 6, of_group = 4, large = 1 << 20;
+    for (uint32_t storage : {of_function, of_thread}) {
+        EXPECT_TRUE(compiles(module_with_array(4000, storage)));
+        EXPECT_FALSE(compiles(module_with_array(large, storage)));
+        EXPECT_FALSE(compiles(module_with_array(UINT32_MAX, storage)));
+    }
+    EXPECT_TRUE(compiles(module_with_array(8000, of_group)));
+    EXPECT_FALSE(compiles(module_with_array(large, of_group)));
+    EXPECT_TRUE(compiles(module_with_array(UINT32_MAX, storage_buffer))) << "it lies elsewhere";
+    EXPECT_TRUE(compiles(module_with_array(4000, storage_buffer).add(61, {11, 30, 20})));
+    EXPECT_FALSE(compiles(module_with_array(large, storage_buffer).add(61, {11, 30, 20}))) << "loaded whole";
+    EXPECT_TRUE(compiles(module_with_array(4000, storage_buffer).add(63, {20, 20})));
+    EXPECT_FALSE(compiles(module_with_array(large, storage_buffer).add(63, {20, 20}))) << "copied whole";
+    words nested = module_with_array(1, storage_buffer);
+    for (uint32_t level = 0; level < 100; ++level)
+        nested.add(28, {100 + level, level ? 99 + level : 6, 5});
+    EXPECT_FALSE(compiles(nested));
+}
+
+TEST_F(vk_shaders, CallFunctionsThatCanStandInThePlaceOfTheCalls)
+{
+    const auto cascade = [](uint32_t levels, uint32_t calls) {
+        words made;
+        made.add(15, {5, 1, main_text, 0});
+        for (uint32_t level = 1; level <= levels; ++level) {
+            made.add(54, {8, level, 0, 9});
+            for (uint32_t call = 0; level < levels && call < calls; ++call)
+                made.add(57, {8, 1000 + level * calls + call, level + 1});
+            made.add(56, {});
+        }
+        return made;
+    };
+    EXPECT_TRUE(compiles(cascade(12, 2)));
+    EXPECT_FALSE(compiles(cascade(40, 2)));
+    EXPECT_TRUE(compiles(cascade(100, 1)));
+    EXPECT_FALSE(compiles(cascade(1000, 1)));
+    EXPECT_FALSE(compiles(cascade(1, 1).add(54, {8, 2, 0, 9}).add(57, {8, 30, 2}))) << "calls itself";
+}
+
+TEST_F(vk_shaders, LieWithinThePlacesBetweenStages)
+{
+    constexpr uint32_t input = 1, output = 3, location = 30, builtin = 11, clip_distance = 3;
+    for (uint32_t storage : {input, output}) {
+        EXPECT_TRUE(compiles(module_with_array(2, storage).add(71, {20, location, 30})));
+        EXPECT_FALSE(compiles(module_with_array(2, storage).add(71, {20, location, 31})));
+        EXPECT_FALSE(compiles(module_with_array(1, storage).add(71, {20, location, UINT32_MAX - 1})));
+        EXPECT_TRUE(compiles(module_with_array(8, storage).add(71, {20, builtin, clip_distance})));
+        EXPECT_FALSE(compiles(module_with_array(9, storage).add(71, {20, builtin, clip_distance})));
+    }
+}
+
 TEST_F(vk_shaders, AreModulesWithTheEntryPoint)
 {
     EXPECT_FALSE(compiles(module_of_buffers(), "other"));

@@ -1,6 +1,8 @@
 #include "handlers/vk/creation_bounds.h"
 
 #include "handlers/vk/image_bounds.h"
+#include "handlers/vk/shader_bounds.h"
+#include "handlers/vk/shader_check.h"
 #include "handlers/vk/shader_scan.h"
 #include "handlers/vk/texel_sizes.h"
 
@@ -59,13 +61,23 @@ void vk_remember(vk_device_record*, vk_entry_of<VkBufferView>& entry, const VkBu
     entry.target_buffer = info.buffer;
 }
 
-void vk_remember(vk_device_record*, vk_entry_of<VkShaderModule>& entry, const VkShaderModuleCreateInfo& info)
+void vk_remember(vk_device_record* data, vk_entry_of<VkShaderModule>& entry,
+                 const VkShaderModuleCreateInfo& info)
 {
     // Wherever it lies in the message.
     std::vector<uint32_t> words(info.pCode ? info.codeSize / sizeof(uint32_t) : 0);
-    if (!words.empty())
+    if (info.pCode && !words.empty())
         std::memcpy(words.data(), info.pCode, words.size() * sizeof(uint32_t));
     entry.entry_points = std::make_shared<const std::vector<vk_shader_entry_point>>(vk_scan_shader(words));
+    std::string wrong = vk_check_shader(words);
+    if (wrong.empty() && vk_is_specialised(words))
+        entry.specialised = std::make_shared<const std::vector<uint32_t>>(std::move(words));
+    else if (const char* excess = wrong.empty() ? vk_shader_excess(words, nullptr, data->limits) : nullptr)
+        wrong = excess;
+    entry.unfit = !wrong.empty();
+    if (entry.unfit)
+        LOG_ERROR("vk_vkCreateShaderModule: the shader isn't fit for the host, no pipeline will take it: %s",
+                  wrong.c_str());
 }
 
 void vk_remember(vk_device_record* data, vk_entry_of<VkImageView>& entry, const VkImageViewCreateInfo& info)

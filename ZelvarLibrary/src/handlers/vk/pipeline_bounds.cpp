@@ -1,6 +1,7 @@
 // Pipelines: the states that a driver looks up without a check.
 
 #include "handlers/vk/creation_bounds.h"
+#include "handlers/vk/shader_bounds.h"
 #include "handlers/vk/shader_scan.h"
 #include "handlers/vk/texel_sizes.h"
 
@@ -27,6 +28,14 @@ const char* refusal(vk_device_record* data, const VkPipelineShaderStageCreateInf
 {
     auto* layout = vk_known(data, target_layout);
     auto* module = vk_known(data, VkShaderModule{stage.module});
+    if (module && module->unfit)
+        return "a shader isn't fit for the host";
+    const VkSpecializationInfo* constants = stage.pSpecializationInfo;
+    if (constants && !vk_specialises_soundly(*constants))
+        return "a shader has no such constants";
+    if (module && module->specialised)
+        if (const char* reason = vk_shader_excess(*module->specialised, constants, data->limits))
+            return reason;
     return layout && module && stage.pName ? vk_refusal(*module, stage.pName, stage.stage, *layout) : nullptr;
 }
 

@@ -1,5 +1,7 @@
 #include "handlers/vk/shader_scan.h"
 
+#include "handlers/vk/shader_numbers.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -12,7 +14,6 @@ constexpr uint32_t entry_point = 15, type_image = 25, type_sampler = 26, type_sa
                    type_array = 28, type_runtime_array = 29, type_struct = 30, type_pointer = 32,
                    function = 54, call = 57, variable = 59, decorate = 71, constant = 43;
 }
-constexpr uint32_t magic = 0x07230203;
 constexpr uint32_t buffer_block = 3, binding = 33, descriptor_set = 34;
 constexpr uint32_t storage_buffer = 12;           // where variables are
 constexpr uint32_t of_buffer = 5, of_subpass = 6; // dimensions of images
@@ -34,17 +35,7 @@ public:
     /// False for words that don't hang together.
     bool read(words module)
     {
-        constexpr size_t header = 5;
-        if (module.size() < header || module[0] != magic)
-            return false;
-        for (words rest = module.subspan(header); !rest.empty();) {
-            const size_t length = rest[0] >> 16;
-            if (length == 0 || length > rest.size())
-                return false;
-            note(rest[0] & 0xffff, rest.subspan(1, length - 1));
-            rest = rest.subspan(length);
-        }
-        return true;
+        return spirv::for_each(module, [this](uint32_t opcode, words operands) { note(opcode, operands); });
     }
     std::vector<vk_shader_entry_point> entry_points() const
     {
