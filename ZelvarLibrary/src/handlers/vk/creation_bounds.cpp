@@ -63,7 +63,7 @@ void vk_remember(vk_device_record*, vk_entry_of<VkShaderModule>& entry, const Vk
 {
     // Wherever it lies in the message.
     std::vector<uint32_t> words(info.pCode ? info.codeSize / sizeof(uint32_t) : 0);
-    if (!words.empty())
+    if (info.pCode && !words.empty())
         std::memcpy(words.data(), info.pCode, words.size() * sizeof(uint32_t));
     entry.entry_points = std::make_shared<const std::vector<vk_shader_entry_point>>(vk_scan_shader(words));
 }
