@@ -77,7 +77,10 @@ TEST_F(vk_registry_of_a_process, ObjectsOfADevice)
     EXPECT_EQ(host, VkBuffer{});
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->host, as<VkBuffer>(0x2)); // refused means unchanged
+    zelvar_object_manager_vk_unlock_host_device(data);
     EXPECT_EQ(live_vulkan_objects(), 4u);
+    data = zelvar_object_manager_vk_lock_host_device(pid, as<VkDevice>(0x1d));
+    EXPECT_EQ(live_vulkan_objects(), 3u) << "what is inside a device that nobody leaves isn't waited for";
     EXPECT_TRUE(zelvar_object_manager_vk_delete_buffer(data, as<VkBuffer>(0x20)));
     EXPECT_FALSE(zelvar_object_manager_vk_delete_buffer(data, as<VkBuffer>(0x20)));
     zelvar_object_manager_vk_unlock_host_device(data);
