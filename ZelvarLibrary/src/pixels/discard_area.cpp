@@ -22,14 +22,17 @@ void* discard_area::room(uint64_t size)
 bool discard_area::reserve(uint64_t size)
 {
     release();
-    void* begin = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* begin =
+        mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (begin == MAP_FAILED)
         return false;
     _begin = begin;
     _size = size;
     const int file = memfd_create("discarded", MFD_CLOEXEC);
-    bool whole = file >= 0 && ftruncate(file, piece) == 0;
-    for (uint64_t at = 0; whole && at < size; at += piece)
+    // Without such a file plain memory serves, which only costs more.
+    const bool has_piece = file >= 0 && ftruncate(file, piece) == 0;
+    bool whole = true;
+    for (uint64_t at = 0; has_piece && whole && at < size; at += piece)
         whole = mmap(static_cast<uint8_t*>(begin) + at, piece, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED,
                      file, 0) != MAP_FAILED;
     if (file >= 0)

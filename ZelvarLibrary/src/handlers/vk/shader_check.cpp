@@ -35,5 +35,7 @@ std::string vk_check_shader(std::span<const uint32_t> words)
 {
     static shader_check* const check = find_check();
     char text[256];
-    return check && check(words.data(), words.size(), text, sizeof(text)) != 0 ? text : "";
+    if (!check || check(words.data(), words.size(), text, sizeof(text)) == 0)
+        return {};
+    return *text ? text : "it makes no sense"; // what is refused without a word is refused all the same
 }

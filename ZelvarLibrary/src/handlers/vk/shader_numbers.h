@@ -13,10 +13,11 @@
 /// The few opcodes and numbers that tell.
 namespace spirv {
 constexpr uint32_t entry_point = 15, execution_mode = 16, type_int = 21, type_float = 22, type_vector = 23,
-                   type_matrix = 24, type_array = 28, type_struct = 30, type_pointer = 32, constant = 43,
-                   composite = 44, special_constant = 50, special_composite = 51, special_operation = 52,
-                   function = 54, call = 57, variable = 59, copy_memory = 63, decorate = 71,
-                   member_decorate = 72, execution_mode_id = 331;
+                   type_matrix = 24, type_image = 25, type_sampler = 26, type_sampled_image = 27,
+                   type_array = 28, type_runtime_array = 29, type_struct = 30, type_pointer = 32,
+                   constant = 43, composite = 44, special_constant = 50, special_composite = 51,
+                   special_operation = 52, function = 54, call = 57, variable = 59, copy_memory = 63,
+                   decorate = 71, member_decorate = 72, execution_mode_id = 331;
 constexpr uint32_t constant_id = 1, builtin = 11, location = 30;                        // decorations
 constexpr uint32_t input = 1, output = 3, of_group = 4, of_thread = 6, of_function = 7; // storage
 constexpr uint32_t clip_distance = 3, cull_distance = 4, workgroup_size = 25;           // builtins

@@ -8,12 +8,6 @@
 namespace {
 using words = std::span<const uint32_t>;
 
-/// Of SPIR-V: the few instructions and numbers that tell.
-namespace op {
-constexpr uint32_t entry_point = 15, type_image = 25, type_sampler = 26, type_sampled_image = 27,
-                   type_array = 28, type_runtime_array = 29, type_struct = 30, type_pointer = 32,
-                   function = 54, call = 57, variable = 59, decorate = 71, constant = 43;
-}
 constexpr uint32_t buffer_block = 3, binding = 33, descriptor_set = 34;
 constexpr uint32_t storage_buffer = 12;           // where variables are
 constexpr uint32_t of_buffer = 5, of_subpass = 6; // dimensions of images
@@ -67,27 +61,27 @@ private:
     void note(uint32_t opcode, words operands)
     {
         const auto at = [operands](size_t i) { return i < operands.size() ? operands[i] : 0; };
-        if (opcode == op::function)
+        if (opcode == spirv::function)
             _now = &_bodies[at(1)];
         else if (_now && takes_pointers(opcode)) {
             _now->named.insert(operands.begin(), operands.end());
-            if (opcode == op::call)
+            if (opcode == spirv::call)
                 _now->calls.insert(at(2));
-        } else if (opcode == op::entry_point)
+        } else if (opcode == spirv::entry_point)
             note_entry(operands);
-        else if (opcode == op::decorate)
+        else if (opcode == spirv::decorate)
             note_decoration(_decorated[at(0)], at(1), at(2));
-        else if (opcode == op::constant)
+        else if (opcode == spirv::constant)
             _constants[at(1)] = at(2);
-        else if (opcode == op::variable)
+        else if (opcode == spirv::variable)
             _variables[at(1)] = at(0);
-        else if (opcode >= op::type_image && opcode <= op::type_pointer)
+        else if (opcode >= spirv::type_image && opcode <= spirv::type_pointer)
             _types[at(0)] = {opcode, operands};
     }
     static bool takes_pointers(uint32_t opcode)
     {
         constexpr uint32_t array_length = 68, copy = 83, select = 169, first_atomic = 227, phi = 245;
-        return (opcode >= op::call && opcode <= array_length) || opcode == copy || opcode == select ||
+        return (opcode >= spirv::call && opcode <= array_length) || opcode == copy || opcode == select ||
                (opcode >= first_atomic && opcode <= phi);
     }
     void note_entry(words operands)
@@ -158,9 +152,9 @@ private:
         uint32_t id = pointer.at(2);
         type pointee = find(id);
         uint32_t count = 1;
-        if (pointee.opcode == op::type_array || pointee.opcode == op::type_runtime_array) {
+        if (pointee.opcode == spirv::type_array || pointee.opcode == spirv::type_runtime_array) {
             const auto length = _constants.find(pointee.at(2));
-            if (pointee.opcode == op::type_array && length != _constants.end())
+            if (pointee.opcode == spirv::type_array && length != _constants.end())
                 count = std::max(length->second, 1u);
             id = pointee.at(1);
             pointee = find(id);
@@ -170,14 +164,14 @@ private:
     uint32_t types_of(uint32_t id, const type& pointee, uint32_t storage) const
     {
         switch (pointee.opcode) {
-        case op::type_sampler:
+        case spirv::type_sampler:
             return bit(VK_DESCRIPTOR_TYPE_SAMPLER) | combined;
-        case op::type_sampled_image:
+        case spirv::type_sampled_image:
             return find(pointee.at(1)).at(2) == of_buffer ? bit(VK_DESCRIPTOR_TYPE_UNIFORM_TEXEL_BUFFER)
                                                           : combined;
-        case op::type_image:
+        case spirv::type_image:
             return types_of_image(pointee);
-        case op::type_struct:
+        case spirv::type_struct:
             return storage == storage_buffer || decorated_as_buffer(id) ? storage_buffers : uniform_buffers;
         default:
             return UINT32_MAX;
