@@ -1,7 +1,10 @@
 #include "shim/configs.h"
 
+#include "shim/process_lock.h"
+
 #include <algorithm>
 #include <cstdint>
+#include <set>
 
 namespace shim {
 
@@ -10,6 +13,10 @@ namespace {
 /// Far above the handles that the library counts up from 0, and inside a pointer of 32 bits.
 constexpr uintptr_t twin_bit = uintptr_t{1} << 30;
 constexpr EGLint twin_id_offset = 1 << 16;
+
+// Guarded by surfaces_lock; never destroyed.
+process_lock& surfaces_lock = *new process_lock;
+std::set<void*>& twin_surfaces = *new std::set<void*>;
 
 /// The original of the twin: the plain one with all three, as others are better asked for by name.
 bool has_twin(EGLConfig config, const std::function<EGLint(EGLConfig, EGLint)>& attribute_of)
@@ -61,6 +68,38 @@ bool twin_may_serve(const EGLint* wishes)
             return false;
     }
     return true;
+}
+
+void note_surface_config(void* surface, EGLConfig config)
+{
+    const std::lock_guard<process_lock> guard{surfaces_lock};
+    if (surface && is_twin_config(config))
+        twin_surfaces.insert(surface);
+    else
+        twin_surfaces.erase(surface);
+}
+
+void forget_surface_config(void* surface)
+{
+    const std::lock_guard<process_lock> guard{surfaces_lock};
+    twin_surfaces.erase(surface);
+}
+
+bool is_twin_surface(void* surface)
+{
+    const std::lock_guard<process_lock> guard{surfaces_lock};
+    return twin_surfaces.contains(surface);
+}
+
+void forget_surface_configs()
+{
+    surfaces_lock.revive();
+    twin_surfaces.clear();
+}
+
+GLbitfield twin_clear_mask(GLbitfield mask)
+{
+    return mask & GL_DEPTH_BUFFER_BIT ? mask | GL_STENCIL_BUFFER_BIT : mask;
 }
 
 } // namespace shim

@@ -5,6 +5,7 @@
 // otherwise.
 
 #include <EGL/egl.h>
+#include <GLES3/gl31.h>
 
 #include <functional>
 #include <vector>
@@ -26,5 +27,19 @@ void add_twin_config(std::vector<EGLConfig>& configs,
 /// Whether a list of wishes, null or ended by EGL_NONE, is met by a config without stencil and without a
 /// certain id.
 bool twin_may_serve(const EGLint* wishes);
+
+/// A surface was made with a config, or has gone. Any thread.
+void note_surface_config(void* surface, EGLConfig config);
+void forget_surface_config(void* surface);
+
+/// Whether a surface was made with a twin. What its stencil holds is nobody's then.
+bool is_twin_surface(void* surface);
+
+/// For a forked child and for tests.
+void forget_surface_configs();
+
+/// What to clear on a surface of a twin for an application that clears `mask`. A depth buffer alone takes a
+/// host several times as long as one together with the stencil that shares its words.
+GLbitfield twin_clear_mask(GLbitfield mask);
 
 } // namespace shim

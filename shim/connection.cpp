@@ -1,5 +1,6 @@
 #include "shim/connection.h"
 
+#include "shim/configs.h"
 #include "shim/hardware_buffers.h"
 #include "shim/late_frames.h"
 #include "shim/log.h"
@@ -529,6 +530,7 @@ void forget_connection()
     forget_sync_objects();
     forget_windows();
     forget_vertex_states();
+    forget_surface_configs();
     forget_vk_stream();
     forget_native_buffers();
     forget_hardware_buffers();

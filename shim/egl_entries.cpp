@@ -166,8 +166,10 @@ struct entry<in::egl_create_pbuffer_surface, decltype(eglCreatePbufferSurface)>
 {
     static EGLSurface call(EGLDisplay display, EGLConfig config, const EGLint* attributes)
     {
-        return send_message<in::egl_create_pbuffer_surface, EGLSurface>(display, known_config(config),
-                                                                        attributes);
+        const auto surface = send_message<in::egl_create_pbuffer_surface, EGLSurface>(
+            display, known_config(config), attributes);
+        note_surface_config(surface, config);
+        return surface;
     }
 };
 
@@ -177,8 +179,10 @@ struct entry<in::egl_create_pixmap_surface, decltype(eglCreatePixmapSurface)>
     static EGLSurface call(EGLDisplay display, EGLConfig config, EGLNativePixmapType pixmap,
                            const EGLint* attributes)
     {
-        return send_message<in::egl_create_pixmap_surface, EGLSurface>(display, known_config(config), pixmap,
-                                                                       attributes);
+        const auto surface = send_message<in::egl_create_pixmap_surface, EGLSurface>(
+            display, known_config(config), pixmap, attributes);
+        note_surface_config(surface, config);
+        return surface;
     }
 };
 
@@ -191,6 +195,7 @@ struct entry<in::egl_create_window_surface, decltype(eglCreateWindowSurface)>
         settle_x_display(x_display_of(display));
         const auto surface = send_message<in::egl_create_window_surface, EGLSurface>(
             display, known_config(config), window, attributes);
+        note_surface_config(surface, config);
         if (surface)
             add_window_surface(surface, native_handle(window));
         return surface;
@@ -220,6 +225,7 @@ struct entry<in::egl_create_platform_window_surface_ext, decltype(eglCreatePlatf
         const auto surface =
             send_message<in::egl_create_platform_window_surface_ext, EGLSurface, EGLDisplay, EGLConfig,
                          uint64_t>(display, known_config(config), handle, attributes);
+        note_surface_config(surface, config);
         if (surface)
             add_window_surface(surface, handle);
         return surface;
@@ -232,8 +238,10 @@ struct entry<in::egl_destroy_surface, decltype(eglDestroySurface)>
     static EGLBoolean call(EGLDisplay display, EGLSurface surface)
     {
         const auto result = send_message<in::egl_destroy_surface, EGLBoolean>(display, surface);
-        if (result)
+        if (result) {
             remove_window_surface(surface);
+            forget_surface_config(surface);
+        }
         return result;
     }
 };
@@ -258,7 +266,7 @@ struct entry<in::egl_make_current, decltype(eglMakeCurrent)>
         const auto result = send_message<in::egl_make_current, EGLBoolean>(display, draw, read, context);
         thread_state* self = result ? this_thread() : nullptr;
         if (self) {
-            self->current = {display, draw, read, context};
+            self->current = {display, draw, read, context, is_twin_surface(draw)};
             self->vertices = context ? vertex_state_of(context) : nullptr;
         }
         return result;

@@ -2,6 +2,7 @@
 
 #include "shim/call.h"
 #include "shim/client_arrays.h"
+#include "shim/configs.h"
 #include "shim/exports.h"
 #include "shim/oes_mapbuffer.h"
 #include "shim/proc_address.h"
@@ -75,6 +76,18 @@ struct entry<wire::inbound::gles30_get_stringi, decltype(glGetStringi)>
         if (known > 0 && index == static_cast<GLuint>(known))
             return reinterpret_cast<const GLubyte*>(mapbuffer_extension);
         return send_message<wire::inbound::gles30_get_stringi, const GLubyte*>(name, index);
+    }
+};
+
+template <>
+struct entry<wire::inbound::gles20_clear, decltype(glClear)>
+{
+    static void call(GLbitfield mask)
+    {
+        const thread_state* self = this_thread();
+        const bool clears_twin = self && self->vertices && self->current.draw_is_twin &&
+                                 self->vertices->draw_framebuffer == 0;
+        send_message<wire::inbound::gles20_clear, void>(clears_twin ? twin_clear_mask(mask) : mask);
     }
 };
 

@@ -81,6 +81,7 @@ struct current_objects
     void* draw = nullptr;
     void* read = nullptr;
     void* context = nullptr;
+    bool draw_is_twin = false; // the surface says that it has no stencil
 };
 
 struct thread_state

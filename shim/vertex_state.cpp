@@ -108,6 +108,19 @@ void vertex_state::delete_buffers(GLsizei count, const GLuint* ids)
     }
 }
 
+void vertex_state::bind_framebuffer(GLenum target, GLuint framebuffer)
+{
+    if (target == GL_FRAMEBUFFER || target == GL_DRAW_FRAMEBUFFER)
+        draw_framebuffer = framebuffer;
+}
+
+void vertex_state::delete_framebuffers(GLsizei count, const GLuint* ids)
+{
+    for (GLsizei i = 0; ids && i < count; ++i)
+        if (ids[i] == draw_framebuffer)
+            draw_framebuffer = 0;
+}
+
 void vertex_state::delete_arrays(GLsizei count, const GLuint* ids)
 {
     for (GLsizei i = 0; ids && i < count; ++i) {

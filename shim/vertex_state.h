@@ -1,7 +1,7 @@
 #pragma once
 // Which memory a draw reads, as far as needed to tell whether it may wait in a batch: the application may
 // change its own arrays as soon as a draw has returned, but not a buffer object without a call. Small arrays
-// are copied for that (client_arrays.h).
+// are copied for that (client_arrays.h). And whether it draws to a surface or to a framebuffer of its own.
 //
 // Where a call was refused by OpenGL ES the record here may differ from the truth. That costs a draw its
 // wait, or lets a draw of an erroneous program read its arrays late.
@@ -54,6 +54,7 @@ struct vertex_state
     GLuint array_buffer = 0;
     GLuint indirect_buffer = 0;
     GLuint bound_array = 0;
+    GLuint draw_framebuffer = 0; // 0: the surface
     std::unordered_map<GLuint, vertex_array> arrays;
     vertex_array* bound_record = nullptr; // of `bound_array`; null: look it up
     bool restarts_primitives = false;
@@ -80,6 +81,8 @@ struct vertex_state
     bool take_mapped(GLenum target);
     std::optional<GLsizeiptr> buffer_size(GLenum target);
     void delete_buffers(GLsizei count, const GLuint* ids);
+    void bind_framebuffer(GLenum target, GLuint framebuffer);
+    void delete_framebuffers(GLsizei count, const GLuint* ids);
     void bind_array(GLuint id)
     {
         bound_array = id;
@@ -127,6 +130,10 @@ SHIM_VERTEX_NOTE(gles20_buffer_data, (vertex_state & s, GLenum target, GLsizeipt
                  set_size(target, size))
 SHIM_VERTEX_NOTE(gles20_delete_buffers, (vertex_state & s, GLsizei n, const GLuint* ids),
                  delete_buffers(n, ids))
+SHIM_VERTEX_NOTE(gles20_bind_framebuffer, (vertex_state & s, GLenum target, GLuint framebuffer),
+                 bind_framebuffer(target, framebuffer))
+SHIM_VERTEX_NOTE(gles20_delete_framebuffers, (vertex_state & s, GLsizei n, const GLuint* ids),
+                 delete_framebuffers(n, ids))
 SHIM_VERTEX_NOTE(gles30_bind_vertex_array, (vertex_state & s, GLuint id), bind_array(id))
 SHIM_VERTEX_NOTE(gles20_bind_vertex_array_oes, (vertex_state & s, GLuint id), bind_array(id))
 SHIM_VERTEX_NOTE(gles30_delete_vertex_arrays, (vertex_state & s, GLsizei n, const GLuint* ids),

@@ -145,4 +145,51 @@ TEST_F(configs, the_library_sees_the_original)
     }
 }
 
+/// Masks of glClear as the library gets them.
+class clears : public configs
+{
+protected:
+    void draw_to(EGLConfig config)
+    {
+        const EGLSurface surface = target_eglCreatePbufferSurface(nullptr, config, nullptr);
+        const EGLContext context = target_eglCreateContext(nullptr, config, nullptr, nullptr);
+        EXPECT_TRUE(target_eglMakeCurrent(nullptr, surface, surface, context));
+    }
+
+    GLbitfield sent_for(GLbitfield mask)
+    {
+        device->sent.clear();
+        target_glClear(mask);
+        EXPECT_EQ(device->sent.size(), 1u);
+        return device->sent.empty() ? 0 : field<GLbitfield>(device->sent.front(), 0);
+    }
+};
+
+constexpr GLbitfield depth_and_stencil = GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
+
+TEST_F(clears, take_the_stencil_along_that_a_twin_does_not_have)
+{
+    draw_to(choose({EGL_NONE})[1]);
+    EXPECT_EQ(sent_for(GL_DEPTH_BUFFER_BIT), depth_and_stencil);
+    EXPECT_EQ(sent_for(GL_COLOR_BUFFER_BIT), GLbitfield{GL_COLOR_BUFFER_BIT});
+    draw_to(choose({EGL_NONE})[2]);
+    EXPECT_EQ(sent_for(GL_DEPTH_BUFFER_BIT), GLbitfield{GL_DEPTH_BUFFER_BIT}) << "it has a stencil";
+}
+
+TEST_F(clears, leave_the_stencil_of_other_framebuffers_alone)
+{
+    constexpr GLuint framebuffer = 3;
+    draw_to(choose({EGL_NONE})[1]);
+    target_glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+    EXPECT_EQ(sent_for(GL_DEPTH_BUFFER_BIT), GLbitfield{GL_DEPTH_BUFFER_BIT});
+    target_glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    EXPECT_EQ(sent_for(GL_DEPTH_BUFFER_BIT), GLbitfield{GL_DEPTH_BUFFER_BIT}) << "only read from";
+    target_glDeleteFramebuffers(1, &framebuffer);
+    EXPECT_EQ(sent_for(GL_DEPTH_BUFFER_BIT), depth_and_stencil);
+    target_glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer);
+    EXPECT_EQ(sent_for(GL_DEPTH_BUFFER_BIT), GLbitfield{GL_DEPTH_BUFFER_BIT});
+    target_glBindFramebuffer(GL_DRAW_FRAMEBUFFER, 0);
+    EXPECT_EQ(sent_for(GL_DEPTH_BUFFER_BIT), depth_and_stencil);
+}
+
 } // namespace
