@@ -328,8 +328,10 @@ struct entry<in::egl_swap_buffers, decltype(eglSwapBuffers)>
                 *self, nullptr, display, surface, frame.address, frame.length, format, attributes,
                 bits_per_pixel, frame.size.height, frame.size.width, frame.stride))
             return EGL_FALSE;
+        const pause_before_showing pause;
         const std::optional<return_value> answer = self->messages.send_swap(surface);
         if (!answer) {
+            pause.take();
             show_arrived_frames(); // the one before this
             return EGL_TRUE;
         }

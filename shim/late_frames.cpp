@@ -116,6 +116,27 @@ void show_arrived_frames()
     }
 }
 
+namespace {
+
+int64_t now_ns()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * int64_t{1'000'000'000} + now.tv_nsec;
+}
+
+} // namespace
+
+pause_before_showing::pause_before_showing() : begun_ns_{now_ns()} {}
+
+void pause_before_showing::take() const
+{
+    constexpr int64_t long_wait_ns = 500'000; // several times what the pause takes
+    constexpr timespec shortest{0, 1};        // the timer's slack makes some 50 us of it
+    if (now_ns() - begun_ns_ > long_wait_ns)
+        nanosleep(&shortest, nullptr);
+}
+
 void settle_late_frames()
 {
     finish_late_frames();

@@ -23,6 +23,20 @@ void show_arrived_frames();
 /// Both: takes the answers that are still out, and shows what has arrived. Costs nothing when nothing is out.
 void settle_late_frames();
 
+/// For the time in which a frame is sent and the one before it is waited for. The library then begins to draw
+/// at the very moment at which this thread begins to show: its drawing threads would find one processor taken,
+/// gather on another one, and stay there while the first falls idle. An application that had to wait long has
+/// the time to let them spread first.
+class pause_before_showing
+{
+public:
+    pause_before_showing();
+    void take() const;
+
+private:
+    int64_t begun_ns_;
+};
+
 /// How long an application may leave a frame alone before it is fetched for it; for tests.
 void set_late_frame_patience(uint32_t milliseconds);
 

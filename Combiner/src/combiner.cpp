@@ -8,6 +8,7 @@
 #include "shim/zelvar_shim_dispatch.h"
 #include "sidechannel_channel_interface_wrapper.h"
 #include "sidechannel_log.h"
+#include "wire/pixel_order.h"
 #include "zelvar/zelvar.h"
 
 #include <algorithm>
@@ -140,14 +141,22 @@ void swap_bytes(uint8_t* a, uint8_t* b, uint64_t size)
 
 /// The flip of a block whose rows stay as long as they are. It needs no second block, and fresh pages cost
 /// more than the copy itself.
-void reverse_rows_in_place(const flip_rows& rows, uint8_t* block, uint64_t size)
+template <class Exchange>
+void reverse_rows_in_place(const flip_rows& rows, uint8_t* block, uint64_t size, Exchange exchange)
 {
-    for (uint64_t top = 0, bottom = rows.count; top + 1 < bottom; top++) {
+    // A row in the middle changes places with itself.
+    for (uint64_t top = 0, bottom = rows.count; top < bottom; top++) {
         bottom--;
-        swap_bytes(block + top * rows.source, block + bottom * rows.source, rows.source);
+        exchange(block + top * rows.source, block + bottom * rows.source, rows.source);
     }
     const uint64_t covered = rows.count * rows.source;
     std::memset(block + covered, 0, size - covered);
+}
+
+void put_red_first(_inter_frame_data& frame)
+{
+    if (std::exchange(frame.blue_first, false))
+        wire::swap_red_and_blue(frame.pCurrentFrame, frame.pCurrentFrame, frame.current_size / 4);
 }
 
 bool flip(_inter_frame_data& frame, uint32_t width, uint32_t height, uint32_t stride,
@@ -161,9 +170,18 @@ bool flip(_inter_frame_data& frame, uint32_t width, uint32_t height, uint32_t st
     const uint64_t destination_row = uint64_t{stride} * bytes_per_pixel;
     const flip_rows rows{source_row / word_size * word_size, destination_row / word_size * word_size, height};
     if (rows.source == rows.destination && frame.current_size == size) {
-        reverse_rows_in_place(rows, frame.pCurrentFrame, size);
+        if (std::exchange(frame.blue_first, false))
+            reverse_rows_in_place(rows, frame.pCurrentFrame, size, [](uint8_t* a, uint8_t* b, uint64_t row) {
+                wire::exchange_rows_swapped(a, b, row / 4);
+            });
+        else
+            reverse_rows_in_place(rows, frame.pCurrentFrame, size, [](uint8_t* a, uint8_t* b, uint64_t row) {
+                if (a != b)
+                    swap_bytes(a, b, row);
+            });
         return true;
     }
+    put_red_first(frame);
     auto* flipped = static_cast<uint8_t*>(std::malloc(std::max<uint64_t>(size, 1)));
     if (!flipped) {
         LOG_ERROR("Out of memory for a frame of %llu bytes.", static_cast<unsigned long long>(size));
@@ -413,6 +431,7 @@ void carry_frame(pid_t pid, tid_t tid, const buffer_info* info, _inter_frame_dat
     const uint32_t bytes_per_pixel = bytes_per_pixel_of(*info);
     if (frame->reversed && !flip(*frame, info->width, info->height, info->stride, bytes_per_pixel))
         return;
+    put_red_first(*frame);
     stamp_numbers(*info, *frame, bytes_per_pixel);
     // A frame that failed to encode goes on as an encoded one: whole, and as long as the frame buffer.
     if (road.encoded)

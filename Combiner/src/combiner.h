@@ -30,6 +30,7 @@ struct _inter_frame_data
     uint64_t previous_size = 0;       // bytes of the block behind previous_frame
     uint64_t framebuffer_address = 0; // where the previous frame went
     bool reversed = false;            // rows are bottom-up
+    bool blue_first = false;          // the current frame's pixels are B, G, R, A; the target gets R first
 };
 
 /// Delivers one frame into target memory. Runs on the swapping worker with the context locked; takes the

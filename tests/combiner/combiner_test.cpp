@@ -64,6 +64,18 @@ TEST_F(combining, FramesLargerThanTheirBlockAreFilledUpWithZeros)
     release_inter_frame_data(&frame);
 }
 
+TEST_F(combining, FramesThatCameBlueFirstLeaveRedFirst)
+{
+    for (bool reversed : {false, true}) {
+        buffer_info info = frame_buffer(2, 1, 32, 2);
+        _inter_frame_data frame = frame_of(counted(8), reversed);
+        frame.blue_first = true;
+        combine(info, frame);
+        EXPECT_EQ(around->writes.back().data, (bytes{2, 1, 0, 3, 6, 5, 4, 7}));
+        release_inter_frame_data(&frame);
+    }
+}
+
 TEST_F(combining, SizesBeyondAllMemoryAreRefused)
 {
     for (bool reversed : {false, true}) {

@@ -31,6 +31,28 @@ TEST_F(flip, LongRowsAndAnOddCountOfThem)
     EXPECT_EQ(flipped(source, 1100, 3, 1100, 4), expected);
 }
 
+TEST_F(flip, PixelsThatCameBlueFirstTurnRedFirst)
+{
+    // Of 11 pixels eight go at once and three one by one; the row in the middle stays where it is.
+    constexpr uint32_t width = 11;
+    constexpr uint32_t height = 3;
+    const bytes source = counted(width * height * 4);
+    for (const uint32_t stride : {width, width + 1}) {
+        _inter_frame_data frame = frame_of(source, true);
+        frame.blue_first = true;
+        flip_reversed_image_data_and_handle_stride(&frame, width, height, stride, 4);
+        EXPECT_FALSE(frame.blue_first);
+        ASSERT_EQ(frame.current_size, uint64_t{stride} * height * 4);
+        for (uint32_t y = 0; y < height; ++y)
+            for (uint32_t x = 0; x < width; ++x) {
+                const uint8_t* from = source.data() + ((height - 1 - y) * width + x) * 4;
+                const uint8_t* to = frame.pCurrentFrame + (y * stride + x) * 4;
+                EXPECT_EQ((bytes{to, to + 4}), (bytes{from[2], from[1], from[0], from[3]})) << x << " " << y;
+            }
+        release_inter_frame_data(&frame);
+    }
+}
+
 TEST_F(flip, WiderStrideLeavesSpareColumnsEmpty)
 {
     EXPECT_EQ(flipped(counted(8), 1, 2, 3, 4),

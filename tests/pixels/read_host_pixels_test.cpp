@@ -165,12 +165,12 @@ protected:
                 }
             });
     }
-    bool read(bool covered = false)
+    bool read(bool covered = false, bool* left_blue_first = nullptr)
     {
         zelvar_helpers_reuse_pixels(pixels, pixel_count * 4);
         pixels = nullptr;
         return zelvar_helpers_read_pixels_from_host_GPU(&pixels, width, height, 4, 2, {}, GL_RGBA,
-                                                        GL_UNSIGNED_BYTE, covered);
+                                                        GL_UNSIGNED_BYTE, covered, left_blue_first);
     }
     bool frame_is_red_first(size_t count) const
     {
@@ -203,6 +203,20 @@ TEST_F(blue_first, FramesComeOutRedFirstWhicheverOrderTheHostIsAskedFor)
         EXPECT_EQ(formats, (std::vector<GLenum>{GL_RGBA}));
         EXPECT_TRUE(frame_is_red_first(pixel_count));
     }
+}
+
+TEST_F(blue_first, WhoCanTurnThePixelsItselfGetsThemAsTheyCome)
+{
+    bool left_so = false;
+    ASSERT_TRUE(read(false, &left_so));
+    EXPECT_TRUE(left_so);
+    EXPECT_EQ(pixels[2], 0) << "red of the first pixel";
+    EXPECT_EQ(pixels[4 + 2], 1);
+    read_format = GL_RGBA;
+    left_so = false;
+    ASSERT_TRUE(read(false, &left_so));
+    EXPECT_FALSE(left_so);
+    EXPECT_TRUE(frame_is_red_first(pixel_count));
 }
 
 TEST_F(blue_first, ABlockThatIsUsedAgainShowsNothingOfTheFrameBefore)

@@ -87,7 +87,7 @@ bool host_keeps_blue_first()
     return asked.ok() && type == GL_UNSIGNED_BYTE;
 }
 
-bool read_blue_first(uint8_t* block, uint32_t width, uint32_t height)
+bool read_blue_first(uint8_t* block, uint32_t width, uint32_t height, bool* left_so)
 {
     const uint64_t pixels = uint64_t{width} * height;
     if (pixels < least_pixels_worth_a_question || !host_keeps_blue_first())
@@ -96,7 +96,10 @@ bool read_blue_first(uint8_t* block, uint32_t width, uint32_t height)
         host::gl<&gles_table::glReadPixels>(0, 0, width, height, GL_BGRA_EXT, GL_UNSIGNED_BYTE, block);
     if (!read.ok())
         return false;
-    wire::swap_red_and_blue(block, block, pixels);
+    if (left_so)
+        *left_so = true;
+    else
+        wire::swap_red_and_blue(block, block, pixels);
     return true;
 }
 
@@ -148,7 +151,7 @@ bool read_converted(uint8_t* block, uint32_t width, uint32_t height, uint32_t by
 }
 
 bool read_into(uint8_t* block, uint32_t width, uint32_t height, uint32_t bytes_per_pixel, uint32_t format,
-               uint32_t type)
+               uint32_t type, bool* blue_first)
 {
     if (uint32_t fourcc = setting(zelvar_only_settings.forceHostDRM4CC)) {
         LOG_WARN("We're forcing DRM4CC value 0x%x on HOST_GL_READ_PIXELS", fourcc);
@@ -161,7 +164,7 @@ bool read_into(uint8_t* block, uint32_t width, uint32_t height, uint32_t bytes_p
         }
     }
     if (format == GL_RGBA && type == GL_UNSIGNED_BYTE && bytes_per_pixel == 4 &&
-        read_blue_first(block, width, height))
+        read_blue_first(block, width, height, blue_first))
         return true;
     auto read = host::gl<&gles_table::glReadPixels>(0, 0, width, height, format, type, block);
     if (read.ok())
@@ -226,7 +229,7 @@ void zelvar_helpers_set_pack_params_value_back(const sidechannel_gles_imports*,
 bool zelvar_helpers_read_pixels_from_host_GPU(uint8_t** pixels, uint32_t width, uint32_t height,
                                               uint32_t bytes_per_pixel, int32_t host_major_version,
                                               const current_pack_params& pack_params, uint32_t format,
-                                              uint32_t type, bool covered)
+                                              uint32_t type, bool covered, bool* blue_first)
 {
     const sidechannel_gles_imports* gles = zelvar_imports_get_gles_ptrs();
     if (!framebuffer_is_complete())
@@ -241,7 +244,7 @@ bool zelvar_helpers_read_pixels_from_host_GPU(uint8_t** pixels, uint32_t width, 
     pixel_block block = make_block(size, covered ? contents::anything : contents::zeros);
     bool delivered = block != nullptr;
     if (delivered && can_read(bytes_per_pixel, format, type))
-        delivered = read_into(block.get(), width, height, bytes_per_pixel, format, type);
+        delivered = read_into(block.get(), width, height, bytes_per_pixel, format, type, blue_first);
     else if (delivered)
         std::memset(block.get(), 0, size);
     zelvar_helpers_set_pack_params_value_back(gles, pack_params, is_gles3);

@@ -83,7 +83,8 @@ void combine(frame_delivery& delivery)
     frame.reversed = true;
     if (zelvar_helpers_read_pixels_from_host_GPU(&frame.pCurrentFrame, info.width, info.height,
                                                  bytes_per_pixel, delivery.host_major, delivery.pack_params,
-                                                 layout.format, layout.type, frame_is_covered(delivery))) {
+                                                 layout.format, layout.type, frame_is_covered(delivery),
+                                                 &frame.blue_first)) {
         const uint64_t size = uint64_t{info.width} * info.height * bytes_per_pixel;
         frame.current_size = size;
         combiner(delivery.call.pid, delivery.call.tid, &info, &frame, true);
