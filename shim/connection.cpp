@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <optional>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -257,34 +258,69 @@ private:
 /// batches only.
 bool may_follow_frame(const outgoing& what)
 {
-    return what.follows_frame && !what.block && state.out_count &&
-           thread_of(state.out[0]) == thread_of(what) &&
+    return state.out_count && thread_of(state.out[0]) == thread_of(what) &&
            wire::load_header(static_cast<const uint8_t*>(what.message)).type == wire::inbound::batch_commands;
 }
 
-/// The worker goes on with this message as soon as it has done with the frame, and both answers are taken.
-return_value converse_behind_frame(const outgoing& what)
+/// A message that was sent while a frame was out. Whichever thread takes its answer leaves it here.
+struct awaited_message
 {
+    std::optional<offered_block> offer;
+    std::optional<return_value> answer;
+};
+
+void message_answered(void* owner, uint32_t, const return_value& answer)
+{
+    auto& mine = *static_cast<awaited_message*>(owner);
+    mine.offer.reset();
+    mine.answer = answer;
+}
+
+/// The worker goes on with this message as soon as it has done with the frame. False when the message can't
+/// follow one, and then it wasn't sent.
+bool send_behind_frame(const outgoing& what, awaited_message& mine)
+{
+    if (!state.out_count.load(std::memory_order_acquire)) [[likely]]
+        return false;
+    const std::lock_guard<process_lock> guard{conversation_lock};
+    if (!is_connected() || !may_follow_frame(what))
+        return false;
     while (state.out_count == std::size(state.out))
         finish_oldest_frame();
     if (!is_connected())
-        return {};
+        return false;
+    mine.offer.emplace(*state.device, what.block);
     if (!state.device->post(what.message, what.length)) {
+        mine.offer.reset();
         lose_device("a message was not taken");
-        return {};
+        return false;
     }
-    while (state.out_count)
-        finish_oldest_frame();
-    const return_value answer = is_connected() ? take_answer(what) : return_value{};
-    drop_what_is_left();
-    return answer;
+    outgoing& out = state.out[state.out_count] = what;
+    out.frame = {.answered = message_answered, .owner = &mine};
+    ++state.out_count;
+    return true;
+}
+
+/// While the worker is at the message, the frame is shown.
+return_value wait_behind_frame(const outgoing& what, const awaited_message& mine)
+{
+    for (;;) {
+        {
+            const std::lock_guard<process_lock> guard{conversation_lock};
+            if (mine.answer)
+                return *mine.answer;
+            finish_oldest_frame();
+            if (!state.out_count)
+                drop_what_is_left();
+        }
+        if (!what.follows_frame)
+            show_arrived_frames();
+    }
 }
 
 /// One message out, and its answer. The lock is held and the device is there.
 return_value converse_locked(const outgoing& what)
 {
-    if (may_follow_frame(what))
-        return converse_behind_frame(what);
     finish_late_frames_locked();
     answer_stream& stream = state.answers;
     const offered_block offer{*state.device, what.block};
@@ -403,6 +439,9 @@ const settings& current_settings()
 
 return_value converse(const outgoing& what)
 {
+    awaited_message mine;
+    if (send_behind_frame(what, mine))
+        return wait_behind_frame(what, mine);
     // Whoever waits for an answer may look at the window afterwards.
     if (!what.follows_frame)
         settle_late_frames();

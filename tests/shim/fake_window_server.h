@@ -4,6 +4,7 @@
 #include "shim/windows.h"
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace shim_test {
@@ -16,6 +17,7 @@ public:
     uint32_t shown = 0;
     shim::frame_view last;
     std::vector<uint8_t> last_pixels;
+    std::function<void()> on_show;
 
     bool size_of(uint64_t window, shim::window_size& out) override
     {
@@ -25,6 +27,8 @@ public:
     bool show(uint64_t, const shim::frame_view& frame) override
     {
         ++shown;
+        if (on_show)
+            on_show();
         last = frame;
         last_pixels.assign(frame.pixels, frame.pixels + size_t{frame.stride} * frame.size.height * 4);
         return false;

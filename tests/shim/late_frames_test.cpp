@@ -107,15 +107,48 @@ TEST_F(late_frames, show_each_frame_when_the_next_one_has_been_sent)
     EXPECT_GE(device->frames, 3);
 }
 
-TEST_F(late_frames, are_shown_before_a_call_that_waits)
+TEST_F(late_frames, are_shown_while_the_library_is_at_a_call_that_waits)
 {
     swap();
     uint32_t shown_at_call = 0;
     device->on_message = [&](const std::vector<uint8_t>&) { shown_at_call = server.shown; };
-    device->replies = {release()};
-    target_glFinish();
-    EXPECT_EQ(shown_at_call, 2u);
+    device->replies = {value_and_release(bytes{}.u32(GL_INVALID_ENUM))};
+    EXPECT_EQ(target_glGetError(), GLenum{GL_INVALID_ENUM});
+    EXPECT_EQ(shown_at_call, 1u) << "sent behind the frame";
     EXPECT_EQ(shown_frame(), 2);
+}
+
+TEST_F(late_frames, may_be_followed_by_a_call_whose_answer_another_thread_takes)
+{
+    swap();
+    server.on_show = [] { std::thread{shim::finish_late_frames}.join(); };
+    device->replies = {value_and_release(bytes{}.u32(GL_INVALID_ENUM))};
+    EXPECT_EQ(target_glGetError(), GLenum{GL_INVALID_ENUM});
+    server.on_show = nullptr;
+    EXPECT_EQ(swap(), EGL_TRUE) << "and the next one goes on from there";
+}
+
+TEST_F(late_frames, have_memory_offered_with_a_call_behind_them)
+{
+    device->takes_blocks = true;
+    device->takes_the_offer = true;
+    swap();
+    device->replies = {value_and_release(bytes{}.u64(0x500))};
+    EXPECT_EQ(target_glMapBufferRange(GL_ARRAY_BUFFER, 0, 64, GL_MAP_WRITE_BIT),
+              reinterpret_cast<void*>(0x500));
+    ASSERT_EQ(device->offers.size(), 1u);
+    EXPECT_EQ(device->offers[0].second, 64u);
+    EXPECT_EQ(shown_frame(), 2);
+}
+
+TEST_F(late_frames, are_lost_with_the_device_and_with_the_call_behind_them)
+{
+    swap();
+    const bytes senseless = bytes{}.u32(1).u32(436).u32(0).u64(0); // shorter than its own header
+    device->replies = {senseless};
+    capture();
+    EXPECT_EQ(target_glGetError(), GLenum{GL_NO_ERROR});
+    EXPECT_NE(captured().find("The device is gone"), std::string::npos);
 }
 
 TEST_F(late_frames, are_shown_though_no_call_follows)
