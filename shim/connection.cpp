@@ -301,21 +301,23 @@ bool send_behind_frame(const outgoing& what, awaited_message& mine)
     return true;
 }
 
-/// While the worker is at the message, the frame is shown.
+/// While the worker is at the message, the frame is shown; whoever waits may look at the window afterwards.
 return_value wait_behind_frame(const outgoing& what, const awaited_message& mine)
 {
-    for (;;) {
+    for (bool answered = false; !answered;) {
         {
             const std::lock_guard<process_lock> guard{conversation_lock};
-            if (mine.answer)
-                return *mine.answer;
-            finish_oldest_frame();
+            if (!mine.answer)
+                finish_oldest_frame();
             if (!state.out_count)
                 drop_what_is_left();
+            answered = mine.answer.has_value();
         }
+        // Also what another thread has taken meanwhile, and may still be showing.
         if (!what.follows_frame)
             show_arrived_frames();
     }
+    return *mine.answer;
 }
 
 /// One message out, and its answer. The lock is held and the device is there.
