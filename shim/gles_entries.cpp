@@ -85,8 +85,8 @@ struct entry<wire::inbound::gles20_clear, decltype(glClear)>
     static void call(GLbitfield mask)
     {
         const thread_state* self = this_thread();
-        const bool clears_twin = self && self->vertices && self->current.draw_is_twin &&
-                                 self->vertices->draw_framebuffer == 0;
+        const bool clears_twin =
+            self && self->vertices && self->current.draw_is_twin && self->vertices->draw_framebuffer == 0;
         send_message<wire::inbound::gles20_clear, void>(clears_twin ? twin_clear_mask(mask) : mask);
     }
 };

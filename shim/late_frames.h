@@ -24,9 +24,9 @@ void show_arrived_frames();
 void settle_late_frames();
 
 /// For the time in which a frame is sent and the one before it is waited for. The library then begins to draw
-/// at the very moment at which this thread begins to show: its drawing threads would find one processor taken,
-/// gather on another one, and stay there while the first falls idle. An application that had to wait long has
-/// the time to let them spread first.
+/// at the very moment at which this thread begins to show: its drawing threads would find one processor
+/// taken, gather on another one, and stay there while the first falls idle. An application that had to wait
+/// long has the time to let them spread first.
 class pause_before_showing
 {
 public:
