@@ -15,7 +15,8 @@
 bool zelvar_helpers_read_pixels_from_host_GPU(uint8_t** pixels, uint32_t width, uint32_t height,
                                               uint32_t bytes_per_pixel, int32_t host_major_version,
                                               const current_pack_params& pack_params, uint32_t format,
-                                              uint32_t type, bool covered = false, bool* blue_first = nullptr);
+                                              uint32_t type, bool covered = false,
+                                              bool* blue_first = nullptr);
 /// Keeps a delivered block of `size` bytes for this thread's next read: fresh pages cost more than the read.
 /// Takes ownership; null is allowed.
 void zelvar_helpers_reuse_pixels(uint8_t* pixels, uint64_t size);
