@@ -54,7 +54,8 @@ process_lock& windows_lock = *new process_lock;
 std::map<void*, surface_record>& surfaces = *new std::map<void*, surface_record>;
 window_server* server = nullptr;
 window_size told;
-read_notice being_read; // the image that the server may still look at
+read_notice being_read;           // the image that the server may still look at
+const frame* looked_at = nullptr; // the frame that it may still look at
 
 /// Before the server does anything else: it looks at one image at a time.
 void finish_reading_locked()
@@ -65,6 +66,26 @@ void finish_reading_locked()
         server->finish_reading();
     const read_notice done = std::exchange(being_read, {});
     done.read(done.owner, done.number);
+}
+
+/// Before the memory of a frame gets another one, or goes.
+void finish_looking_locked(const frame& at)
+{
+    if (looked_at != &at)
+        return;
+    looked_at = nullptr;
+    if (server)
+        server->finish_reading();
+}
+
+void drop_surface_locked(void* surface)
+{
+    const auto found = surfaces.find(surface);
+    if (found == surfaces.end())
+        return;
+    for (const frame& each : found->second.frames)
+        finish_looking_locked(each);
+    surfaces.erase(found);
 }
 
 window_size size_of_window_locked(uint64_t native_window)
@@ -80,6 +101,7 @@ frame_buffer frame_buffer_locked(surface_record& record, window_size size)
     if (size.width && size.height)
         record.size = size;
     frame& to = record.current();
+    finish_looking_locked(to);
     if (!to.memory.pixels() || to.size != record.size) {
         to.size = record.size;
         if (!to.memory.make(to.size))
@@ -99,9 +121,14 @@ void show_frame(uint64_t native_window, const frame& shown, bool compressed)
     if (compressed && !(pixels = decompress_frame(shown.memory.pixels(), shown.size)))
         return;
     finish_reading_locked();
-    if (server->show(native_window,
-                     {compressed ? pixels.get() : shown.memory.pixels(), shown.size, shown.size.width}))
-        server->finish_reading();
+    frame_view view{.pixels = shown.memory.pixels(), .size = shown.size, .stride = shown.size.width};
+    if (compressed)
+        view.pixels = pixels.get();
+    else if (frames_are_only_counted())
+        view.own = shown.memory.pixels();
+    looked_at = server->show(native_window, view) ? &shown : nullptr;
+    if (compressed)
+        finish_looking_locked(shown); // its pixels go at once
 }
 
 surface_record* find_surface(void* surface)
@@ -247,7 +274,7 @@ window_size size_of_window(uint64_t native_window)
 void add_window_surface(void* surface, uint64_t native_window)
 {
     const std::lock_guard<process_lock> guard{windows_lock};
-    surfaces.erase(surface);
+    drop_surface_locked(surface);
     surface_record& record = surfaces[surface];
     record.native_window = native_window;
     record.size = size_of_window_locked(native_window);
@@ -257,7 +284,7 @@ void remove_window_surface(void* surface)
 {
     settle_late_frames(); // which writes to the memory that goes
     const std::lock_guard<process_lock> guard{windows_lock};
-    surfaces.erase(surface);
+    drop_surface_locked(surface);
 }
 
 frame_buffer frame_buffer_for_swap(void* surface)
@@ -375,6 +402,7 @@ void forget_windows()
     server = nullptr;
     told = {};
     being_read = {};
+    looked_at = nullptr;
 }
 
 } // namespace shim

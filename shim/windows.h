@@ -24,6 +24,7 @@ struct frame_view
     window_size size;
     uint32_t stride = 0;     // pixels
     bool blue_first = false; // B, G, R, A
+    uint8_t* own = nullptr;  // the same pixels, where nobody minds what becomes of them
 };
 
 /// Called once nobody looks at a frame's pixels any more.

@@ -260,14 +260,17 @@ bool x_server::attach_file(int file)
     return file_segment_ != 0;
 }
 
-/// The server takes the frame from where it lies, before this returns.
+/// The server takes the frame from where it lies.
 bool x_server::show_in_place(xcb_window_t window, const canvas& to, const frame_view& frame)
 {
     const size_t bytes = size_t{frame.stride} * frame.size.height * 4;
-    const file_place place = frame.blue_first ? place_in_shared_file(frame.pixels, bytes) : file_place{};
+    const bool can_be_taken = frame.blue_first || frame.own;
+    const file_place place = can_be_taken ? place_in_shared_file(frame.pixels, bytes) : file_place{};
     if (place.file < 0 || frame.stride > UINT16_MAX || place.offset + bytes > UINT32_MAX ||
         !attach_file(place.file))
         return false;
+    if (!frame.blue_first)
+        wire::swap_red_and_blue(frame.own, frame.own, bytes / 4);
     const auto width = static_cast<uint16_t>(frame.size.width);
     const auto height = static_cast<uint16_t>(frame.size.height);
     shm_.put_image(connection_, window, to.context, static_cast<uint16_t>(frame.stride), height, 0, 0, width,

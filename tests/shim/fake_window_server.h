@@ -18,6 +18,8 @@ public:
     shim::frame_view last;
     std::vector<uint8_t> last_pixels;
     std::function<void()> on_show;
+    bool looks_on = false; // after `show`, until it has to finish
+    bool is_looking = false;
 
     bool size_of(uint64_t window, shim::window_size& out) override
     {
@@ -31,8 +33,9 @@ public:
             on_show();
         last = frame;
         last_pixels.assign(frame.pixels, frame.pixels + size_t{frame.stride} * frame.size.height * 4);
-        return false;
+        return is_looking = looks_on;
     }
+    void finish_reading() override { is_looking = false; }
     uint32_t visual() override { return 0x21; }
 };
 

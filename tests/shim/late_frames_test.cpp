@@ -118,6 +118,28 @@ TEST_F(late_frames, are_shown_while_the_library_is_at_a_call_that_waits)
     EXPECT_EQ(shown_frame(), 2);
 }
 
+TEST_F(late_frames, are_drawn_where_the_window_server_looks_no_more)
+{
+    server.looks_on = true;
+    swap();
+    swap(); // shows the one before
+    ASSERT_TRUE(server.is_looking);
+    EXPECT_EQ(server.last.own, server.last.pixels) << "nobody else looks at it";
+    bool looking_at_swap = true;
+    device->on_message = [&](const std::vector<uint8_t>& sent) {
+        looking_at_swap = server.is_looking;
+        draw_frame(sent);
+    };
+    swap(); // in the memory of the one that is looked at
+    EXPECT_FALSE(looking_at_swap);
+    ASSERT_EQ(blocks.size(), 4u);
+    EXPECT_EQ(blocks[3], blocks[1]);
+    ASSERT_TRUE(server.is_looking);
+    device->replies = {value_and_release(bytes{}.u32(EGL_TRUE))};
+    target_eglDestroySurface(display, surface);
+    EXPECT_FALSE(server.is_looking) << "its memory goes";
+}
+
 TEST_F(late_frames, may_be_followed_by_a_call_whose_answer_another_thread_takes)
 {
     swap();

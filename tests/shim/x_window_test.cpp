@@ -186,6 +186,32 @@ TEST_F(x_window, blue_first_frames_are_taken_from_the_file_that_they_lie_in)
     close(file);
 }
 
+TEST_F(x_window, frames_that_nobody_minds_are_turned_where_they_lie)
+{
+    const Window window = make_window(40, 30);
+    shim::settle_x_display(display);
+    shim::window_size size;
+    ASSERT_TRUE(server->size_of(window, size));
+    constexpr size_t area_size = 16384;
+    const auto frame = numbered_frame(48, 30);
+    const int file = memfd_create("frames", MFD_CLOEXEC);
+    ASSERT_EQ(ftruncate(file, area_size), 0);
+    void* mapped = mmap(nullptr, area_size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    ASSERT_NE(mapped, MAP_FAILED);
+    auto* area = static_cast<uint8_t*>(mapped);
+    std::copy(frame.begin(), frame.end(), area);
+    shim::use_shared_area(area, area_size, {file, 0});
+    EXPECT_FALSE(server->show(window, {.pixels = area, .size = {40, 30}, .stride = 48}));
+    EXPECT_EQ(area[4], frame[4]) << "somebody may mind";
+    EXPECT_TRUE(server->show(window, {.pixels = area, .size = {40, 30}, .stride = 48, .own = area}));
+    EXPECT_EQ(pixel(window, 3, 29), 0x031d07u);
+    EXPECT_EQ(pixel(window, 39, 0), 0x270007u);
+    EXPECT_EQ(area[4], frame[6]);
+    shim::use_shared_area(nullptr, 0);
+    munmap(area, area_size);
+    close(file);
+}
+
 TEST_F(x_window, a_window_that_has_gone_costs_nothing)
 {
     const Window window = make_window(40, 30);
