@@ -14,8 +14,9 @@ namespace {
 
 namespace in = wire::inbound;
 
-/// Beyond this, copying costs as much as sending the draw at once.
-constexpr uint64_t most_copied = 64 * 1024;
+/// Most of the memory that a batch has. A draw that is sent at once costs no copy, but the application stands
+/// still until the library has done all that was sent before it, a frame among it.
+constexpr uint64_t most_copied = 768 * 1024;
 /// For the messages around a draw: two pointers for each attribute, and what is bound.
 constexpr uint64_t room_for_messages = 4096;
 
