@@ -180,13 +180,12 @@ void change_pointers(thread_state& self, Change change)
         add_call<in::gles20_bind_buffer>(self, GLenum{GL_ARRAY_BUFFER}, bound);
 }
 
-/// Has the attributes point at copies of what `range` reads. False, with nothing done, where they can't.
-bool copy_arrays(thread_state& self, uint32_t attributes, const vertex_range& range)
+/// Has the attributes point at copies of what `range` reads, which is `needed`. False, with nothing done,
+/// where they can't.
+bool copy_arrays(thread_state& self, uint32_t attributes, const vertex_range& range, pieces& needed)
 {
     const vertex_array& array = self.vertices->bound();
-    pieces needed;
-    if (range.count == 0 || !find_pieces(array, attributes, range, needed) ||
-        !self.messages.reserve(needed.bytes() + room_for_messages) || !copy_pieces(self, needed))
+    if (!copy_pieces(self, needed))
         return false;
     change_pointers(self, [&] {
         for (uint32_t left = attributes; left != 0; left &= left - 1) {
@@ -235,6 +234,22 @@ vertex_range range_of(const uint8_t* indices, uint64_t count, GLenum type, bool 
     }
 }
 
+bool find_arrays(thread_state& self, uint32_t attributes, const vertex_range& range, pieces& found)
+{
+    return range.count != 0 && find_pieces(self.vertices->bound(), attributes, range, found);
+}
+
+/// Copies the arrays of a draw whose indices have been copied. `full`: the batch has no room for both.
+bool copy_arrays_beside_indices(thread_state& self, uint32_t attributes, const vertex_range& range,
+                                bool& full)
+{
+    pieces needed;
+    if (!find_arrays(self, attributes, range, needed))
+        return false;
+    full = !self.messages.fits(needed.bytes() + room_for_messages);
+    return !full && copy_arrays(self, attributes, range, needed);
+}
+
 /// Vertex array objects take no pointers of the application.
 bool can_copy(const thread_state* self)
 {
@@ -248,8 +263,11 @@ client_arrays::client_arrays(thread_state* self, GLint first, GLsizei count)
     if (!can_copy(self) || first < 0 || count <= 0)
         return;
     const uint32_t attributes = self->vertices->bound().client_attributes();
-    if (!attributes ||
-        !copy_arrays(*self, attributes, {static_cast<uint64_t>(first), static_cast<uint64_t>(count)}))
+    const vertex_range range{static_cast<uint64_t>(first), static_cast<uint64_t>(count)};
+    pieces needed;
+    if (!attributes || !find_arrays(*self, attributes, range, needed) ||
+        !self->messages.reserve(needed.bytes() + room_for_messages) ||
+        !copy_arrays(*self, attributes, range, needed))
         return;
     self_ = self;
     moved_ = attributes;
@@ -260,26 +278,37 @@ client_arrays::client_arrays(thread_state* self, GLsizei count, GLenum type, con
     : indices_{indices}
 {
     const uint64_t bytes = count > 0 ? static_cast<uint64_t>(count) * index_size(type) : 0;
-    if (!can_copy(self) || !bytes || bytes > most_copied || !indices ||
-        self->vertices->bound().elements != 0 ||
-        !self->messages.reserve(bytes + most_copied + 2 * room_for_messages))
+    if (!can_copy(self) || !bytes || bytes > most_copied || !indices || self->vertices->bound().elements != 0)
         return;
+    bool full = false;
+    if (copy_elements(*self, static_cast<uint64_t>(count), type, full) || !full)
+        return;
+    self->messages.flush();
+    copy_elements(*self, static_cast<uint64_t>(count), type, full);
+}
+
+/// Which vertices are read shows in the indices, so those are copied first. False where not all can be
+/// copied; `full`: it may yet be in another batch.
+bool client_arrays::copy_elements(thread_state& self, uint64_t count, GLenum type, bool& full)
+{
+    const uint64_t bytes = count * index_size(type);
     pieces own;
-    const uint64_t address = reinterpret_cast<uintptr_t>(indices);
+    const uint64_t address = reinterpret_cast<uintptr_t>(indices_);
     own.add(address, address + bytes);
-    if (!copy_pieces(*self, own))
-        return;
+    if (!self.messages.reserve(bytes + 2 * room_for_messages) || !copy_pieces(self, own))
+        return false;
     const auto* copy = reinterpret_cast<const uint8_t*>(static_cast<uintptr_t>(own.list[0].copy));
-    const uint32_t attributes = self->vertices->bound().client_attributes();
+    const uint32_t attributes = self.vertices->bound().client_attributes();
+    const bool restarts = self.vertices->restarts_primitives;
     if (attributes &&
-        !copy_arrays(*self, attributes,
-                     range_of(copy, static_cast<uint64_t>(count), type, self->vertices->restarts_primitives)))
-        return;
-    self_ = self;
+        !copy_arrays_beside_indices(self, attributes, range_of(copy, count, type, restarts), full))
+        return false;
+    self_ = &self;
     moved_ = attributes;
     indices_ = copy;
-    self->vertices->arrays_are_copied = attributes != 0;
-    self->vertices->elements_are_copied = true;
+    self.vertices->arrays_are_copied = attributes != 0;
+    self.vertices->elements_are_copied = true;
+    return true;
 }
 
 client_arrays::~client_arrays()

@@ -24,6 +24,8 @@ public:
     const void* indices() const { return indices_; }
 
 private:
+    bool copy_elements(thread_state& self, uint64_t count, GLenum type, bool& full);
+
     thread_state* self_ = nullptr; // null: nothing was copied
     uint32_t moved_ = 0;           // a bit for each attribute that points at a copy
     const void* indices_ = nullptr;

@@ -123,7 +123,7 @@ bool message_builder::reserve(uint64_t bytes)
 
 uint8_t* message_builder::take_block(uint64_t length)
 {
-    if (length > longest_block)
+    if (length > memory_.size)
         return nullptr;
     const uint32_t room = static_cast<uint32_t>(length + 15) & ~15u;
     // A message of a call with a block is short; leave it room beside the block.
@@ -138,7 +138,7 @@ uint8_t* message_builder::take_block(uint64_t length)
 
 const void* message_builder::keep_block(const void* bytes, uint64_t length)
 {
-    uint8_t* copy = take_block(length);
+    uint8_t* copy = length <= longest_block ? take_block(length) : nullptr;
     if (copy)
         std::memcpy(copy, bytes, length);
     return copy;

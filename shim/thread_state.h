@@ -33,6 +33,9 @@ public:
     /// sends what waits first when it has to. False when no batch is that long.
     bool reserve(uint64_t bytes);
 
+    /// Whether so many bytes go out with what waits.
+    bool fits(uint64_t bytes) const { return used_ + blocks_ + bytes <= memory_.size; }
+
     /// Room that `keep_block` would fill, for whoever fills it otherwise; null when there is none.
     uint8_t* take_block(uint64_t length);
 

@@ -152,7 +152,7 @@ TEST_F(client_array, IndicesSayWhichVerticesAreCopied)
         values[i] = static_cast<float>(i);
     const uint16_t indices[] = {700, 0xffff, 702, 701};
     target_glEnableVertexAttribArray(0);
-    target_glVertexAttribPointer(0, 1, GL_FLOAT, GL_FALSE, 0, values.data());
+    target_glVertexAttribPointer(0, 4, GL_FLOAT, GL_FALSE, 0, values.data());
     const auto draw = [&] { target_glDrawElements(GL_POINTS, 4, GL_UNSIGNED_SHORT, indices); };
     EXPECT_FALSE(waits(draw)) << "an index like any other, with far too many vertices before it";
     target_glEnable(GL_PRIMITIVE_RESTART_FIXED_INDEX);
@@ -161,7 +161,7 @@ TEST_F(client_array, IndicesSayWhichVerticesAreCopied)
                                               in::gles20_vertex_attrib_pointer, in::gles20_finish}));
     const auto copy = calls[0].at<uint64_t>(pointer_address);
     for (uint32_t i = 700; i < 703; ++i)
-        EXPECT_EQ(seen_at<float>(copy + 4 * i), values[i]);
+        EXPECT_EQ(seen_at<float>(copy + 16 * i), values[4 * i]);
     const auto where = calls[1].at<uint64_t>(elements_address);
     EXPECT_NE(where, reinterpret_cast<uintptr_t>(indices));
     EXPECT_EQ(seen_at<uint16_t>(where + 6), 701);
@@ -194,8 +194,12 @@ TEST_F(client_array, WhatCantBeCopiedIsSentAtOnceWithTheApplicationsPointers)
     EXPECT_TRUE(goes_out_plainly([&] { target_glVertexAttribPointer(1, 4, GL_LINES, GL_FALSE, 0, values); }));
     EXPECT_TRUE(
         goes_out_plainly([&] { target_glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, -4, values); }));
-    EXPECT_TRUE(
-        goes_out_plainly([&] { target_glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 65'000, values); }));
+    // More than a batch holds.
+    const std::vector<uint8_t> large(3 * 300'000 + 16);
+    EXPECT_TRUE(goes_out_plainly(
+        [&] { target_glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 300'000, large.data()); }));
+    target_glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 200'000, large.data());
+    ASSERT_TRUE(waits(draw)) << "a batch holds it";
     target_glVertexAttribPointer(1, 4, GL_FLOAT, GL_FALSE, 0, values);
     ASSERT_TRUE(waits(draw));
     EXPECT_TRUE(goes_out_plainly([] { target_glVertexAttribDivisor(1, 1); }));
@@ -228,4 +232,36 @@ TEST_F(client_array, ManyDrawsGoOutInWholeBatches)
     EXPECT_EQ(drawn, draws);
     EXPECT_LT(device->sent.size(), 20u);
 }
+
+TEST_F(client_array, DrawsWithIndicesFillTheirBatchesToo)
+{
+    constexpr uint32_t vertices = 25'000;
+    std::vector<uint32_t> values(vertices);
+    const uint16_t indices[] = {0, vertices - 1};
+    target_glEnableVertexAttribArray(0);
+    target_glVertexAttribIPointer(0, 1, GL_UNSIGNED_INT, 0, values.data());
+    uint32_t drawn = 0;
+    device->on_message = [&](const std::vector<uint8_t>& batch) {
+        calls.clear();
+        take_apart(batch);
+        uint64_t pointer = 0;
+        for (const sent_call& call : calls) {
+            if (call.type == in::gles30_vertex_attrib_ipointer)
+                pointer = call.at<uint64_t>(16);
+            if (call.type != in::gles20_draw_elements)
+                continue;
+            const auto index = seen_at<uint16_t>(call.at<uint64_t>(elements_address) + 2);
+            drawn += index == vertices - 1 && seen_at<uint32_t>(pointer) == drawn &&
+                     seen_at<uint32_t>(pointer + 4 * index) == drawn;
+        }
+    };
+    constexpr uint32_t draws = 36;
+    for (; values.front() < draws; ++values.front(), ++values.back())
+        target_glDrawElements(GL_POINTS, 2, GL_UNSIGNED_SHORT, indices);
+    target_glFinish();
+    EXPECT_EQ(drawn, draws);
+    // Ten fit into a mebibyte.
+    EXPECT_EQ(device->sent.size(), 4u);
+}
+
 } // namespace

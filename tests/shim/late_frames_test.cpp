@@ -161,6 +161,12 @@ TEST_F(late_frames, have_memory_offered_with_a_call_behind_them)
     ASSERT_EQ(device->offers.size(), 1u);
     EXPECT_EQ(device->offers[0].second, 64u);
     EXPECT_EQ(shown_frame(), 2);
+    device->replies = {
+        message(wire::outbound::deallocate_memory_block, bytes{}.address(device->offers[0].first))
+            .add(release())};
+    capture();
+    target_glFinish();
+    EXPECT_EQ(captured(), "") << "it was the library's to free";
 }
 
 TEST_F(late_frames, are_lost_with_the_device_and_with_the_call_behind_them)
