@@ -115,19 +115,27 @@ size_t round_up(size_t number, size_t step)
     return (number + step - 1) / step * step;
 }
 
-void show_frame(uint64_t native_window, const frame& shown, bool compressed)
+/// What the device says of frames. Asked before the lock is taken, as a conversation with the device takes
+/// it.
+struct frame_customs
+{
+    bool compressed = frames_are_compressed();
+    bool only_counted = frames_are_only_counted();
+};
+
+void show_frame(uint64_t native_window, const frame& shown, const frame_customs& customs)
 {
     std::unique_ptr<uint8_t[]> pixels;
-    if (compressed && !(pixels = decompress_frame(shown.memory.pixels(), shown.size)))
+    if (customs.compressed && !(pixels = decompress_frame(shown.memory.pixels(), shown.size)))
         return;
     finish_reading_locked();
     frame_view view{.pixels = shown.memory.pixels(), .size = shown.size, .stride = shown.size.width};
-    if (compressed)
+    if (customs.compressed)
         view.pixels = pixels.get();
-    else if (frames_are_only_counted())
+    else if (customs.only_counted)
         view.own = shown.memory.pixels();
     looked_at = server->show(native_window, view) ? &shown : nullptr;
-    if (compressed)
+    if (customs.compressed)
         finish_looking_locked(shown); // its pixels go at once
 }
 
@@ -143,10 +151,10 @@ frame_notice notice_of(const frame& finished)
 }
 
 /// Shows a frame of a surface; what the device is to be told of it. With the lock held.
-frame_notice show_locked(const surface_record& record, const frame& shown, bool compressed)
+frame_notice show_locked(const surface_record& record, const frame& shown, const frame_customs& customs)
 {
     if (server)
-        show_frame(record.native_window, shown, compressed);
+        show_frame(record.native_window, shown, customs);
     return notice_of(shown);
 }
 
@@ -162,14 +170,14 @@ void frame_is_out(void* surface, uint32_t)
 void show_arrived(void* surface, uint32_t)
 {
     frame_notice notice;
-    const bool compressed = frames_are_compressed();
+    const frame_customs customs;
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
         const frame* const arrived = record ? std::exchange(record->arrived, nullptr) : nullptr;
         if (!arrived)
             return;
-        notice = show_locked(*record, *arrived, compressed);
+        notice = show_locked(*record, *arrived, customs);
     }
     announce_frame(notice);
 }
@@ -365,7 +373,7 @@ void finish_reading_images()
 void frame_swapped(void* surface, bool swapped)
 {
     frame_notice notice;
-    const bool compressed = frames_are_compressed();
+    const frame_customs customs;
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
@@ -374,7 +382,7 @@ void frame_swapped(void* surface, bool swapped)
         record->swapped = swapped;
         if (!swapped)
             return;
-        notice = show_locked(*record, record->current(), compressed);
+        notice = show_locked(*record, record->current(), customs);
     }
     announce_frame(notice);
 }
