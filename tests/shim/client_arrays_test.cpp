@@ -80,8 +80,9 @@ protected:
     template <class T>
     static T seen_at(uint64_t address)
     {
-        T value;
-        std::memcpy(&value, reinterpret_cast<const void*>(static_cast<uintptr_t>(address)), sizeof value);
+        T value{};
+        if (address)
+            std::memcpy(&value, reinterpret_cast<const void*>(static_cast<uintptr_t>(address)), sizeof value);
         return value;
     }
 
