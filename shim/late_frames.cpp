@@ -5,6 +5,7 @@
 #include "shim/process_lock.h"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <ctime>
@@ -116,24 +117,11 @@ void show_arrived_frames()
     }
 }
 
-namespace {
-
-int64_t now_ns()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * int64_t{1'000'000'000} + now.tv_nsec;
-}
-
-} // namespace
-
-pause_before_showing::pause_before_showing() : begun_ns_{now_ns()} {}
-
 void pause_before_showing::take() const
 {
-    constexpr int64_t long_wait_ns = 500'000; // several times what the pause takes
-    constexpr timespec shortest{0, 1};        // the timer's slack makes some 50 us of it
-    if (now_ns() - begun_ns_ > long_wait_ns)
+    constexpr std::chrono::microseconds long_wait{500}; // several times what the pause takes
+    constexpr timespec shortest{0, 1};                  // the timer's slack makes some 50 us of it
+    if (std::chrono::steady_clock::now() - begun_ > long_wait)
         nanosleep(&shortest, nullptr);
 }
 

@@ -3,6 +3,7 @@
 // while the library draws and delivers it, as it would with a driver of its own. The answer is taken by the
 // next call that waits. When none comes, a thread takes it, so that the frame is shown.
 
+#include <chrono>
 #include <cstdint>
 
 namespace shim {
@@ -30,11 +31,10 @@ void settle_late_frames();
 class pause_before_showing
 {
 public:
-    pause_before_showing();
     void take() const;
 
 private:
-    int64_t begun_ns_;
+    std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
 };
 
 /// How long an application may leave a frame alone before it is fetched for it; for tests.

@@ -9,6 +9,7 @@
 
 #include <EGL/egl.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,10 +30,38 @@ namespace {
 /// Behind a block that the device shares it may be written, and nobody reads it.
 constexpr size_t guard_span = size_t{16} << 20;
 
+/// The first pixels of a frame buffer that was shown in place, until the library writes the next frame there.
+/// No picture begins with them.
+using frame_head = std::array<uint8_t, 16>;
+constexpr frame_head unwritten{0x5a, 0xe1, 0x0c, 0x93, 0x7f, 0x28, 0xd4, 0xb6,
+                               0x11, 0xc9, 0x4e, 0x85, 0xf2, 0x3b, 0x60, 0xad};
+
 struct frame
 {
     frame_memory memory;
     window_size size;
+    bool turned = false; // blue first, since it was shown in place
+    frame_head head{};   // what `unwritten` stands in the place of
+
+    bool is_unwritten() const
+    {
+        return turned && std::memcmp(memory.pixels(), unwritten.data(), unwritten.size()) == 0;
+    }
+    /// Before the library is asked for the next frame. It may leave it out, and then this one is shown again.
+    void mark()
+    {
+        if (!turned || is_unwritten())
+            return;
+        std::memcpy(head.data(), memory.pixels(), head.size());
+        std::memcpy(memory.pixels(), unwritten.data(), unwritten.size());
+    }
+    /// Before it is shown.
+    void take_mark_away()
+    {
+        turned = is_unwritten();
+        if (turned)
+            std::memcpy(memory.pixels(), head.data(), head.size());
+    }
 };
 
 struct surface_record
@@ -104,9 +133,11 @@ frame_buffer frame_buffer_locked(surface_record& record, window_size size)
     finish_looking_locked(to);
     if (!to.memory.pixels() || to.size != record.size) {
         to.size = record.size;
+        to.turned = false;
         if (!to.memory.make(to.size))
             return {};
     }
+    to.mark();
     return {to.memory.pixels(), frame_memory::length(to.size), to.size, to.size.width};
 }
 
@@ -123,18 +154,23 @@ struct frame_customs
     bool only_counted = frames_are_only_counted();
 };
 
-void show_frame(uint64_t native_window, const frame& shown, const frame_customs& customs)
+void show_frame(uint64_t native_window, frame& shown, const frame_customs& customs)
 {
     std::unique_ptr<uint8_t[]> pixels;
     if (customs.compressed && !(pixels = decompress_frame(shown.memory.pixels(), shown.size)))
         return;
     finish_reading_locked();
-    frame_view view{.pixels = shown.memory.pixels(), .size = shown.size, .stride = shown.size.width};
+    shown.take_mark_away();
+    frame_view view{.pixels = shown.memory.pixels(),
+                    .size = shown.size,
+                    .stride = shown.size.width,
+                    .blue_first = shown.turned};
     if (customs.compressed)
         view.pixels = pixels.get();
-    else if (customs.only_counted)
+    else if (customs.only_counted && uint64_t{shown.size.width} * shown.size.height * 4 >= unwritten.size())
         view.own = shown.memory.pixels();
     looked_at = server->show(native_window, view) ? &shown : nullptr;
+    shown.turned = shown.turned || (looked_at && view.own);
     if (customs.compressed)
         finish_looking_locked(shown); // its pixels go at once
 }
@@ -151,7 +187,7 @@ frame_notice notice_of(const frame& finished)
 }
 
 /// Shows a frame of a surface; what the device is to be told of it. With the lock held.
-frame_notice show_locked(const surface_record& record, const frame& shown, const frame_customs& customs)
+frame_notice show_locked(const surface_record& record, frame& shown, const frame_customs& customs)
 {
     if (server)
         show_frame(record.native_window, shown, customs);
@@ -174,7 +210,7 @@ void show_arrived(void* surface, uint32_t)
     {
         const std::lock_guard<process_lock> guard{windows_lock};
         surface_record* record = find_surface(surface);
-        const frame* const arrived = record ? std::exchange(record->arrived, nullptr) : nullptr;
+        frame* const arrived = record ? std::exchange(record->arrived, nullptr) : nullptr;
         if (!arrived)
             return;
         notice = show_locked(*record, *arrived, customs);

@@ -44,8 +44,8 @@ public:
     /// The window's size; false when there is no such window.
     virtual bool size_of(uint64_t window, window_size& size) = 0;
 
-    /// Shows a frame. True while its pixels are still being looked at: until `finish_reading`, or the next
-    /// frame.
+    /// Shows a frame. True while its pixels are still being looked at, until `finish_reading` or the next
+    /// frame; those of its `own` are blue first from then on.
     virtual bool show(uint64_t window, const frame_view& frame) = 0;
     virtual void finish_reading() {}
 

@@ -4,6 +4,7 @@
 #include "shim/target_names.h"
 #include "wire/wire.h"
 
+#include <functional>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -74,6 +75,22 @@ protected:
         for (const sent_call& call : calls)
             all.push_back(call.type);
         return all;
+    }
+
+    /// `look` gets each draw when it is sent, and where the integer attribute points at that moment.
+    void on_each_draw(const std::function<void(const sent_call&, uint64_t)>& look)
+    {
+        device->on_message = [this, look](const std::vector<uint8_t>& batch) {
+            calls.clear();
+            take_apart(batch);
+            uint64_t pointer = 0;
+            for (const sent_call& call : calls) {
+                if (call.type == in::gles30_vertex_attrib_ipointer)
+                    pointer = call.at<uint64_t>(16);
+                if (call.type == in::gles20_draw_arrays || call.type == in::gles20_draw_elements)
+                    look(call, pointer);
+            }
+        };
     }
 
     /// What the library would read of a copy.
@@ -215,17 +232,9 @@ TEST_F(client_array, ManyDrawsGoOutInWholeBatches)
     target_glEnableVertexAttribArray(0);
     target_glVertexAttribIPointer(0, 1, GL_UNSIGNED_INT, 0, &value);
     uint32_t drawn = 0;
-    device->on_message = [&](const std::vector<uint8_t>& batch) {
-        calls.clear();
-        take_apart(batch);
-        uint64_t pointer = 0;
-        for (const sent_call& call : calls) {
-            if (call.type == in::gles30_vertex_attrib_ipointer)
-                pointer = call.at<uint64_t>(16);
-            if (call.type == in::gles20_draw_arrays && seen_at<uint32_t>(pointer) == drawn)
-                ++drawn; // a copy that was used again too soon ends the count
-        }
-    };
+    on_each_draw([&](const sent_call&, uint64_t pointer) {
+        drawn += seen_at<uint32_t>(pointer) == drawn; // a copy that was used again too soon ends the count
+    });
     constexpr uint32_t draws = 40'000;
     for (; value < draws; ++value)
         target_glDrawArrays(GL_POINTS, 0, 1);
@@ -242,20 +251,11 @@ TEST_F(client_array, DrawsWithIndicesFillTheirBatchesToo)
     target_glEnableVertexAttribArray(0);
     target_glVertexAttribIPointer(0, 1, GL_UNSIGNED_INT, 0, values.data());
     uint32_t drawn = 0;
-    device->on_message = [&](const std::vector<uint8_t>& batch) {
-        calls.clear();
-        take_apart(batch);
-        uint64_t pointer = 0;
-        for (const sent_call& call : calls) {
-            if (call.type == in::gles30_vertex_attrib_ipointer)
-                pointer = call.at<uint64_t>(16);
-            if (call.type != in::gles20_draw_elements)
-                continue;
-            const auto index = seen_at<uint16_t>(call.at<uint64_t>(elements_address) + 2);
-            drawn += index == vertices - 1 && seen_at<uint32_t>(pointer) == drawn &&
-                     seen_at<uint32_t>(pointer + 4 * index) == drawn;
-        }
-    };
+    on_each_draw([&](const sent_call& call, uint64_t pointer) {
+        const auto index = seen_at<uint16_t>(call.at<uint64_t>(elements_address) + 2);
+        drawn += index == vertices - 1 && seen_at<uint32_t>(pointer) == drawn &&
+                 seen_at<uint32_t>(pointer + 4 * index) == drawn;
+    });
     constexpr uint32_t draws = 36;
     for (; values.front() < draws; ++values.front(), ++values.back())
         target_glDrawElements(GL_POINTS, 2, GL_UNSIGNED_SHORT, indices);

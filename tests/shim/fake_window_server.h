@@ -18,7 +18,7 @@ public:
     shim::frame_view last;
     std::vector<uint8_t> last_pixels;
     std::function<void()> on_show;
-    bool looks_on = false; // after `show`, until it has to finish
+    bool looks_on = false; // after `show`, until it has to finish; turns nothing
     bool is_looking = false;
 
     bool size_of(uint64_t window, shim::window_size& out) override

@@ -140,6 +140,27 @@ TEST_F(late_frames, are_drawn_where_the_window_server_looks_no_more)
     EXPECT_FALSE(server.is_looking) << "its memory goes";
 }
 
+TEST_F(late_frames, that_the_library_leaves_out_show_what_was_there)
+{
+    server.looks_on = true;
+    swap();
+    swap();
+    swap(); // shows the one before, and is drawn to the memory of the second one
+    EXPECT_EQ(shown_frame(), 3);
+    EXPECT_FALSE(server.last.blue_first) << "it has been written since it was shown in place";
+    device->on_message = nullptr; // nothing is drawn any more
+    swap();
+    EXPECT_EQ(shown_frame(), 4);
+    EXPECT_FALSE(server.last.blue_first);
+    const std::vector<uint8_t> third = server.last_pixels;
+    swap();
+    EXPECT_EQ(shown_frame(), 3);
+    EXPECT_TRUE(server.last.blue_first) << "as it was left when it was shown in place";
+    swap();
+    EXPECT_EQ(server.last_pixels, third) << "the whole picture";
+    EXPECT_TRUE(server.last.blue_first);
+}
+
 TEST_F(late_frames, may_be_followed_by_a_call_whose_answer_another_thread_takes)
 {
     swap();
